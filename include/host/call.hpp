@@ -1,0 +1,91 @@
+// The road into the library: how the host calls an SQL function and how the function reads its
+// arguments and gives its result.
+//
+// The host owns the call record. It shows the library the arguments as an array of (value, null
+// flag) pairs, without copying them, and runs the function's body inside `invoke`, the one place
+// where a failure of the library is turned into a failure of the SQL statement.
+#pragma once
+
+#include <cstdint>
+
+namespace host {
+
+// One machine word: a number, a truth value, or the address of a value in memory.
+using datum = std::uintptr_t;
+
+// One argument as the host passes it. Hosts assert that the layout is that of their own record.
+struct argument {
+    datum value;
+    bool is_null;
+};
+
+// The host's own record of a call; the library only passes it on.
+struct call_record;
+
+// What a `pg_finfo_` function returns: the version of the calling convention.
+struct function_info {
+    int api_version;
+};
+
+// A call in progress, as the body of a function sees it.
+struct call {
+    call_record *record;
+    const argument *arguments;
+    int argument_count;
+    bool result_is_null;
+
+    // True when argument `index` (from 0) was not passed or is null.
+    [[nodiscard]] bool is_null(int index) const noexcept {
+        return index >= argument_count || arguments[index].is_null;
+    }
+    [[nodiscard]] datum value(int index) const noexcept { return arguments[index].value; }
+    [[nodiscard]] bool boolean(int index) const noexcept {
+        return (arguments[index].value & 0xFFU) != 0;
+    }
+    [[nodiscard]] std::int32_t int4(int index) const noexcept {
+        return static_cast<std::int32_t>(static_cast<std::uint32_t>(arguments[index].value));
+    }
+    // Makes the result null; `return call.null();` ends a body.
+    datum null() noexcept {
+        result_is_null = true;
+        return 0;
+    }
+};
+
+[[nodiscard]] constexpr datum from_boolean(bool value) noexcept { return value ? 1 : 0; }
+[[nodiscard]] constexpr datum from_int4(std::int32_t value) noexcept {
+    return static_cast<datum>(static_cast<std::intptr_t>(value));
+}
+[[nodiscard]] inline datum from_pointer(const void *value) noexcept {
+    return reinterpret_cast<datum>(value);
+}
+
+// The body of an SQL function. Fails only by C++ exceptions.
+using function_body = datum (*)(call &);
+
+// Runs a body for a call of the host: shows it the arguments, hands back its result, and turns
+// every exception into the host's own way of failing a statement, after all destructors of the
+// body have run. While a body runs, `session clean-up` frees nothing.
+datum invoke(call_record *record, function_body body);
+
+// Marks the running statement as one that the host must not repeat by itself. A host that never
+// repeats statements does nothing here.
+void StmtRetrySetQuerytUnsupportedFlag() noexcept;
+
+inline constexpr function_info k_version_one{1};
+
+} // namespace host
+
+#define PKG_DBE_XML_EXPORT __attribute__((visibility("default")))
+
+// Declares the SQL function `name`: its info record, its exported entry and, after the macro, the
+// body in braces. The body sees the call as `call`.
+#define PKG_DBE_XML_FUNCTION(name)                                                                 \
+    static host::datum name##_body([[maybe_unused]] host::call &call);                             \
+    extern "C" PKG_DBE_XML_EXPORT const host::function_info *pg_finfo_##name(void);                \
+    extern "C" PKG_DBE_XML_EXPORT host::datum name(host::call_record *record);                     \
+    extern "C" const host::function_info *pg_finfo_##name(void) { return &host::k_version_one; }   \
+    extern "C" host::datum name(host::call_record *record) {                                       \
+        return host::invoke(record, name##_body);                                                  \
+    }                                                                                              \
+    static host::datum name##_body([[maybe_unused]] host::call &call)

@@ -1,0 +1,35 @@
+// The state of a session: what the library keeps from call to call. One per session; on hosts
+// with many sessions in one process, one per thread.
+#pragma once
+
+#include "host/memory.hpp"
+#include "host/table.hpp"
+
+#include <cstdint>
+
+// Set by the build of a host that runs sessions in threads.
+#ifdef PKG_DBE_XML_SESSIONS_ARE_THREADS
+#define PKG_DBE_XML_SESSION_STORAGE thread_local
+#else
+#define PKG_DBE_XML_SESSION_STORAGE
+#endif
+
+namespace host {
+
+using clean_up_callback = int (*)();
+
+// What hangs off a session. The library owns all of it; the host only keeps it, zeroed at first,
+// and calls `clean_up` when the session ends or is reset.
+struct session_state {
+    memory_context *xmldom_context;    // "SessionXMLDOMMemoryContext"
+    memory_context *xmlparser_context; // "SessionXMLMemoryContext"
+    void *registry;                    // the registry of DOM handles, src/pkg_xml_dom_hash.cpp
+    hash_table *xmlparser_map;         // "XMLPARSER map"
+    std::uint32_t next_parser_id;
+    bool initialised; // the registry is set up
+    clean_up_callback clean_up;
+};
+
+extern constinit PKG_DBE_XML_SESSION_STORAGE session_state u_sess;
+
+} // namespace host

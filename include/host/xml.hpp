@@ -1,0 +1,99 @@
+// The host's XML service: parsing under limits, and the scopes within which libxml2 is used.
+//
+// libxml2's state is shared with whatever else runs in the process. All work with it stands inside
+// a scope. `tree_scope` is for changes of a tree and costs a few instructions; `xml_scope` is for
+// everything that may print, load or depend on libxml2's defaults: parsing, writing, encoding
+// handlers. Both make failed allocations known: libxml2 often goes on without the memory and
+// gives a truncated result.
+#pragma once
+
+#include "host/session.hpp"
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace host {
+
+// The allocation gate in front of libxml2, of this session.
+struct allocation_gate {
+    std::uint32_t depth; // scopes open; the gate counts and refuses only while one is
+    bool refused;        // an allocation failed or was refused since the innermost scope began
+    bool handlers_saved; // error handlers were replaced when the first allocation failed
+    bool budget_set;     // `budget_left` is in force
+    bool budget_spent;   // the budget was the reason
+    bool cancelled;      // the statement was asked to stop, which was the reason
+    std::int64_t budget_left;  // bytes
+    std::int64_t bytes_in_use; // bytes held by blocks made within scopes of this session
+};
+extern constinit PKG_DBE_XML_SESSION_STORAGE allocation_gate gate;
+
+// Puts the error handlers back that were replaced when an allocation failed.
+void restore_error_handlers() noexcept;
+
+class tree_scope {
+  public:
+    tree_scope() noexcept : outer_refused_(gate.refused) {
+        gate.refused = false;
+        ++gate.depth;
+    }
+    ~tree_scope() {
+        --gate.depth;
+        gate.refused = outer_refused_;
+        if (gate.handlers_saved && gate.depth == 0) [[unlikely]] {
+            restore_error_handlers();
+        }
+    }
+    tree_scope(const tree_scope &) = delete;
+    tree_scope &operator=(const tree_scope &) = delete;
+    // An allocation failed since the scope began: what libxml2 returned may be truncated.
+    [[nodiscard]] bool refused() const noexcept { return gate.refused; }
+
+  private:
+    bool outer_refused_;
+};
+
+// Sets error handlers, entity loader and output defaults, and puts the old ones back.
+class xml_scope {
+  public:
+    xml_scope() noexcept;
+    ~xml_scope();
+    xml_scope(const xml_scope &) = delete;
+    xml_scope &operator=(const xml_scope &) = delete;
+    [[nodiscard]] bool refused() const noexcept { return gate.refused; }
+
+  private:
+    tree_scope tree_;
+    void *saved_[8];
+    int saved_numbers_[4];
+};
+
+// A fresh parser context that loads nothing from anywhere; the caller frees it with
+// xmlFreeParserCtxt. Throws when memory runs out.
+[[nodiscard]] xmlParserCtxtPtr get_new_parser_ctxt();
+
+// Why the last parse of the session gave no document, or what a validating parse complained of.
+struct parse_diagnostics {
+    char first_error[512];   // libxml2's words for the first error, one line, "" when there is none
+    int line;                // of the first error; 0 when unknown
+    int column;
+    char first_validity[512]; // the same for the first validity error
+    int validity_line;
+    int validity_column;
+    std::uint32_t validity_errors; // how many in all
+    bool has_doctype;              // the document has a document type declaration
+    const char *limit;             // the setting whose limit ended the parse, null when none did
+};
+
+// Parses `length` bytes of UTF-8 text. `document_mode` is true for documents made from text, false
+// for parser objects; it decides nothing but the wording of diagnostics. Returns the document,
+// null when the text is not well-formed or a limit ended the parse; `diagnostics` says why. A
+// cancelled statement ends it too: then it throws, and nothing is left behind. The declared
+// encoding stands in the document's `encoding`, though the text is read as UTF-8.
+[[nodiscard]] xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text,
+                                      std::size_t length, int options, bool document_mode,
+                                      parse_diagnostics &diagnostics);
+
+} // namespace host

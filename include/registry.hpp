@@ -1,0 +1,263 @@
+// The session's registry of DOM handles: which object a handle names, and who owns what.
+//
+// A handle is 13 bytes: document id, node id, serial, flag. Three tables stand behind it.
+//   "XMLDOM map"        one XMLHashEntry per handle. Ids are small dense numbers, so the map is an
+//                       index: pages of entries hang on the document id they belong to, and a
+//                       look-up is two steps of an array and a comparison of the key.
+//   "XMLDOM doc map"    one document_entry per document id: its node ids and its pages.
+//   "XMLDOM domKeys map" one domkeys_entry per libxml2 document that handles share.
+//
+// Lifetimes. A family is one libxml2 document, the copies of documents imported into it, the
+// document ids that name it and the detached nodes it keeps for those who still name them. A node
+// never leaves its family. A family ends when its last document handle is released; then every
+// handle into it keeps its entry and names nothing, and lists into it become empty.
+//
+// Every libxml2 node knows who names it: `_private` heads the chain of the entries whose object it
+// is (a map handle chains on its first attribute), with two marks in the low bits: LISTED (a node
+// list holds or held it) and PARKED (its family keeps it until the end). A node that is named, or
+// that has something named below it, is never freed before its family.
+#pragma once
+
+#include "host/call.hpp"
+#include "host/session.hpp"
+#include "host/text.hpp"
+#include "typed_access.hpp"
+#include "xml_owner.hpp"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace pkg_dbe_xml {
+
+// --- keys -------------------------------------------------------------------------------------
+
+inline constexpr std::size_t k_key_size = 13;
+// Stored size of a handle in the short form, header included.
+inline constexpr std::size_t k_packed_handle_size = 14;
+// Size of a handle as it is returned, with a four-byte header.
+inline constexpr std::size_t k_handle_size = 17;
+
+// The 13 bytes of a handle, integers in the machine's byte order:
+// document id (0-3), node id (4-7; 0 is the document itself), serial (8-11), flag 1 (12).
+struct DomKey {
+    std::array<std::byte, k_key_size> bytes;
+    bool operator==(const DomKey &) const noexcept = default;
+};
+
+void xml_dom_general_key(std::uint32_t document_id, std::uint32_t node_id, std::uint32_t serial,
+                         DomKey &key) noexcept;
+// A null key gives 0xFFFFFFFF.
+[[nodiscard]] std::uint32_t xml_getdom_docid(const DomKey *key) noexcept;
+[[nodiscard]] std::uint32_t xml_getdom_nodeid(const DomKey *key) noexcept;
+[[nodiscard]] std::uint32_t xml_getdom_sessionid(const DomKey *key) noexcept;
+// Like a comparison of memory: 0, or the difference of the first bytes that differ.
+[[nodiscard]] int xml_dom_hash_key_cmp(const void *left, const void *right, std::size_t size);
+// A handle value (17 bytes) in the caller's context. Throws when memory runs out.
+[[nodiscard]] host::datum get_datum_by_dom_key(const DomKey &key);
+
+// Reads a handle argument, whichever header form it has; reports handle_not_found unless it carries
+// exactly 13 bytes.
+[[nodiscard]] DomKey check_raw_id_valid(host::datum value);
+
+// --- entries ----------------------------------------------------------------------------------
+
+enum class XMLEntryType : std::uint8_t { dom_map = 1 };
+
+// What a handle names.
+enum class XMLDomNodeType : std::uint8_t {
+    none = 0, // no handle: the slot is empty
+    attribute = 1,
+    document = 5,
+    element = 8,
+    named_node_map = 12, // the object is the element's first attribute
+    node = 13,
+    node_list = 14, // the object is an xmlList of nodes
+    text = 17
+};
+
+struct XMLHashEntry {
+    DomKey key;
+    XMLEntryType type;
+    XMLDomNodeType kind;
+    void *object;     // null once the handle was released, or its family ended
+    const char *text; // supplied by the maker; "" everywhere
+    union {
+        struct { // every kind but node_list, while the object is not null
+            XMLHashEntry *next;
+            XMLHashEntry *previous;
+        } names; // the entries that name the same node
+        struct { // node_list
+            xmlNodePtr *index; // the members in order, made when they are first read; or null
+            std::size_t size;
+        } members;
+    };
+};
+static_assert(sizeof(XMLHashEntry) == 48, "one entry per live handle: keep it lean");
+
+// An entry of a page whose handles are all released is given back in a shared scratch record: read
+// it before the next look-up.
+
+struct family;
+struct XmlParserHashEntry;
+
+struct entry_page; // 256 entries, src/dom_map.cpp
+
+// "XMLDOM doc map": one per document id.
+struct document_entry {
+    std::uint32_t document_id; // the key
+    std::uint32_t next_node_id;
+    std::uint32_t first_freed; // node ids to hand out again, first in first out; chained through
+    std::uint32_t last_freed;  // their empty slots; 0 ends the chain
+    std::uint32_t page_count;  // of `pages`
+    std::uint32_t page_capacity;
+    XMLHashEntry *pieces[3]; // node ids 0-7, 8-39, 40-255
+    std::uintptr_t *pages;   // node ids from 256 on; see src/dom_map.cpp
+    family *owner;           // null while no document is alive under the id
+    document_entry *next_in_family;
+    document_entry *previous_in_family;
+};
+
+// Nodes or documents kept by a family.
+template <class Object> struct kept_objects {
+    Object *objects;
+    std::size_t count;
+    std::size_t capacity;
+};
+
+struct family {
+    xmlDocPtr main;           // null for a family of nodes whose document was released before them
+    std::uint32_t shares;     // document handles (node id 0) that name `main`
+    document_entry *ids;      // the document ids that belong to the family
+    kept_objects<xmlNodePtr> parked;
+    kept_objects<xmlDocPtr> copies; // documents imported into it
+    XmlParserHashEntry *parsers;    // parser objects that handed `main` over and still name it
+};
+
+// "XMLDOM domKeys map"
+struct domkeys_entry {
+    void *document; // the key
+    family *shared;
+};
+
+// A parser object (src/pkg_xml_parser.cpp); here because a family clears those that name it.
+struct XmlParserHashEntry {
+    xmlParserCtxtPtr ctxt; // owned
+    xmlDocPtr doc;         // the last document parsed; owned until it is handed over
+    bool docHandedOver;
+    bool validates; // validation mode, for the next parse
+    family *handed_to; // the family that names this record while docHandedOver and doc
+    XmlParserHashEntry *next_in_family;
+    XmlParserHashEntry *previous_in_family;
+};
+
+// --- registry operations ----------------------------------------------------------------------
+
+// Makes whatever the session's registry lacks; called by the others when it is needed. Throws when
+// memory runs out, and can then be called again.
+void xml_init_hashtable(XMLEntryType type);
+
+// Registers a handle. A document handle (node id 0) takes a share of its document, and makes the
+// family when it is the first. Reports handle_exists, and handle_not_found for a document id that
+// was not given out. Throws before anything has changed.
+XMLHashEntry *xml_insert_hashentry(XMLEntryType type, const DomKey &key, void *object,
+                                   const char *text, XMLDomNodeType kind);
+// The entry of a handle; reports handle_not_found. The object may be null.
+XMLHashEntry *xml_get_hashentry(XMLEntryType type, const DomKey &key);
+// The same without a report: null when there is none.
+XMLHashEntry *xml_find_hashentry(const DomKey &key) noexcept;
+// The handle lets go of its object and goes on naming nothing. Of a document handle this gives up
+// the share, which may end the family. Reports handle_not_found.
+void xml_free_hashentry(XMLEntryType type, const DomKey &key);
+// Removes the handle; its node id will be handed out again. Reports handle_not_found.
+void xml_delete_hashentry(XMLEntryType type, const DomKey &key);
+
+// A document id, fresh or recycled, with its entry in the doc map. Throws when memory runs out.
+[[nodiscard]] std::uint32_t xml_get_next_docid();
+// A node id of the document; reports invalid_document_id.
+[[nodiscard]] std::uint32_t xml_get_next_nodeid(std::uint32_t document_id);
+// The session's serial counter as it stands.
+[[nodiscard]] std::uint32_t xml_current_serial() noexcept;
+// The same, and advances it.
+[[nodiscard]] std::uint32_t xml_take_serial() noexcept;
+// Gives up the share that a document handle has in its document; entries of other handles and
+// entries without an object are left alone. Reports null_entry and dom_keys_not_found.
+void xml_domkeys_hash_decrease_key(XMLHashEntry *entry);
+// Drops a document id and every entry still under it, without recycling the id. Reports
+// handle_not_found.
+void xml_dom_remove_doc_entry(std::uint32_t document_id);
+// Puts a document id at the end of those to be handed out again. Throws before it changes anything.
+void xml_recycle_docid(std::uint32_t document_id);
+
+// Everything that xml_dom_free_document does for a registered handle; unknown keys are ignored.
+void xml_release_document(const DomKey &key);
+
+// Number of handles of every kind, released ones included.
+[[nodiscard]] std::size_t xml_count_hashentries() noexcept;
+// Calls `visit` for each entry of the session. The visitor must not change the registry.
+void xml_for_each_hashentry(void (*visit)(const XMLHashEntry &entry, void *state), void *state);
+
+// Frees everything the session made, parsers included. Returns 0. Does nothing while a call is in
+// progress, and nothing when there is nothing. Exported: the host calls it when the session ends.
+extern "C" PKG_DBE_XML_EXPORT int xml_clean_all_res();
+
+// --- making handles ---------------------------------------------------------------------------
+
+// A handle of a new document: a document id, the next serial, a share. The registry owns the
+// document from here on; when this throws, the caller still owns it.
+[[nodiscard]] host::datum register_document(xmlDocPtr document);
+// A new handle for `object` under document id and serial of `from`. Throws before anything has
+// changed. For a list the registry owns it from here on.
+[[nodiscard]] host::datum mint_handle(const XMLHashEntry &from, void *object, XMLDomNodeType kind);
+// The same with a serial of the caller's.
+[[nodiscard]] host::datum mint_handle(const XMLHashEntry &from, std::uint32_t serial, void *object,
+                                      XMLDomNodeType kind);
+
+// --- lists ------------------------------------------------------------------------------------
+
+// Number of members of a node list (kind node_list, object not null).
+[[nodiscard]] std::size_t list_size(const XMLHashEntry &entry) noexcept;
+// Member `index`, null beyond the end. All members by index cost linear time in all. Throws when
+// memory runs out.
+[[nodiscard]] xmlNodePtr list_member(XMLHashEntry &entry, std::size_t index);
+// Deletes the list of a node_list entry and its index; the entry's object becomes null.
+void delete_list(XMLHashEntry &entry) noexcept;
+
+// --- names and lifetimes ----------------------------------------------------------------------
+
+// The first entry that names the node (follow names.next), null when none does.
+[[nodiscard]] XMLHashEntry *first_name(const xmlNode *node) noexcept;
+// Marks a node as a member of a node list: from now on it is kept as long as its family.
+void mark_listed(xmlNodePtr node) noexcept;
+// True when an entry or a list names `node`, or its family keeps it for them.
+[[nodiscard]] bool is_kept(const xmlNode *node) noexcept;
+
+// The family of a handle's document id, making an empty one when its document is gone. Throws when
+// memory runs out.
+[[nodiscard]] family &family_of(const XMLHashEntry &entry);
+// The same without making one: null.
+[[nodiscard]] family *find_family(const XMLHashEntry &entry) noexcept;
+
+// Makes sure that `count` more nodes can be parked without memory. Throws. Call before a change.
+void reserve_parking(family &owner, std::size_t count);
+// Takes a node out of use: unlinks it, then frees it with all below it if nobody names any of it
+// and no namespace of it can be in use elsewhere; else the family keeps it until its end. A place
+// must have been reserved.
+void retire(family &owner, xmlNodePtr node) noexcept;
+// Retires each node of a chain of siblings (the old content of an attribute, say). Reserves
+// places itself, before it changes anything; throws then.
+void retire_children(family &owner, xmlNodePtr parent);
+// Drops every entry that names `node` from the map: such handles are unknown from now on. Their
+// node ids are not handed out again.
+void drop_names(xmlNodePtr node) noexcept;
+// The family owns the copy of a document from here on. Throws before; the caller then still owns
+// it.
+void adopt_copy(family &owner, xml_doc_ptr &copy);
+
+// A parser object has handed its document over to `owner` and goes on naming it, until either
+// ends.
+void link_parser(family &owner, XmlParserHashEntry &parser) noexcept;
+void unlink_parser(XmlParserHashEntry &parser) noexcept;
+
+} // namespace pkg_dbe_xml

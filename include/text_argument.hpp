@@ -1,0 +1,57 @@
+// Text in and out: arguments from the database encoding to UTF-8, results back.
+#pragma once
+
+#include "host/encoding.hpp"
+#include "host/text.hpp"
+
+#include <libxml/xmlstring.h>
+
+#include <cstddef>
+#include <string_view>
+
+namespace pkg_dbe_xml {
+
+// A text argument as a NUL-terminated string: first in the database encoding, after `to_utf8` in
+// UTF-8. Short texts need no allocation. Ends at a zero byte, if the value should hold one.
+class text_argument {
+  public:
+    // Fetches the value; throws what the host raises.
+    explicit text_argument(host::datum value);
+    ~text_argument();
+    text_argument(const text_argument &) = delete;
+    text_argument &operator=(const text_argument &) = delete;
+
+    // Converts; throws the host's own error for bytes that are not valid in the database encoding.
+    text_argument &to_utf8();
+    // Bytes without the terminator, of the text as it stands.
+    [[nodiscard]] std::size_t size() const noexcept { return size_; }
+    [[nodiscard]] const char *c_str() const noexcept { return bytes_; }
+    [[nodiscard]] char *data() noexcept { return bytes_; }
+    [[nodiscard]] const xmlChar *xml() const noexcept {
+        return reinterpret_cast<const xmlChar *>(bytes_);
+    }
+
+  private:
+    void release() noexcept;
+    char *bytes_;
+    std::size_t size_;
+    bool host_memory_; // bytes_ is memory of the host, not room_
+    char room_[128];
+};
+
+// A text argument converted to UTF-8 at once.
+class utf8_argument : private text_argument {
+  public:
+    explicit utf8_argument(host::datum value) : text_argument(value) { to_utf8(); }
+    using text_argument::c_str;
+    using text_argument::size;
+    using text_argument::xml;
+};
+
+// A text result in the database encoding, in the caller's context, from `size` bytes of UTF-8
+// (which end in a zero byte, not counted). Throws: the host's own error for a character that the
+// database encoding does not have.
+[[nodiscard]] host::datum text_result(const xmlChar *text, std::size_t size);
+[[nodiscard]] host::datum text_result(const xmlChar *text);
+
+} // namespace pkg_dbe_xml

@@ -1,0 +1,87 @@
+// Reading members of libxml2 nodes only where the node type has them.
+//
+// Nodes of different types share only their first members; behind those, the same bytes are a
+// namespace here, a notation table there, two integers elsewhere. Everything the library reads
+// beyond the shared members is read through this header.
+#pragma once
+
+#include <libxml/tree.h>
+
+namespace pkg_dbe_xml {
+
+// DTDs and what stands in them: never changed, moved, released or written by any function, except
+// for the three fields that setting the document type rewrites.
+[[nodiscard]] inline bool is_declaration(xmlElementType type) noexcept {
+    return type >= XML_DTD_NODE && type <= XML_NAMESPACE_DECL;
+}
+[[nodiscard]] inline bool is_document(const xmlNode *node) noexcept {
+    return node->type == XML_DOCUMENT_NODE;
+}
+// Element or document: the types that equal 1 once the bit of value 8 is cleared.
+[[nodiscard]] inline bool is_container(const xmlNode *node) noexcept {
+    return (static_cast<unsigned>(node->type) & ~8U) == 1U;
+}
+[[nodiscard]] inline bool is_attribute(const xmlNode *node) noexcept {
+    return node->type == XML_ATTRIBUTE_NODE;
+}
+// Children as every function sees them: an entity reference has none, since libxml2 lets it point
+// at the declaration.
+[[nodiscard]] inline xmlNodePtr first_child(const xmlNode *node) noexcept {
+    return node->type == XML_ENTITY_REF_NODE ? nullptr : node->children;
+}
+[[nodiscard]] inline xmlNodePtr last_child(const xmlNode *node) noexcept {
+    return node->type == XML_ENTITY_REF_NODE ? nullptr : node->last;
+}
+// First attribute of an element; null for every other node.
+[[nodiscard]] inline xmlAttrPtr first_attribute(const xmlNode *node) noexcept {
+    return node->type == XML_ELEMENT_NODE ? node->properties : nullptr;
+}
+// Namespace of an element or attribute; null for every other node.
+[[nodiscard]] inline xmlNsPtr namespace_of(const xmlNode *node) noexcept {
+    return node->type == XML_ELEMENT_NODE || node->type == XML_ATTRIBUTE_NODE ? node->ns : nullptr;
+}
+// Namespace records declared on an element; null for every other node.
+[[nodiscard]] inline xmlNsPtr declared_namespaces(const xmlNode *node) noexcept {
+    return node->type == XML_ELEMENT_NODE ? node->nsDef : nullptr;
+}
+// Text kept in the node itself: text, CDATA, processing instruction, comment; null for others.
+[[nodiscard]] inline xmlChar *own_content(const xmlNode *node) noexcept {
+    switch (node->type) {
+    case XML_TEXT_NODE:
+    case XML_CDATA_SECTION_NODE:
+    case XML_PI_NODE:
+    case XML_COMMENT_NODE:
+        return node->content;
+    default:
+        return nullptr;
+    }
+}
+[[nodiscard]] inline xmlNodePtr as_node(void *object) noexcept {
+    return static_cast<xmlNodePtr>(object);
+}
+[[nodiscard]] inline xmlNodePtr as_node(xmlAttrPtr attribute) noexcept {
+    return reinterpret_cast<xmlNodePtr>(attribute);
+}
+[[nodiscard]] inline xmlNodePtr as_node(xmlDocPtr document) noexcept {
+    return reinterpret_cast<xmlNodePtr>(document);
+}
+
+// The node after `node` in document order below `top`, entering children but never those of an
+// entity reference; null when the walk is over. Attributes are not visited.
+[[nodiscard]] inline xmlNodePtr next_below(xmlNodePtr node, const xmlNode *top) noexcept {
+    if (xmlNodePtr child = first_child(node)) {
+        return child;
+    }
+    while (node != top) {
+        if (node->next != nullptr) {
+            return node->next;
+        }
+        node = node->parent;
+        if (node == nullptr) {
+            return nullptr;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace pkg_dbe_xml

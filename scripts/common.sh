@@ -1,0 +1,37 @@
+# Shared by ./test and ./demo. Sourced, from the root of the project.
+
+# Runs a command with root's rights.
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        sudo -E "$@"
+    fi
+}
+
+# Sets PG_CONFIG and server_version: the caller's PG_CONFIG, else Debian's newest server.
+find_server() {
+    if [ -z "${PG_CONFIG:-}" ]; then
+        PG_CONFIG=$(find /usr/lib/postgresql/*/bin/pg_config 2>/dev/null | sort -V | tail -n 1)
+    fi
+    if [ -z "$PG_CONFIG" ]; then
+        echo "no PostgreSQL server with development files found; set PG_CONFIG" >&2
+        return 1
+    fi
+    export PG_CONFIG
+    server_version=$("$PG_CONFIG" --version | sed -E 's/^[^0-9]*([0-9]+).*/\1/')
+}
+
+# Runs a command against a private server that is thrown away afterwards. A runaway backend ends
+# in an error and not in a machine that stops answering.
+on_private_server() {
+    (
+        ulimit -v 8000000
+        exec pg_virtualenv -t -v "$server_version" -i '--locale=C.UTF-8 --encoding=UTF8' "$@"
+    )
+}
+
+# Seconds since the epoch, with a fraction.
+now() { date +%s.%N; }
+# How long it is since $1, in seconds with one digit.
+since() { awk -v from="$1" -v to="$(now)" 'BEGIN { printf "%.1f", to - from }'; }

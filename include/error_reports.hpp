@@ -38,10 +38,9 @@ struct report_row {
                                  const char *function = __builtin_FUNCTION());
 // Returns `pointer`, which must not be null.
 template <class Pointer>
-[[nodiscard]] inline Pointer asserted(Pointer pointer, std::string_view step,
-                                      const char *file = __builtin_FILE(),
-                                      int line = __builtin_LINE(),
-                                      const char *function = __builtin_FUNCTION()) {
+[[nodiscard]] inline Pointer
+asserted(Pointer pointer, std::string_view step, const char *file = __builtin_FILE(),
+         int line = __builtin_LINE(), const char *function = __builtin_FUNCTION()) {
     if (pointer == nullptr) [[unlikely]] {
         fail_assertion(step, file, line, function);
     }

@@ -87,8 +87,8 @@ struct XMLHashEntry {
         struct { // every kind but node_list, while the object is not null
             XMLHashEntry *next;
             XMLHashEntry *previous;
-        } names; // the entries that name the same node
-        struct { // node_list
+        } names;               // the entries that name the same node
+        struct {               // node_list
             xmlNodePtr *index; // the members in order, made when they are first read; or null
             std::size_t size;
         } members;
@@ -108,13 +108,13 @@ struct entry_page; // 256 entries, src/dom_map.cpp
 struct document_entry {
     std::uint32_t document_id; // the key
     std::uint32_t next_node_id;
-    std::uint32_t first_freed; // node ids to hand out again, first in first out; chained through
-    std::uint32_t last_freed;  // their empty slots; 0 ends the chain
-    std::uint32_t page_count;  // of `pages`
-    std::uint32_t page_capacity;
-    XMLHashEntry *pieces[3]; // node ids 0-7, 8-39, 40-255
-    std::uintptr_t *pages;   // node ids from 256 on; see src/dom_map.cpp
-    family *owner;           // null while no document is alive under the id
+    std::uint32_t first_freed;   // node ids to hand out again, first in first out; chained through
+    std::uint32_t last_freed;    // their empty slots; 0 ends the chain
+    std::uint32_t entry_count;   // handles registered, released ones included
+    std::uint32_t page_capacity; // of `pages`
+    XMLHashEntry *pieces[3];     // node ids 0-7, 8-39, 40-255
+    std::uintptr_t *pages;       // node ids from 256 on; see src/dom_map.cpp
+    family *owner;               // null while no document is alive under the id
     document_entry *next_in_family;
     document_entry *previous_in_family;
 };
@@ -127,9 +127,9 @@ template <class Object> struct kept_objects {
 };
 
 struct family {
-    xmlDocPtr main;           // null for a family of nodes whose document was released before them
-    std::uint32_t shares;     // document handles (node id 0) that name `main`
-    document_entry *ids;      // the document ids that belong to the family
+    xmlDocPtr main;       // null for a family of nodes whose document was released before them
+    std::uint32_t shares; // document handles (node id 0) that name `main`
+    document_entry *ids;  // the document ids that belong to the family
     kept_objects<xmlNodePtr> parked;
     kept_objects<xmlDocPtr> copies; // documents imported into it
     XmlParserHashEntry *parsers;    // parser objects that handed `main` over and still name it
@@ -146,7 +146,7 @@ struct XmlParserHashEntry {
     xmlParserCtxtPtr ctxt; // owned
     xmlDocPtr doc;         // the last document parsed; owned until it is handed over
     bool docHandedOver;
-    bool validates; // validation mode, for the next parse
+    bool validates;    // validation mode, for the next parse
     family *handed_to; // the family that names this record while docHandedOver and doc
     XmlParserHashEntry *next_in_family;
     XmlParserHashEntry *previous_in_family;
@@ -179,8 +179,6 @@ void xml_delete_hashentry(XMLEntryType type, const DomKey &key);
 [[nodiscard]] std::uint32_t xml_get_next_nodeid(std::uint32_t document_id);
 // The session's serial counter as it stands.
 [[nodiscard]] std::uint32_t xml_current_serial() noexcept;
-// The same, and advances it.
-[[nodiscard]] std::uint32_t xml_take_serial() noexcept;
 // Gives up the share that a document handle has in its document; entries of other handles and
 // entries without an object are left alone. Reports null_entry and dom_keys_not_found.
 void xml_domkeys_hash_decrease_key(XMLHashEntry *entry);
@@ -195,11 +193,13 @@ void xml_release_document(const DomKey &key);
 
 // Number of handles of every kind, released ones included.
 [[nodiscard]] std::size_t xml_count_hashentries() noexcept;
-// Calls `visit` for each entry of the session. The visitor must not change the registry.
+// Calls `visit` for each entry of the session that names something. The visitor must not change the
+// registry.
 void xml_for_each_hashentry(void (*visit)(const XMLHashEntry &entry, void *state), void *state);
 
-// Frees everything the session made, parsers included. Returns 0. Does nothing while a call is in
-// progress, and nothing when there is nothing. Exported: the host calls it when the session ends.
+// Frees everything the session made, parsers included, and forgets it. Returns 0; does nothing when
+// there is nothing. Exported: the host calls it when the session ends or is reset, and never while
+// a call is in progress.
 extern "C" PKG_DBE_XML_EXPORT int xml_clean_all_res();
 
 // --- making handles ---------------------------------------------------------------------------

@@ -36,6 +36,28 @@ namespace pkg_dbe_xml {
 [[nodiscard]] inline xmlAttrPtr first_attribute(const xmlNode *node) noexcept {
     return node->type == XML_ELEMENT_NODE ? node->properties : nullptr;
 }
+// The external subset of a document, as long as it is a DTD of its own; null for every other node.
+[[nodiscard]] inline xmlNodePtr external_subset(const xmlNode *node) noexcept {
+    if (node->type != XML_DOCUMENT_NODE) {
+        return nullptr;
+    }
+    const auto *document = reinterpret_cast<const xmlDoc *>(node);
+    return document->extSubset == document->intSubset
+               ? nullptr
+               : reinterpret_cast<xmlNodePtr>(document->extSubset);
+}
+// What hangs on a node beside its children: the attributes of an element, the external subset of a
+// document; null for every other node. Named node maps and counts begin here.
+[[nodiscard]] inline xmlNodePtr first_beside_children(const xmlNode *node) noexcept {
+    return node->type == XML_ELEMENT_NODE ? reinterpret_cast<xmlNodePtr>(node->properties)
+                                          : external_subset(node);
+}
+// The default value in the declaration of an attribute; null for every other node.
+[[nodiscard]] inline const xmlChar *declared_default(const xmlNode *node) noexcept {
+    return node->type == XML_ATTRIBUTE_DECL
+               ? reinterpret_cast<const xmlAttribute *>(node)->defaultValue
+               : nullptr;
+}
 // Namespace of an element or attribute; null for every other node.
 [[nodiscard]] inline xmlNsPtr namespace_of(const xmlNode *node) noexcept {
     return node->type == XML_ELEMENT_NODE || node->type == XML_ATTRIBUTE_NODE ? node->ns : nullptr;

@@ -15,8 +15,8 @@ enum class report_level : int {
     internal_assertion = 21 // ends the session, never the server
 };
 
-// The exception by which a report leaves the library. Thrown only by a host; the library never
-// catches it.
+// The exception by which a report leaves the library. Thrown only by a host. The library lets it
+// pass, but for the odd allocation that it can do without.
 struct raised {
     report_level level;
 };

@@ -1,0 +1,145 @@
+// The registry's tables: document entries, and the entries of handles below them.
+//
+// Internal to the registry; the rest of the library uses registry.hpp.
+#pragma once
+
+#include "registry.hpp"
+
+namespace pkg_dbe_xml {
+
+// Document ids to be handed out again, first in first out: a ring.
+struct id_queue {
+    std::uint32_t *ids;
+    std::size_t first;
+    std::size_t count;
+    std::size_t capacity;
+};
+
+inline constexpr std::size_t k_document_cache_size = 64;
+
+// What a session's registry consists of; u_sess.registry.
+struct registry {
+    host::hash_table *document_map; // "XMLDOM doc map"
+    host::hash_table *domkeys_map;  // "XMLDOM domKeys map"
+    host::memory_context *dom_map;  // "XMLDOM map": the pages of entries
+    std::size_t entry_count;        // of the DOM map
+    std::uint32_t serial;
+    id_queue recycled;
+    document_entry *document_cache[k_document_cache_size]; // by the low bits of the id
+    XMLHashEntry released_entry; // stands for an entry of a page that was given back
+};
+
+// Ids 0 to 255 stand in three pieces that grow with need; from 256 on in pages of 256.
+inline constexpr std::uint32_t k_page_size = 256;
+inline constexpr std::uint32_t k_piece_starts[4] = {0, 8, 40, k_page_size};
+
+// A page counts the slots that may still come to name something. When none is left, every handle
+// in it is released for good and the page shrinks to their kinds and serials.
+struct entry_page {
+    std::uint32_t open_slots;
+    XMLHashEntry entries[k_page_size];
+};
+
+// A page whose handles are all released.
+inline constexpr std::size_t k_serials_per_page = 8;
+struct released_page {
+    std::uint32_t serials[k_serials_per_page];
+    std::uint8_t codes[k_page_size]; // kind in the low five bits, serial index in the high three
+};
+
+// `document_entry::pages[]`: null, an entry_page, a released_page (tag 1), or a page whose handles
+// had all the same kind and serial (tag 2: kind from bit 8 on, serial from bit 32 on).
+enum class page_form : std::uintptr_t { full = 0, released = 1, uniform = 2 };
+inline constexpr std::uintptr_t k_page_form_mask = 3;
+
+[[nodiscard]] inline page_form form_of(std::uintptr_t page) noexcept {
+    return static_cast<page_form>(page & k_page_form_mask);
+}
+
+[[nodiscard]] inline registry *current_registry() noexcept {
+    return static_cast<registry *>(host::u_sess.registry);
+}
+
+// The entry of a document id, null when there is none. The registry must be set up.
+[[nodiscard]] document_entry *find_document(registry &state, std::uint32_t document_id) noexcept;
+// The entry of a document id, made when there is none. Throws when memory runs out.
+document_entry &enter_document(registry &state, std::uint32_t document_id);
+// Frees a document's pages and lists, takes all its handles out of the map and its id out of the
+// doc map and its family. Does not end the family.
+void drop_document(registry &state, document_entry &document) noexcept;
+
+// The slot of a node id that may be filled, its page made when missing. Throws when memory runs
+// out; the slot is empty or holds the handle registered before.
+[[nodiscard]] XMLHashEntry &slot_for_insert(registry &state, document_entry &document,
+                                            std::uint32_t node_id);
+// The entry registered under exactly this key, null when there is none. For a released handle of a
+// page that was given back it is `released_entry`.
+[[nodiscard]] XMLHashEntry *find_entry(registry &state, const DomKey &key) noexcept;
+// Fills an empty slot.
+void fill_slot(registry &state, document_entry &document, XMLHashEntry &slot, const DomKey &key,
+               void *object, const char *text, XMLDomNodeType kind) noexcept;
+// Empties a slot for good (`for_reuse` false) or so that its node id is handed out again. The entry
+// names nothing any more; `was_settled` tells whether that was so before the caller released it.
+void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, bool was_settled,
+                bool for_reuse) noexcept;
+// An entry's object has just become null: its page may be given back, and the entry with it.
+void settle_slot(document_entry &document, std::uint32_t node_id) noexcept;
+
+// The node id that take_node_id would give.
+[[nodiscard]] std::uint32_t next_node_id(const document_entry &document) noexcept;
+void take_node_id(document_entry &document) noexcept;
+
+// Every registered entry of a document that is not in a page that was given back. The visitor may
+// change the entry's object, but not empty or settle slots.
+template <class Visitor> void for_each_slot(document_entry &document, Visitor &&visit) {
+    for (std::size_t piece = 0; piece < 3; ++piece) {
+        if (document.pieces[piece] == nullptr) {
+            continue;
+        }
+        const std::uint32_t size = k_piece_starts[piece + 1] - k_piece_starts[piece];
+        for (std::uint32_t index = 0; index < size; ++index) {
+            if (document.pieces[piece][index].kind != XMLDomNodeType::none) {
+                visit(document.pieces[piece][index]);
+            }
+        }
+    }
+    for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
+        const std::uintptr_t page = document.pages[number];
+        if (page == 0 || form_of(page) != page_form::full) {
+            continue;
+        }
+        for (XMLHashEntry &entry : reinterpret_cast<entry_page *>(page)->entries) {
+            if (entry.kind != XMLDomNodeType::none) {
+                visit(entry);
+            }
+        }
+    }
+}
+
+// Document ids to be handed out again. Reserving throws; pushing and taking cannot fail.
+void reserve_recycled(id_queue &queue);
+void push_recycled(id_queue &queue, std::uint32_t document_id) noexcept;
+void push_recycled_first(id_queue &queue, std::uint32_t document_id) noexcept;
+[[nodiscard]] std::uint32_t take_recycled(id_queue &queue) noexcept;
+
+// --- names and families, src/families.cpp ------------------------------------------------------
+
+// Chains an entry to the node it names, and unchains it. Not for lists.
+void add_name(XMLHashEntry &entry) noexcept;
+void remove_name(XMLHashEntry &entry) noexcept;
+
+// The family that owns a libxml2 document, null when none does yet.
+[[nodiscard]] family *find_shared(registry &state, void *document) noexcept;
+// Makes a family; of `main`, which is entered in the domKeys map, or of nothing. Throws.
+[[nodiscard]] family &make_family(registry &state, xmlDocPtr main);
+// Frees a family that owns nothing yet.
+void discard_family(registry &state, family &owner) noexcept;
+void join_family(family &owner, document_entry &document) noexcept;
+void leave_family(document_entry &document) noexcept;
+// Ends a family: nothing names anything of it afterwards, its lists are empty, its trees are freed.
+void end_family(registry &state, family &owner) noexcept;
+// Parks a node that has no parent, unless it is parked already or can never be freed by itself.
+void park_root(family &owner, xmlNodePtr node) noexcept;
+[[nodiscard]] bool is_unparked_root(const xmlNode *node) noexcept;
+
+} // namespace pkg_dbe_xml

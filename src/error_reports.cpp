@@ -1,0 +1,103 @@
+// Making reports out of rows.
+#include "error_reports.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <span>
+
+namespace pkg_dbe_xml {
+namespace {
+
+constexpr std::size_t k_longest_message = 4096;
+constexpr std::string_view k_assertion_message =
+    "Failed on assertion in %s function %s line %d. %s.";
+
+// A text with its place-holders filled in, cut at its bound.
+struct filled_text {
+    std::array<char, k_longest_message> bytes;
+    std::size_t size = 0;
+
+    void append(std::string_view part) noexcept {
+        const std::size_t count = std::min(part.size(), bytes.size() - size);
+        std::copy_n(part.data(), count, bytes.data() + size);
+        size += count;
+    }
+    [[nodiscard]] std::string_view view() const noexcept { return {bytes.data(), size}; }
+};
+
+// Replaces each %s and %d of `format` by the next argument.
+void fill(filled_text &result, std::string_view format,
+          std::span<const std::string_view> arguments) noexcept {
+    std::size_t next = 0;
+    while (!format.empty()) {
+        const std::size_t place = format.find('%');
+        result.append(format.substr(0, place));
+        if (place == std::string_view::npos) {
+            return;
+        }
+        if (next < arguments.size()) {
+            result.append(arguments[next]);
+            ++next;
+        }
+        format.remove_prefix(std::min(place + 2, format.size()));
+    }
+}
+
+// The place in the source as reports show it: the file without its folders.
+const char *file_name(const char *path) noexcept {
+    const std::string_view view(path);
+    const std::size_t slash = view.rfind('/');
+    return slash == std::string_view::npos ? path : path + slash + 1;
+}
+
+} // namespace
+
+void report(const report_row &row, std::initializer_list<std::string_view> arguments,
+            std::initializer_list<std::string_view> hint_arguments, std::string_view context,
+            const char *file, int line, const char *function) {
+    filled_text text;
+    host::errproc_template(row.id, host::report_level::error, file_name(file), line, function);
+    if (row.with_module) {
+        host::err_module(k_module_id);
+    }
+    if (row.sqlstate != nullptr) {
+        host::err_ecode(row.sqlstate);
+    }
+    fill(text, row.message, arguments);
+    host::err_msg(text.view());
+    host::err_cause(row.cause);
+    if (row.action != nullptr) {
+        host::err_action(row.action);
+    } else {
+        host::err_action_internal();
+    }
+    if (row.hint != nullptr) {
+        text.size = 0;
+        fill(text, row.hint, hint_arguments);
+        host::err_hint(text.view());
+    }
+    if (!context.empty()) {
+        host::err_context(context);
+    }
+    host::errfinish();
+}
+
+void fail_assertion(std::string_view step, const char *file, int line, const char *function) {
+    std::array<char, 16> line_text{};
+    const int digits = std::snprintf(line_text.data(), line_text.size(), "%d", line);
+    const std::array<std::string_view, 4> arguments{
+        file_name(file), function,
+        std::string_view(line_text.data(), static_cast<std::size_t>(digits)), step};
+    filled_text text;
+    fill(text, k_assertion_message, arguments);
+    host::errproc_template(k_assertion_report_id, host::report_level::internal_assertion,
+                           file_name(file), line, function);
+    host::err_ecode("29003");
+    host::err_msg(text.view());
+    host::err_cause("This is an internal error.");
+    host::err_action("Please check pointer is valid or not.");
+    host::errfinish();
+}
+
+} // namespace pkg_dbe_xml

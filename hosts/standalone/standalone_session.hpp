@@ -47,7 +47,7 @@ namespace standalone {
 
 // What was left when a session had ended, after the library had cleaned up.
 struct session_remains {
-    int clean_up_result = 0;    // what the library's clean-up returned
+    int clean_up_result = 0;     // what the library's clean-up returned
     std::size_t host_blocks = 0; // allocations below the session's context
     std::size_t host_bytes = 0;
     std::size_t host_contexts = 0;       // contexts below the session's

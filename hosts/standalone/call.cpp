@@ -1,0 +1,116 @@
+// The road of a call on the standalone host: the body runs, what it raised becomes the record's.
+#include "host/call.hpp"
+
+#include "host/xml.hpp"
+#include "session_record.hpp"
+
+#include <new>
+
+namespace host {
+
+using standalone::current_session;
+using standalone::misuse;
+
+namespace {
+
+// Keeps the depth of calls right on every road out of a body.
+class depth_scope {
+  public:
+    explicit depth_scope(standalone::session &own) noexcept : own_(own) { ++own_.depth; }
+    ~depth_scope() { --own_.depth; }
+    depth_scope(const depth_scope &) = delete;
+    depth_scope &operator=(const depth_scope &) = delete;
+
+  private:
+    standalone::session &own_;
+};
+
+report_fields fields_of(const standalone::report_draft &draft) {
+    report_fields fields;
+    fields.id = draft.id;
+    fields.level = draft.level;
+    fields.module_id = draft.module_id;
+    fields.sqlstate = draft.sqlstate.view();
+    fields.message = draft.message.view();
+    fields.cause = draft.cause.view();
+    fields.action = draft.action.view();
+    fields.hint = draft.hint.view();
+    fields.context = draft.context.view();
+    fields.file = draft.file;
+    fields.function = draft.function;
+    fields.line = draft.line;
+    fields.internal_action = draft.internal_action;
+    return fields;
+}
+
+// The report of an exception that no report made.
+report_fields foreign_exception(const char *sqlstate, std::string_view message) {
+    report_fields fields;
+    fields.sqlstate = sqlstate;
+    fields.message = message;
+    return fields;
+}
+
+void run_body(standalone::session &own, call_record &record, function_body body) {
+    call in_progress{&record, record.arguments, record.argument_count, false};
+    const depth_scope depth(own);
+    try {
+        record.result = body(in_progress);
+        record.result_is_null = in_progress.result_is_null;
+    } catch (const raised &) {
+        record.failed = true;
+        record.report = fields_of(own.draft);
+    } catch (const std::bad_alloc &) {
+        record.failed = true;
+        record.report = foreign_exception("53200", "out of memory");
+    } catch (...) {
+        record.failed = true;
+        record.report = foreign_exception("XX000", "unexpected exception");
+    }
+}
+
+} // namespace
+
+datum invoke(call_record *record, function_body body) {
+    standalone::session &own = current_session();
+    record->failed = false;
+    record->result = 0;
+    record->result_is_null = false;
+    memory_context *const context = own.current;
+    const std::uint32_t scopes = gate.depth;
+    if (own.terminated) {
+        record->failed = true;
+        record->report =
+            foreign_exception("57P01", "the session was ended by an internal assertion");
+    } else {
+        run_body(own, *record, body);
+    }
+    if (own.current != context) {
+        misuse("a call left another memory context current");
+    }
+    if (gate.depth != scopes) {
+        misuse("a call left a libxml2 scope open");
+    }
+    if (record->failed) {
+        record->result = 0;
+        own.last = record->report;
+    }
+    return record->result;
+}
+
+void StmtRetrySetQuerytUnsupportedFlag() noexcept {}
+
+namespace standalone {
+
+call_record call_function(function_entry entry, const argument *arguments, int count) {
+    call_record record;
+    record.arguments = arguments;
+    record.argument_count = count;
+    entry(&record);
+    return record;
+}
+
+int call_depth() noexcept { return current_session().depth; }
+
+} // namespace standalone
+} // namespace host

@@ -1,0 +1,49 @@
+// Fault injection: counters in the session's record.
+#include "faults.hpp"
+
+#include "session_record.hpp"
+
+namespace host::standalone {
+namespace {
+
+fault_plan &plan_of(service which) noexcept {
+    return current_session().plans[static_cast<int>(which)];
+}
+
+} // namespace
+
+void fail_call(service which, std::int64_t at, std::int64_t repeat) noexcept {
+    plan_of(which) = {0, at, repeat, 0};
+}
+
+void clear_faults() noexcept {
+    for (fault_plan &plan : current_session().plans) {
+        plan = {};
+    }
+}
+
+std::int64_t calls_of(service which) noexcept { return plan_of(which).calls; }
+
+std::int64_t faults_of(service which) noexcept { return plan_of(which).injected; }
+
+bool fault_due(service which) noexcept {
+    if (t_session == nullptr) {
+        return false;
+    }
+    fault_plan &plan = t_session->plans[static_cast<int>(which)];
+    ++plan.calls;
+    if (plan.first == 0 || plan.calls < plan.first || plan.calls - plan.first >= plan.repeat)
+        [[likely]] {
+        return false;
+    }
+    ++plan.injected;
+    return true;
+}
+
+void fault_point(service which) {
+    if (fault_due(which)) {
+        raise_host_error("58030", "injected failure");
+    }
+}
+
+} // namespace host::standalone

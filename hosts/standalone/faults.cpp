@@ -16,6 +16,10 @@ void fail_call(service which, std::int64_t at, std::int64_t repeat) noexcept {
     plan_of(which) = {0, at, repeat, 0};
 }
 
+fault_pause::fault_pause() noexcept { ++current_session().fault_pauses; }
+
+fault_pause::~fault_pause() { --current_session().fault_pauses; }
+
 void clear_faults() noexcept {
     for (fault_plan &plan : current_session().plans) {
         plan = {};
@@ -27,7 +31,7 @@ std::int64_t calls_of(service which) noexcept { return plan_of(which).calls; }
 std::int64_t faults_of(service which) noexcept { return plan_of(which).injected; }
 
 bool fault_due(service which) noexcept {
-    if (t_session == nullptr) {
+    if (t_session == nullptr || t_session->fault_pauses != 0) {
         return false;
     }
     fault_plan &plan = t_session->plans[static_cast<int>(which)];

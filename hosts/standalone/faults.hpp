@@ -34,6 +34,15 @@ void clear_faults() noexcept;
 // Failures that were injected since then.
 [[nodiscard]] std::int64_t faults_of(service which) noexcept;
 
+// No service fails, and no call is counted, while one of these lives: for what a test does itself.
+class fault_pause {
+  public:
+    fault_pause() noexcept;
+    ~fault_pause();
+    fault_pause(const fault_pause &) = delete;
+    fault_pause &operator=(const fault_pause &) = delete;
+};
+
 // --- for the services ---------------------------------------------------------------------------
 
 // Counts a call of the service; true when it is to fail.

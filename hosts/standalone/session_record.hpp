@@ -90,6 +90,7 @@ struct session {
     std::int64_t cancel_at; // number of the poll that finds the cancel; 0: none
 
     fault_plan plans[static_cast<int>(service::count)];
+    int fault_pauses; // none fails while it is not 0
 
     void (*end_callbacks[k_most_end_callbacks])() noexcept;
     int end_callback_count;

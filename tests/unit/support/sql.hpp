@@ -18,6 +18,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -62,6 +63,8 @@ class value {
     value(const std::string &text) : value(std::string_view(text)) {}
     value(int number);
     value(bool truth);
+    // A value of the host as it is: what standalone_session.hpp makes, or the result of a call.
+    [[nodiscard]] static value of_datum(host::datum datum);
     // The argument for the host, allocated in the current context.
     [[nodiscard]] host::argument argument() const;
 
@@ -101,6 +104,12 @@ class result {
     bool is_null_ = false;
     std::optional<sql::error> error_;
 };
+
+// The arguments as the host passes them, in the current context. Injected faults do not count here.
+[[nodiscard]] std::vector<host::argument> arguments_of(const std::vector<value> &values);
+
+// How a handle stands in the messages of failed tests.
+void PrintTo(const handle &printed, std::ostream *out);
 
 // Calls a function. Results live in the session's current context until the test ends.
 result call_with(function entry, const std::vector<value> &arguments);

@@ -1,0 +1,88 @@
+# The PostgreSQL extension. Tests without a server, fuzzers and benchmarks: CMakeLists.txt.
+#
+#   make && make install          PG_CONFIG=... picks the server, CXX=... the compiler
+#   make installcheck             the SQL tests, against the server that PGHOST, PGPORT, ... name
+#   make sessioncheck             the scripted sessions, against private servers of their own
+#   make symbolcheck              what the library exports
+#
+# Works from the source folder, or from an empty folder with `make -f <source>/Makefile`.
+
+EXTENSION = pkg_dbe_xml
+EXTVERSION = 1.0
+MODULE_big = $(EXTENSION)
+PGFILEDESC = "pkg_dbe_xml - DOM for XML documents"
+
+ifeq ($(CURDIR)/,$(dir $(abspath $(firstword $(MAKEFILE_LIST)))))
+source := .
+else
+source := $(patsubst %/,%,$(dir $(abspath $(firstword $(MAKEFILE_LIST)))))
+VPATH := $(source)
+endif
+
+sources := $(sort $(wildcard $(addprefix $(source)/,src/*.cpp hosts/common/*.cpp hosts/postgres/*.cpp)))
+objects_folder := build/postgres
+OBJS = $(patsubst $(source)/%.cpp,$(objects_folder)/%.o,$(sources))
+
+# The install script is the parts in the order of their numbers.
+sql_parts := $(sort $(wildcard $(source)/sql/parts/*.sql))
+install_script = $(EXTENSION)--$(EXTVERSION).sql
+DATA_built = $(install_script)
+DATA = $(patsubst $(source)/%,%,$(wildcard $(source)/sql/$(EXTENSION)--*--*.sql))
+
+REGRESS = $(patsubst $(source)/tests/sql/%.sql,%,$(sort $(wildcard $(source)/tests/sql/*.sql)))
+REGRESS_OPTS = --inputdir=$(source)/tests --load-extension=$(EXTENSION) --encoding=UTF8
+
+EXTRA_CLEAN = $(objects_folder)
+
+XML2_CONFIG ?= xml2-config
+exports_map := $(source)/hosts/postgres/exports.map
+SHLIB_LINK = $(shell $(XML2_CONFIG) --libs) -lstdc++ -Wl,--version-script=$(exports_map)
+
+# No bitcode: the server would compile it as other C++ than this.
+override with_llvm = no
+
+PG_CONFIG ?= pg_config
+PGXS := $(shell $(PG_CONFIG) --pgxs)
+ifeq ($(PGXS),)
+$(error $(PG_CONFIG) does not run; install the server's development package or set PG_CONFIG)
+endif
+include $(PGXS)
+
+# --- compiling ----------------------------------------------------------------------------------
+
+OPTIMISE ?= -O2
+cxx_flags = -std=c++20 $(OPTIMISE) -g -fPIC -fvisibility=hidden -fvisibility-inlines-hidden \
+	-fno-omit-frame-pointer -Wall -Wextra -Wshadow -Wconversion -Werror \
+	-ffile-prefix-map=$(source)/= -I$(source)/include -I$(source)/hosts/common \
+	$(patsubst -I%,-isystem %,$(shell $(XML2_CONFIG) --cflags)) $(EXTRA_CXXFLAGS)
+# Only the host sees the server's headers.
+library_flags = -include $(source)/hosts/postgres/server_free.hpp
+server_flags = $(patsubst -I%,-isystem %,$(filter-out -I. -I$(source),$(CPPFLAGS)))
+
+define compile
+@mkdir -p $(@D)
+$(CXX) $(cxx_flags) $(1) -MMD -MP -c -o $@ $<
+endef
+
+$(objects_folder)/src/%.o: $(source)/src/%.cpp $(source)/Makefile
+	$(call compile,$(library_flags))
+$(objects_folder)/hosts/common/%.o: $(source)/hosts/common/%.cpp $(source)/Makefile
+	$(call compile,$(library_flags))
+$(objects_folder)/hosts/postgres/%.o: $(source)/hosts/postgres/%.cpp $(source)/Makefile
+	$(call compile,$(server_flags))
+-include $(OBJS:.o=.d)
+
+$(shlib): $(exports_map)
+
+$(install_script): $(sql_parts) $(source)/Makefile
+	@{ echo '\echo Use "CREATE EXTENSION $(EXTENSION)" to load this file. \quit'; \
+	  cat $(sql_parts); } > $@
+
+# --- checks ---------------------------------------------------------------------------------------
+
+.PHONY: symbolcheck sessioncheck
+symbolcheck: $(shlib)
+	$(source)/tests/t/check_symbols $(shlib) $(exports_map) $(bindir)/postgres
+
+sessioncheck: symbolcheck
+	PG_VERSION=$(MAJORVERSION) $(source)/tests/t/run

@@ -1,0 +1,20 @@
+// What the server looks for when it loads the library.
+#include "module.hpp"
+
+#include "settings.hpp"
+
+#include "server.hpp"
+
+// The server's headers leave these hidden on some versions.
+#undef PGDLLEXPORT
+#define PGDLLEXPORT __attribute__((visibility("default")))
+
+extern "C" {
+PG_MODULE_MAGIC;
+PGDLLEXPORT void _PG_init(void);
+}
+
+void _PG_init(void) {
+    host::define_settings();
+    host::watch_discards();
+}

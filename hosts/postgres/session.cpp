@@ -1,0 +1,71 @@
+// The session: its state, and its end.
+//
+// A session ends with its backend, or begins afresh after DISCARD ALL, which is how connection
+// pools hand a backend to the next client.
+#include "host/session.hpp"
+
+#include "invocation.hpp"
+#include "module.hpp"
+
+#include "server.hpp"
+
+namespace host {
+
+constinit session_state u_sess{};
+
+namespace {
+
+constinit bool end_is_watched = false;
+constinit ProcessUtility_hook_type next_utility_hook = nullptr;
+
+// Frees what the session made; nothing while a call is in progress, since what it was changing may
+// be half changed. Nothing fails in it, and no exception leaves it.
+void clean_up_session() noexcept {
+    if (call_in_progress() || u_sess.clean_up == nullptr) {
+        return;
+    }
+    try {
+        u_sess.clean_up();
+    } catch (...) {
+        // There is nobody left to tell.
+    }
+}
+
+void at_session_end(int /*code*/, Datum /*argument*/) { clean_up_session(); }
+
+bool is_discard_all(const PlannedStmt *statement) noexcept {
+    return IsA(statement->utilityStmt, DiscardStmt) &&
+           reinterpret_cast<const DiscardStmt *>(statement->utilityStmt)->target == DISCARD_ALL;
+}
+
+// Takes part in every utility statement, and acts after a DISCARD ALL that succeeded.
+void after_utility(PlannedStmt *statement, const char *text, bool read_only_tree,
+                   ProcessUtilityContext context, ParamListInfo parameters,
+                   QueryEnvironment *environment, DestReceiver *destination,
+                   QueryCompletion *completion) {
+    const bool discards = is_discard_all(statement);
+    const ProcessUtility_hook_type next =
+        next_utility_hook != nullptr ? next_utility_hook : standard_ProcessUtility;
+    next(statement, text, read_only_tree, context, parameters, environment, destination,
+         completion);
+    if (discards) {
+        clean_up_session();
+    }
+}
+
+} // namespace
+
+void watch_session_end() noexcept {
+    if (!end_is_watched) [[unlikely]] {
+        end_is_watched = true;
+        // Fails only when all its places are taken, and then ends the backend.
+        before_shmem_exit(at_session_end, 0);
+    }
+}
+
+void watch_discards() {
+    next_utility_hook = ProcessUtility_hook;
+    ProcessUtility_hook = after_utility;
+}
+
+} // namespace host

@@ -153,8 +153,10 @@ void fill_host_report(const report_record &report) {
     case wording::out_of_memory:
         errcode(ERRCODE_OUT_OF_MEMORY);
         errmsg("out of memory");
-        errdetail("Failed on request of size %zu in memory context \"%s\".", report.request,
-                  CurrentMemoryContext->name);
+        if (report.request != 0) { // 0: the size is not known
+            errdetail("Failed on request of size %zu in memory context \"%s\".", report.request,
+                      CurrentMemoryContext->name);
+        }
         break;
     case wording::request_size:
         errcode(ERRCODE_PROGRAM_LIMIT_EXCEEDED);
@@ -281,7 +283,7 @@ void raise_report() {
             }
             fill_report(report);
         }
-        errfinish(report.file, report.line, report.function);
+        ::errfinish(report.file, report.line, report.function);
     }
     pg_unreachable();
 }
@@ -313,7 +315,7 @@ void report_warning(const char *sqlstate, std::string_view message, std::string_
         if (errstart(WARNING, TEXTDOMAIN)) {
             errcode(packed_sqlstate(current_report.sqlstate));
             fill_report(current_report);
-            errfinish(__FILE__, __LINE__, __func__);
+            ::errfinish(__FILE__, __LINE__, __func__);
         }
     });
 }

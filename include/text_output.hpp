@@ -1,0 +1,74 @@
+// A text result while it is being written.
+//
+// The bytes are written where the result will stand, behind the room for a length header, so that
+// a long text is written once and never copied into a value. Short texts are collected inside the
+// object and copied into a value of their exact size. Beyond a given length nothing more is kept
+// and the bytes are only counted: a caller that refuses long texts learns how long it was, and the
+// memory stays bounded.
+#pragma once
+
+#include "host/text.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace pkg_dbe_xml {
+
+class text_output {
+  public:
+    // Keeps a text of up to `longest` bytes; 0 only counts.
+    explicit text_output(std::int64_t longest) noexcept
+        : begin_(room_ + host::k_long_header), next_(begin_), end_(room_ + sizeof room_),
+          longest_(longest), dropped_(0), memory_(nullptr) {}
+    ~text_output() { host::mmgr_free_with_fl(memory_, __FILE__, __LINE__); }
+    text_output(const text_output &) = delete;
+    text_output &operator=(const text_output &) = delete;
+
+    // At least `count` bytes to write to. What was written there counts after `advance_to`, up to
+    // the place given. Throws when memory runs out.
+    [[nodiscard]] char *room(std::size_t count) {
+        if (static_cast<std::size_t>(end_ - next_) < count) [[unlikely]] {
+            grow(count);
+        }
+        return next_;
+    }
+    void advance_to(char *next) noexcept { next_ = next; }
+    void append(std::string_view bytes) {
+        if (bytes.size() <= static_cast<std::size_t>(end_ - next_)) [[likely]] {
+            std::memcpy(next_, bytes.data(), bytes.size());
+            next_ += bytes.size();
+        } else {
+            append_slowly(bytes);
+        }
+    }
+
+    // Bytes written so far, kept or not.
+    [[nodiscard]] std::int64_t size() const noexcept { return dropped_ + (next_ - begin_); }
+    // More was written than is kept: only the size is known.
+    [[nodiscard]] bool overflowed() const noexcept { return size() > longest_; }
+    // The text, with a zero byte behind it. Only for texts that did not overflow. Good until the
+    // next change. Throws when memory runs out.
+    [[nodiscard]] char *c_str();
+    // Forgets everything written.
+    void clear() noexcept;
+    // The text as a value of the current context, which was the current one all the while; the
+    // output is empty afterwards. Only for texts that did not overflow and are shorter than
+    // 1 GiB - 4. Throws when memory runs out.
+    [[nodiscard]] host::varlena *take_value();
+
+  private:
+    void grow(std::size_t count);
+    void append_slowly(std::string_view bytes);
+
+    char *begin_; // of the text; k_long_header bytes before it are the value's
+    char *next_;
+    char *end_;
+    std::int64_t longest_;
+    std::int64_t dropped_; // bytes counted and thrown away
+    char *memory_;         // host memory, null while the text fits room_
+    alignas(8) char room_[4096];
+};
+
+} // namespace pkg_dbe_xml

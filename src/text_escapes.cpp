@@ -1,0 +1,194 @@
+// Replacing the characters that have a meaning in markup. See text_escapes.hpp.
+
+#include "text_escapes.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+// Bytes of text that are escaped at a time; room is made for the longest outcome.
+constexpr std::size_t k_piece = 4096;
+// The longest that one byte becomes: "&quot;".
+constexpr std::size_t k_longest_reference = 6;
+// Bytes that are written ahead of what counts.
+constexpr std::size_t k_block = 16;
+
+enum class place { text, attribute };
+
+constexpr std::array<std::string_view, 256> make_references(place where) {
+    std::array<std::string_view, 256> references{};
+    references['<'] = "&lt;";
+    references['>'] = "&gt;";
+    references['&'] = "&amp;";
+    references['\r'] = "&#13;";
+    if (where == place::attribute) {
+        references['\n'] = "&#10;";
+        references['\t'] = "&#9;";
+        references['"'] = "&quot;";
+    }
+    return references;
+}
+template <place where>
+constexpr std::array<std::string_view, 256> k_references = make_references(where);
+
+template <place where>
+[[nodiscard]] inline char *write_reference(char *next, std::uint8_t byte) noexcept {
+    const std::string_view reference = k_references<where>[byte];
+    std::memcpy(next, reference.data(), reference.size());
+    return next + reference.size();
+}
+
+#ifdef __SSE2__
+// A bit for each of the 16 bytes that has to be replaced.
+template <place where> [[nodiscard]] inline unsigned find_special(__m128i block) noexcept {
+    // "<" and ">" differ in one bit only, and no other byte becomes equal to ">" by setting it.
+    __m128i found = _mm_cmpeq_epi8(_mm_or_si128(block, _mm_set1_epi8(2)), _mm_set1_epi8('>'));
+    found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('&')));
+    found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('\r')));
+    if constexpr (where == place::attribute) {
+        found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('"')));
+        found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('\n')));
+        found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('\t')));
+    }
+    return static_cast<unsigned>(_mm_movemask_epi8(found));
+}
+#endif
+
+// Escapes `size` bytes to `next`, where there is room for size * k_longest_reference + k_block.
+template <place where>
+[[nodiscard]] char *escape(char *next, const char *text, std::size_t size) noexcept {
+    const char *const end = text + size;
+#ifdef __SSE2__
+    while (static_cast<std::size_t>(end - text) >= k_block) {
+        __m128i block;
+        std::memcpy(&block, text, sizeof block);
+        std::memcpy(next, &block, sizeof block);
+        const unsigned special = find_special<where>(block);
+        if (special == 0) [[likely]] {
+            text += k_block;
+            next += k_block;
+            continue;
+        }
+        const int plain = __builtin_ctz(special);
+        next = write_reference<where>(next + plain, static_cast<std::uint8_t>(text[plain]));
+        text += plain + 1;
+    }
+#endif
+    for (; text != end; ++text) {
+        const auto byte = static_cast<std::uint8_t>(*text);
+        if (k_references<where>[byte].empty()) [[likely]] {
+            *next++ = *text;
+        } else {
+            next = write_reference<where>(next, byte);
+        }
+    }
+    return next;
+}
+
+template <place where> void write_escaped(text_output &output, const char *text) {
+    std::size_t left = std::strlen(text);
+    while (left != 0) {
+        const std::size_t piece = std::min(left, k_piece);
+        char *const next = output.room(piece * k_longest_reference + k_block);
+        output.advance_to(escape<where>(next, text, piece));
+        text += piece;
+        left -= piece;
+    }
+}
+
+[[nodiscard]] bool is_ascii(const char *text) noexcept {
+    for (; *text != '\0'; ++text) {
+        if (static_cast<std::uint8_t>(*text) >= 0x80) {
+            return false;
+        }
+    }
+    return true;
+}
+
+[[nodiscard]] bool is_xml_character(unsigned value) noexcept {
+    if (value < 0x20) {
+        return value == 0x9 || value == 0xA || value == 0xD;
+    }
+    return value <= 0xD7FF || (value >= 0xE000 && value <= 0xFFFD) ||
+           (value >= 0x10000 && value <= 0x10FFFF);
+}
+
+// The character at `text`, which begins with a byte beyond ASCII and a second one that is not
+// zero, and its length in bytes; a length of 1 when there is no valid one. Continuation bytes are
+// taken for what they are without a look, as libxml2 does.
+struct decoded {
+    unsigned value;
+    int length;
+};
+[[nodiscard]] decoded decode(const std::uint8_t *text) noexcept {
+    decoded result{0, 1};
+    if (text[0] < 0xC0) {
+        return result;
+    }
+    if (text[0] < 0xE0) {
+        result = {(text[0] & 0x1FU) << 6U | (text[1] & 0x3FU), 2};
+    } else if (text[0] < 0xF0 && text[2] != 0) {
+        result = {(text[0] & 0x0FU) << 12U | (text[1] & 0x3FU) << 6U | (text[2] & 0x3FU), 3};
+    } else if (text[0] < 0xF8 && text[2] != 0 && text[3] != 0) {
+        result = {(text[0] & 0x07U) << 18U | (text[1] & 0x3FU) << 12U | (text[2] & 0x3FU) << 6U |
+                      (text[3] & 0x3FU),
+                  4};
+    }
+    return is_xml_character(result.value) ? result : decoded{0, 1};
+}
+
+[[nodiscard]] char *write_hexadecimal_reference(char *next, unsigned value) noexcept {
+    constexpr std::string_view k_digits = "0123456789ABCDEF";
+    *next++ = '&';
+    *next++ = '#';
+    *next++ = 'x';
+    int shift = 4 * ((31 - __builtin_clz(value)) / 4);
+    for (; shift >= 0; shift -= 4) {
+        *next++ = k_digits[(value >> static_cast<unsigned>(shift)) & 0xFU];
+    }
+    *next++ = ';';
+    return next;
+}
+
+void write_ascii_attribute(text_output &output, const std::uint8_t *text) {
+    while (*text != 0) {
+        char *next = output.room(k_block);
+        if (*text < 0x80 || text[1] == 0) {
+            next = escape<place::attribute>(next, reinterpret_cast<const char *>(text), 1);
+            ++text;
+        } else {
+            const decoded character = decode(text);
+            next =
+                write_hexadecimal_reference(next, character.length == 1 ? *text : character.value);
+            text += character.length;
+        }
+        output.advance_to(next);
+    }
+}
+
+} // namespace
+
+void write_escaped_text(text_output &output, const xmlChar *text) {
+    write_escaped<place::text>(output, reinterpret_cast<const char *>(text));
+}
+
+void write_escaped_attribute(text_output &output, const xmlChar *text, bool ascii_only) {
+    const auto *const bytes = reinterpret_cast<const char *>(text);
+    if (ascii_only && !is_ascii(bytes)) {
+        write_ascii_attribute(output, text);
+    } else {
+        write_escaped<place::attribute>(output, bytes);
+    }
+}
+
+} // namespace pkg_dbe_xml

@@ -1,0 +1,83 @@
+// A text result while it is being written: growing, counting, and handing the value over.
+
+#include "text_output.hpp"
+
+#include "host/memory.hpp"
+
+#include <algorithm>
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+// First allocation, in bytes: what makes growing on from the room inside the object worth it.
+constexpr std::size_t k_first_allocation = 32768;
+// Pieces in which long strings are taken once nothing is kept any more.
+constexpr std::size_t k_counted_piece = 4096;
+
+} // namespace
+
+// Doubles, so that the copying is linear in all, and starts over where nothing is kept any more.
+void text_output::grow(std::size_t count) {
+    auto used = static_cast<std::size_t>(next_ - begin_);
+    if (overflowed()) {
+        dropped_ += static_cast<std::int64_t>(used);
+        next_ = begin_;
+        used = 0;
+        if (static_cast<std::size_t>(end_ - begin_) >= count) {
+            return;
+        }
+    }
+    const std::size_t size = std::max(
+        {k_first_allocation, 2 * (used + host::k_long_header), used + count + host::k_long_header});
+    auto *memory =
+        static_cast<char *>(host::mmgr_memory_alloc_huge(host::current_memory_context(), size));
+    host::copy_bytes(memory + host::k_long_header, size - host::k_long_header, begin_, used);
+    host::mmgr_free_with_fl(memory_, __FILE__, __LINE__);
+    memory_ = memory;
+    begin_ = memory + host::k_long_header;
+    next_ = begin_ + used;
+    end_ = memory + size;
+}
+
+// For bytes that there is no room for: makes it, or only counts them.
+void text_output::append_slowly(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::size_t piece =
+            overflowed() ? std::min(bytes.size(), k_counted_piece) : bytes.size();
+        char *const next = room(piece);
+        host::copy_bytes(next, static_cast<std::size_t>(end_ - next), bytes.data(), piece);
+        advance_to(next + piece);
+        bytes.remove_prefix(piece);
+    }
+}
+
+char *text_output::c_str() {
+    *room(1) = '\0';
+    return begin_;
+}
+
+void text_output::clear() noexcept {
+    next_ = begin_;
+    dropped_ = 0;
+}
+
+host::varlena *text_output::take_value() {
+    const std::size_t total = host::k_long_header + static_cast<std::size_t>(next_ - begin_);
+    if (memory_ == nullptr) {
+        auto *const value = static_cast<host::varlena *>(host::allocate_result(total));
+        host::copy_bytes(value, total, begin_ - host::k_long_header, total);
+        host::set_total_size(value, total);
+        clear();
+        return value;
+    }
+    auto *const value = reinterpret_cast<host::varlena *>(memory_);
+    host::set_total_size(value, total);
+    memory_ = nullptr;
+    begin_ = room_ + host::k_long_header;
+    end_ = room_ + sizeof room_;
+    clear();
+    return value;
+}
+
+} // namespace pkg_dbe_xml

@@ -15,7 +15,7 @@ inline constexpr int k_module_id = 18;
 
 struct report_row {
     int id;               // 0 where the host is given no number
-    const char *sqlstate; // five characters
+    const char *sqlstate; // five characters; null: from the operating-system error in errno
     const char *message;  // %s and %d are filled in order
     const char *cause;
     const char *action; // null: the host's own advice for internal failures
@@ -194,7 +194,7 @@ inline constexpr report_row protected_file_name{79391, "58P04",
 inline constexpr report_row character_set_too_long{79389, "53500", "the character set is too long.",
     "The length of encoding character set exceeds limit.",
     "Check the encoding character set size.", nullptr, true};
-// Its SQLSTATE is that of the operating-system error.
+// Its SQLSTATE is that of the operating-system error in errno.
 inline constexpr report_row file_not_opened{79390, nullptr,
     "The file cannot be opened or the file path does not exist: %s",
     "The file is invalid.", "Check the file specified.", nullptr, false};

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <span>
 
@@ -56,6 +57,7 @@ const char *file_name(const char *path) noexcept {
 void report(const report_row &row, std::initializer_list<std::string_view> arguments,
             std::initializer_list<std::string_view> hint_arguments, std::string_view context,
             const char *file, int line, const char *function) {
+    const int saved_errno = errno;
     filled_text text;
     host::errproc_template(row.id, host::report_level::error, file_name(file), line, function);
     if (row.with_module) {
@@ -63,6 +65,8 @@ void report(const report_row &row, std::initializer_list<std::string_view> argum
     }
     if (row.sqlstate != nullptr) {
         host::err_ecode(row.sqlstate);
+    } else {
+        host::err_code_for_file_access(saved_errno);
     }
     fill(text, row.message, arguments);
     host::err_msg(text.view());

@@ -12,35 +12,42 @@ namespace host {
 void canonicalize_path(char *path) noexcept;
 // The last "/" of the path, null when there is none.
 [[nodiscard]] char *last_dir_separator(char *path) noexcept;
-// Whether the administrator's safe_data_path lets the path be used; true when it is not set.
+// Whether the administrator's safe_data_path lets the path be used; true when it is not set. The
+// path need not exist. Throws when memory runs out.
 [[nodiscard]] bool copyCheckSecurityPath(const char *path);
-// The setting itself, for the report; "" when it is not set.
-[[nodiscard]] const char *safe_data_path() noexcept;
+// The setting itself in UTF-8, for the report; "" when it is not set. Lives until the statement
+// ends. Throws when memory runs out.
+[[nodiscard]] const char *safe_data_path();
 
 // File paths that settings of the host name, in the order in which they are protected: ten of the
-// instance, one of the session. Null for a setting that is unset.
+// instance, one of the session. Null for a setting that is unset. Good until the next call.
 [[nodiscard]] std::span<const char *const> protected_setting_paths() noexcept;
 // Names and fragments of names that are protected besides, in order.
 [[nodiscard]] std::span<const char *const> protected_names() noexcept;
 
-// A file being written. It is closed, and what was written so far is dropped, when the statement
-// fails without closing it.
+// A file being written: a file of a passing name in the same directory, which takes the place of
+// the file proper when it is closed well. Until then the old file, if any, stays as it is.
 struct output_file;
 
-enum class open_result : int { opened, failed, refused };
-
-// Opens the file `path` for writing, so that it takes the place of the old one only when it is
-// closed well. `path` is a directory, a "/" and a name: the directory is opened first and the name
-// below it, following no link in the name's place; what is there already must be a regular file.
-// `failed` leaves the reason in errno; `refused` means that it is not a file one may write.
-open_result open_output_file(const char *path, output_file *&file);
-// All bytes, or false (the reason in errno). Never throws.
+// Opens the file `path` for writing. `path` is a directory, a "/" and a name. The directory is
+// opened first, not through a link in its own place, and everything else is done below what was
+// opened; it must not lie in the host's own directories, and must lie below safe_data_path when
+// that is set. What is there under the name must be a regular file that may be written. Returns
+// null with the reason in errno when the file cannot be opened; throws when memory runs out.
+[[nodiscard]] output_file *open_output_file(const char *path);
+// Writes all bytes; false with the reason in errno.
 [[nodiscard]] bool write_output_file(output_file *file, const void *bytes,
                                      std::size_t size) noexcept;
-// Ends the writing and makes the file take its place; false when that failed, with the reason in
-// errno and the old file as it was. Frees `file` in any case. Never throws.
+// Ends the writing: the bytes are on disk and the file has taken its place, or false with the
+// reason in errno and the old file as it was. Frees `file` in any case.
 [[nodiscard]] bool close_output_file(output_file *file) noexcept;
 // Gives the writing up: the old file, if any, stays as it was. Frees `file`.
 void discard_output_file(output_file *file) noexcept;
+// The same, but where there was no file an empty one is left.
+void leave_created_file(output_file *file) noexcept;
+
+struct output_file_deleter {
+    void operator()(output_file *file) const noexcept { discard_output_file(file); }
+};
 
 } // namespace host

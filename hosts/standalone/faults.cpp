@@ -2,6 +2,7 @@
 #include "faults.hpp"
 
 #include "session_record.hpp"
+#include "xml_service.hpp"
 
 namespace host::standalone {
 namespace {
@@ -10,10 +11,18 @@ fault_plan &plan_of(service which) noexcept {
     return current_session().plans[static_cast<int>(which)];
 }
 
+// Asked by the gate in front of libxml2, for as long as there is a plan for it.
+bool libxml2_fault_due(std::size_t /*size*/) noexcept {
+    return fault_due(service::libxml2_allocation);
+}
+
 } // namespace
 
 void fail_call(service which, std::int64_t at, std::int64_t repeat) noexcept {
     plan_of(which) = {0, at, repeat, 0};
+    if (which == service::libxml2_allocation) {
+        set_allocation_fault(libxml2_fault_due);
+    }
 }
 
 fault_pause::fault_pause() noexcept { ++current_session().fault_pauses; }
@@ -24,6 +33,7 @@ void clear_faults() noexcept {
     for (fault_plan &plan : current_session().plans) {
         plan = {};
     }
+    set_allocation_fault(nullptr);
 }
 
 std::int64_t calls_of(service which) noexcept { return plan_of(which).calls; }

@@ -11,7 +11,7 @@ namespace host::standalone {
 
 enum class service : int {
     allocation,         // memory of the host
-    libxml2_allocation, // memory of libxml2, within scopes
+    libxml2_allocation, // memory of libxml2, within scopes; counted only while there is a plan
     conversion,         // of text between encodings
     detoast,            // fetching a value
     slice,              // reading a piece of a large value: raises

@@ -54,6 +54,8 @@ void begin_session(std::string_view database_encoding) {
     t_session = own.release();
     create_session_contexts(*t_session);
     u_sess = {};
+    gate = {};
+    prepare_gate();
 }
 
 int reset_session() {
@@ -85,7 +87,6 @@ session_remains end_session() {
     free_large_objects(own);
     close_encoding(own);
     u_sess = {};
-    gate = {};
     delete std::exchange(t_session, nullptr);
     return remains;
 }

@@ -18,24 +18,42 @@
 namespace host {
 
 // The allocation gate in front of libxml2, of this session.
+//
+// The gate stands in libxml2's allocation functions, of the whole process, and forwards to the
+// plain heap; blocks made before it was put there, or by others, are as good as any. It counts
+// whatever libxml2 allocates and frees on behalf of the session, inside scopes or not, so that a
+// block freed late is not counted for ever. It refuses, and reports failures, only within scopes.
 struct allocation_gate {
-    std::uint32_t depth; // scopes open; the gate counts and refuses only while one is
-    bool refused;        // an allocation failed or was refused since the innermost scope began
-    bool handlers_saved; // error handlers were replaced when the first allocation failed
-    bool budget_set;     // `budget_left` is in force
-    bool budget_spent;   // the budget was the reason
-    bool cancelled;      // the statement was asked to stop, which was the reason
-    std::int64_t budget_left;  // bytes
-    std::int64_t bytes_in_use; // bytes held by blocks made within scopes of this session
+    std::uint32_t depth = 0;        // scopes open
+    std::uint32_t quiet_scopes = 0; // those of them that have set error handlers
+    std::uint32_t countdown = 1;    // allocations until the gate looks up from its counting
+    bool ready = false;             // the gate was put into libxml2, or cannot be
+    bool refused = false; // an allocation failed or was refused since the innermost scope began
+    bool handlers_saved = false;   // error handlers were replaced when the first allocation failed
+    bool parsing = false;          // keep to the ceiling
+    bool polls = false;            // look for requests to stop
+    bool budget_spent = false;     // the ceiling was met
+    bool cancelled = false;        // the statement was asked to stop
+    std::int64_t bytes_in_use = 0; // usable bytes of the blocks that libxml2 holds
+    std::int64_t ceiling = INT64_MAX; // what bytes_in_use may reach
+    std::size_t refused_size = 0;     // of the allocation that was refused last
 };
 extern constinit PKG_DBE_XML_SESSION_STORAGE allocation_gate gate;
 
+// Puts the gate into libxml2, once per process.
+void prepare_gate() noexcept;
+// False when this libxml2 does not let anyone stand in its allocations. Limits are then kept by
+// what the parser reports of the document, and failed allocations go unnoticed.
+[[nodiscard]] bool gate_in_force() noexcept;
 // Puts the error handlers back that were replaced when an allocation failed.
 void restore_error_handlers() noexcept;
 
 class tree_scope {
   public:
     tree_scope() noexcept : outer_refused_(gate.refused) {
+        if (!gate.ready) [[unlikely]] {
+            prepare_gate();
+        }
         gate.refused = false;
         ++gate.depth;
     }
@@ -55,7 +73,8 @@ class tree_scope {
     bool outer_refused_;
 };
 
-// Sets error handlers, entity loader and output defaults, and puts the old ones back.
+// Sets error handlers, entity loader and defaults for parsing and output, and puts the old ones
+// back. Within it nothing is printed and nothing loaded.
 class xml_scope {
   public:
     xml_scope() noexcept;
@@ -66,8 +85,13 @@ class xml_scope {
 
   private:
     tree_scope tree_;
-    void *saved_[8];
-    int saved_numbers_[4];
+    xmlStructuredErrorFunc structured_error_;
+    void *structured_error_context_;
+    xmlGenericErrorFunc generic_error_;
+    void *generic_error_context_;
+    [[maybe_unused]] xmlExternalEntityLoader loader_;
+    const char *indent_string_;
+    int defaults_[8];
 };
 
 // A fresh parser context that loads nothing from anywhere; the caller frees it with
@@ -76,8 +100,8 @@ class xml_scope {
 
 // Why the last parse of the session gave no document, or what a validating parse complained of.
 struct parse_diagnostics {
-    char first_error[512];   // libxml2's words for the first error, one line, "" when there is none
-    int line;                // of the first error; 0 when unknown
+    char first_error[512]; // libxml2's words for the first error, one line, "" when there is none
+    int line;              // of the first error; 0 when unknown
     int column;
     char first_validity[512]; // the same for the first validity error
     int validity_line;
@@ -88,10 +112,11 @@ struct parse_diagnostics {
 };
 
 // Parses `length` bytes of UTF-8 text. `document_mode` is true for documents made from text, false
-// for parser objects; it decides nothing but the wording of diagnostics. Returns the document,
-// null when the text is not well-formed or a limit ended the parse; `diagnostics` says why. A
-// cancelled statement ends it too: then it throws, and nothing is left behind. The declared
-// encoding stands in the document's `encoding`, though the text is read as UTF-8.
+// for parser objects; it changes nothing here. `context` must be fresh: options and handlers of
+// an earlier parse would stick. Returns the document, null when the text is not well-formed or a
+// limit ended the parse; `diagnostics` says why. A cancelled statement ends it too, as does a lack
+// of memory: then it throws, and nothing is left behind but the context, which is the caller's.
+// The declared encoding stands in the document's `encoding`, though the text is read as UTF-8.
 [[nodiscard]] xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text,
                                       std::size_t length, int options, bool document_mode,
                                       parse_diagnostics &diagnostics);

@@ -1,0 +1,181 @@
+// The allocation gate: stands in libxml2's allocation functions, counts, and refuses within scopes.
+//
+// The usual allocation costs two comparisons more than malloc. Everything else (faults for tests,
+// requests to stop, the ceiling of a parse) waits behind `countdown` and `ceiling`.
+#include "xml_service.hpp"
+
+#include <libxml/xmlmemory.h>
+
+#include <malloc.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+namespace host {
+
+constinit PKG_DBE_XML_SESSION_STORAGE allocation_gate gate{};
+
+namespace {
+
+// Allocations between two looks at whether the statement was asked to stop.
+constexpr std::uint32_t k_allocations_between_looks = 64;
+
+struct error_handlers {
+    xmlStructuredErrorFunc structured;
+    void *structured_context;
+    xmlGenericErrorFunc generic;
+    void *generic_context;
+};
+
+constinit PKG_DBE_XML_SESSION_STORAGE error_handlers saved_handlers{};
+constinit PKG_DBE_XML_SESSION_STORAGE allocation_fault fault = nullptr;
+constinit bool in_force = false;
+
+void silence() noexcept {
+    saved_handlers = {xmlStructuredError, xmlStructuredErrorContext, xmlGenericError,
+                      xmlGenericErrorContext};
+    gate.handlers_saved = true;
+    xmlSetStructuredErrorFunc(nullptr, note_xml_error);
+    xmlSetGenericErrorFunc(nullptr, ignore_generic_error);
+}
+
+void note_refusal(std::size_t size) noexcept {
+    if (gate.depth == 0) {
+        return;
+    }
+    gate.refused = true;
+    gate.refused_size = size;
+    // libxml2 will report it, and nobody may be listening.
+    if (gate.quiet_scopes == 0 && !gate.handlers_saved) {
+        silence();
+    }
+}
+
+// Decides on an allocation that meets the ceiling or whose turn it is for a closer look.
+bool admit(std::size_t size) noexcept {
+    gate.countdown = fault == nullptr ? k_allocations_between_looks : 1;
+    if (gate.depth == 0) {
+        return true;
+    }
+    bool admitted = fault == nullptr || !fault(size);
+    if (gate.parsing) {
+        if (gate.polls && !gate.cancelled && interrupts_pending()) {
+            gate.cancelled = true;
+        }
+        if (gate.bytes_in_use + static_cast<std::int64_t>(size) > gate.ceiling) {
+            gate.budget_spent = true;
+        }
+        if (gate.cancelled || gate.budget_spent) {
+            gate.countdown = 1; // from now on nothing is given, so that libxml2 ends soon
+            admitted = false;
+        }
+    }
+    if (!admitted) {
+        note_refusal(size);
+    }
+    return admitted;
+}
+
+bool may_allocate(std::size_t size) noexcept {
+    const std::int64_t sum = gate.bytes_in_use + static_cast<std::int64_t>(size);
+    if (sum > gate.ceiling || --gate.countdown == 0) [[unlikely]] {
+        return admit(size);
+    }
+    return true;
+}
+
+void *gated_malloc(std::size_t size) noexcept {
+    if (!may_allocate(size)) [[unlikely]] {
+        return nullptr;
+    }
+    void *block = std::malloc(size);
+    if (block == nullptr) [[unlikely]] {
+        note_refusal(size);
+        return nullptr;
+    }
+    gate.bytes_in_use += static_cast<std::int64_t>(malloc_usable_size(block));
+    return block;
+}
+
+void gated_free(void *block) noexcept {
+    if (block != nullptr) {
+        gate.bytes_in_use -= static_cast<std::int64_t>(malloc_usable_size(block));
+        std::free(block);
+    }
+}
+
+void *gated_realloc(void *block, std::size_t size) noexcept {
+    const std::size_t old_size = block == nullptr ? 0 : malloc_usable_size(block);
+    if (!may_allocate(size > old_size ? size - old_size : 0)) [[unlikely]] {
+        return nullptr;
+    }
+    void *moved = std::realloc(block, size);
+    if (moved == nullptr) [[unlikely]] {
+        note_refusal(size);
+        return nullptr;
+    }
+    gate.bytes_in_use +=
+        static_cast<std::int64_t>(malloc_usable_size(moved)) - static_cast<std::int64_t>(old_size);
+    return moved;
+}
+
+char *gated_strdup(const char *text) noexcept {
+    const std::size_t size = std::strlen(text) + 1;
+    void *copy = gated_malloc(size);
+    if (copy != nullptr) {
+        std::memcpy(copy, text, size);
+    }
+    return static_cast<char *>(copy);
+}
+
+// True when libxml2 allocates through the gate, which some builds of it never do.
+bool gate_is_asked() noexcept {
+    const std::int64_t before = gate.bytes_in_use;
+    xmlChar *probe = xmlStrdup(BAD_CAST "probe");
+    const bool counted = gate.bytes_in_use > before;
+    xmlFree(probe);
+    return counted && gate.bytes_in_use == before;
+}
+
+void install() noexcept {
+    xmlFreeFunc free_function = nullptr;
+    xmlMallocFunc malloc_function = nullptr;
+    xmlReallocFunc realloc_function = nullptr;
+    xmlStrdupFunc strdup_function = nullptr;
+    xmlMemGet(&free_function, &malloc_function, &realloc_function, &strdup_function);
+    // Whoever is there already has blocks that plain free must not see.
+    if (free_function == std::free && malloc_function == std::malloc &&
+        xmlMemSetup(gated_free, gated_malloc, gated_realloc, gated_strdup) == 0) {
+        in_force = gate_is_asked();
+    }
+#ifdef PKG_DBE_XML_SESSIONS_ARE_THREADS
+    xmlInitParser();       // its first call must not meet another thread's
+    gate.bytes_in_use = 0; // what it keeps is the process's
+#endif
+}
+
+constinit std::once_flag installed{};
+
+} // namespace
+
+void prepare_gate() noexcept {
+    std::call_once(installed, install);
+    gate.ready = true;
+}
+
+bool gate_in_force() noexcept { return in_force && xmlMalloc == gated_malloc; }
+
+void set_allocation_fault(allocation_fault function) noexcept {
+    fault = function;
+    gate.countdown = 1;
+}
+
+void restore_error_handlers() noexcept {
+    xmlSetStructuredErrorFunc(saved_handlers.structured_context, saved_handlers.structured);
+    xmlSetGenericErrorFunc(saved_handlers.generic_context, saved_handlers.generic);
+    gate.handlers_saved = false;
+    xmlResetLastError(); // its texts are of this session
+}
+
+} // namespace host

@@ -1,0 +1,243 @@
+// The limits of a parse that are kept by what the parser reports of the document.
+//
+// Each callback does what libxml2's own does, after a look at its limit. None of them throws, and
+// a parse that was stopped goes no further: the contexts of entities end first, the outermost one
+// at its next callback or when it asks for more text.
+#include "xml_parse_run.hpp"
+
+#include "host/limits.hpp"
+
+#include <libxml/SAX2.h>
+#include <libxml/parserInternals.h>
+
+namespace host {
+
+constinit PKG_DBE_XML_SESSION_STORAGE parse_limit_settings parse_limits{};
+
+namespace {
+
+// What a reference to an entity costs at least, and a node copied from one: bytes.
+constexpr std::int64_t k_reference_cost = 64;
+constexpr std::int64_t k_node_cost = 128;
+// Text that comes from entities counts eightfold: libxml2 appends it in a time that grows with the
+// square of its length.
+constexpr std::int64_t k_entity_text_factor = 8;
+// Names that may be mixed with text are only searched, not compiled.
+constexpr int k_mixed_model_factor = 10;
+// libxml2 keeps five pointers for each attribute, and doubles its room.
+constexpr int k_pointers_per_attribute = 5;
+
+void charge(parse_run &run, xmlParserCtxtPtr context, std::int64_t bytes) noexcept {
+    run.charged += bytes;
+    if (run.charged > run.budget) [[unlikely]] {
+        stop_for_budget(run, context);
+    }
+}
+
+void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, const xmlChar *uri,
+                      int namespace_count, const xmlChar **namespaces, int attribute_count,
+                      int defaulted_count, const xmlChar **attributes) noexcept {
+    auto *context = static_cast<xmlParserCtxtPtr>(data);
+    parse_run &run = *current_run;
+    if (run.stopped) [[unlikely]] {
+        halt_context(context);
+        return;
+    }
+    if (++run.depth > parse_limits.max_depth) [[unlikely]] {
+        stop_parse(run, context, k_max_depth_name, parse_limits.max_depth);
+        return;
+    }
+    if (attribute_count > parse_limits.max_attributes) [[unlikely]] {
+        stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
+        return;
+    }
+    if (!gate_in_force()) [[unlikely]] {
+        charge(run, context, k_node_cost * (1 + namespace_count + 2 * attribute_count));
+    }
+    xmlSAX2StartElementNs(data, name, prefix, uri, namespace_count, namespaces, attribute_count,
+                          defaulted_count, attributes);
+}
+
+void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
+                    const xmlChar *uri) noexcept {
+    --current_run->depth;
+    xmlSAX2EndElementNs(data, name, prefix, uri);
+}
+
+// Particles of a content model, counted no further than to one more than `most`.
+int count_particles(const xmlElementContent *model, int most) noexcept {
+    int count = 0;
+    const xmlElementContent *particle = model;
+    while (particle != nullptr && count <= most) {
+        ++count;
+        if (particle->c1 != nullptr) {
+            particle = particle->c1;
+            continue;
+        }
+        while (particle != model &&
+               (particle->parent == nullptr || particle->parent->c2 == particle ||
+                particle->parent->c2 == nullptr)) {
+            particle = particle->parent;
+            if (particle == nullptr) {
+                return count;
+            }
+        }
+        particle = particle == model ? nullptr : particle->parent->c2;
+    }
+    return count;
+}
+
+void on_element_declaration(void *data, const xmlChar *name, int type,
+                            xmlElementContentPtr model) noexcept {
+    auto *context = static_cast<xmlParserCtxtPtr>(data);
+    parse_run &run = *current_run;
+    if (run.stopped) [[unlikely]] {
+        halt_context(context);
+        return;
+    }
+    // A model of n names is a chain of n - 1 groups.
+    const int factor = type == XML_ELEMENT_TYPE_MIXED ? k_mixed_model_factor : 1;
+    const int most = parse_limits.max_particles < 1000000 ? parse_limits.max_particles * factor
+                                                          : parse_limits.max_particles;
+    if (count_particles(model, 2 * most) > 2 * most) {
+        stop_parse(run, context, k_max_particles_name, parse_limits.max_particles);
+        return;
+    }
+    xmlSAX2ElementDecl(data, name, type, model);
+}
+
+// Adds up what copying the nodes of an entity that was parsed before costs, and how deep they lie;
+// stops early once the cost passes `most`.
+struct extent {
+    std::int64_t cost;
+    int depth;
+};
+extent measure_entity(const xmlEntity *entity, std::int64_t most) noexcept {
+    extent sum{0, 0};
+    int depth = 1;
+    const xmlNode *node = entity->children;
+    while (node != nullptr && sum.cost <= most) {
+        sum.cost += k_node_cost;
+        if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE ||
+            node->type == XML_COMMENT_NODE || node->type == XML_PI_NODE) {
+            sum.cost += k_entity_text_factor * xmlStrlen(node->content);
+        }
+        if (node->type == XML_ELEMENT_NODE) {
+            for (const xmlAttr *attribute = node->properties; attribute != nullptr;
+                 attribute = attribute->next) {
+                sum.cost += 2 * k_node_cost;
+                if (attribute->children != nullptr && attribute->children->content != nullptr) {
+                    sum.cost += xmlStrlen(attribute->children->content);
+                }
+            }
+            sum.depth = depth > sum.depth ? depth : sum.depth;
+            if (node->children != nullptr) {
+                node = node->children;
+                ++depth;
+                continue;
+            }
+        }
+        // The last node's parent may be the entity or, once its nodes were handed to the document,
+        // an element; the walk ends where the depth it began at ends.
+        while (node->next == nullptr && depth > 1) {
+            node = node->parent;
+            --depth;
+        }
+        node = node == entity->last ? nullptr : node->next;
+    }
+    return sum;
+}
+
+xmlEntityPtr admit_entity(parse_run &run, xmlParserCtxtPtr context, xmlEntityPtr entity) noexcept {
+    if (entity == nullptr) {
+        return nullptr;
+    }
+    std::int64_t cost = k_reference_cost;
+    if (entity->children == nullptr) {
+        cost += k_entity_text_factor * entity->length;
+    } else {
+        const extent nodes = measure_entity(entity, run.budget - run.charged);
+        cost += nodes.cost;
+        if (run.depth + nodes.depth > parse_limits.max_depth) {
+            stop_parse(run, context, k_max_depth_name, parse_limits.max_depth);
+            return nullptr;
+        }
+    }
+    charge(run, context, cost);
+    return run.stopped ? nullptr : entity;
+}
+
+// Every reference to an entity comes by here, those within attributes and within other entities
+// too.
+xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
+    auto *context = static_cast<xmlParserCtxtPtr>(data);
+    parse_run &run = *current_run;
+    if (!run.stopped && run.polls && interrupts_pending()) [[unlikely]] {
+        stop_parse(run, context, nullptr, 0);
+    }
+    if (run.stopped) [[unlikely]] {
+        halt_context(context);
+        return nullptr;
+    }
+    return admit_entity(run, context, xmlSAX2GetEntity(data, name));
+}
+
+xmlEntityPtr on_get_parameter_entity(void *data, const xmlChar *name) noexcept {
+    auto *context = static_cast<xmlParserCtxtPtr>(data);
+    parse_run &run = *current_run;
+    if (!run.stopped && run.polls && interrupts_pending()) [[unlikely]] {
+        stop_parse(run, context, nullptr, 0);
+    }
+    if (run.stopped) [[unlikely]] {
+        halt_context(context);
+        return nullptr;
+    }
+    return admit_entity(run, context, xmlSAX2GetParameterEntity(data, name));
+}
+
+void on_internal_subset(void *data, const xmlChar *name, const xmlChar *external_id,
+                        const xmlChar *system_id) noexcept {
+    current_run->diagnostics->has_doctype = true;
+    xmlSAX2InternalSubset(data, name, external_id, system_id);
+}
+
+// An external subset is not loaded.
+void on_external_subset(void * /*data*/, const xmlChar * /*name*/, const xmlChar * /*external_id*/,
+                        const xmlChar * /*system_id*/) noexcept {}
+
+xmlParserInputPtr on_resolve_entity(void * /*data*/, const xmlChar * /*public_id*/,
+                                    const xmlChar * /*system_id*/) noexcept {
+    return nullptr;
+}
+
+// Some versions accept text after the root element in some circumstances.
+void on_end_document(void *data) noexcept {
+    auto *context = static_cast<xmlParserCtxtPtr>(data);
+    parse_run &run = *current_run;
+    const xmlParserInput *input = context->input;
+    if (context == run.context && input != nullptr && input->cur < input->end) {
+        run.text_left = true;
+    }
+    xmlSAX2EndDocument(data);
+}
+
+} // namespace
+
+bool collects_too_many_attributes(const xmlParserCtxt *context) noexcept {
+    return context->maxatts / k_pointers_per_attribute / 2 >= parse_limits.max_attributes;
+}
+
+void set_limit_callbacks(xmlParserCtxtPtr context) noexcept {
+    xmlSAXHandler &handler = *context->sax;
+    handler.startElementNs = on_start_element;
+    handler.endElementNs = on_end_element;
+    handler.elementDecl = on_element_declaration;
+    handler.getEntity = on_get_entity;
+    handler.getParameterEntity = on_get_parameter_entity;
+    handler.internalSubset = on_internal_subset;
+    handler.externalSubset = on_external_subset;
+    handler.resolveEntity = on_resolve_entity;
+    handler.endDocument = on_end_document;
+}
+
+} // namespace host

@@ -1,0 +1,44 @@
+// A parse in progress: what the callbacks of libxml2 share with xml_parse_doc.
+#pragma once
+
+#include "xml_service.hpp"
+
+#include <libxml/parser.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace host {
+
+struct parse_run {
+    xmlParserCtxtPtr context; // the one the parse was begun with; entities are parsed in others
+    const char *text;
+    std::size_t length;
+    std::size_t position; // of what libxml2 has not yet been given
+    parse_diagnostics *diagnostics;
+    std::int64_t budget;  // bytes that a parse of this text may take
+    std::int64_t charged; // of it, for work that the gate does not see
+    int depth;            // open elements, entities included
+    bool polls;           // watches for requests to stop
+    bool stopped;         // by a limit or a request; nothing that libxml2 returns counts any more
+    bool cancelled;       // a request was the reason
+    bool fatal_noted;     // the first error noted is one against well-formedness
+    bool text_left;       // the document ended before its text did
+};
+// Null while no parse is in progress.
+extern constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run;
+
+// Ends the parse: notes the limit and the place, and stops `context`, which may be the context of
+// an entity. `name` is null for a request to stop.
+void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int value) noexcept;
+// The same for the budget, naming the setting that gave the larger part of it.
+void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept;
+// Keeps a context from parsing on.
+void halt_context(xmlParserCtxtPtr context) noexcept;
+
+// Puts the callbacks that keep the limits into a context.
+void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;
+// More attributes are being collected for one element than are allowed.
+[[nodiscard]] bool collects_too_many_attributes(const xmlParserCtxt *context) noexcept;
+
+} // namespace host

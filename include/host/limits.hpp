@@ -1,0 +1,31 @@
+// Limits of one parse. Administrators change them on hosts that have settings; the values here are
+// the safe defaults. Plain integers, so that a host can hand their addresses to its settings.
+#pragma once
+
+#include "host/session.hpp"
+
+namespace host {
+
+struct parse_limit_settings {
+    // Memory a parse may take: `budget_base` kilobytes and `budget_factor` times the text. The
+    // worst document without entities takes 51 times its text.
+    int budget_base = 65536;
+    int budget_factor = 100;
+    // Levels of elements.
+    int max_depth = 2048;
+    // Names and groups in the content model of one element type; a list of names that may be mixed
+    // with text may have ten times as many. libxml2 compiles a model in cubic time.
+    int max_particles = 500;
+    // Attributes of one element, defaults included. libxml2 compares each with each.
+    int max_attributes = 10000;
+};
+extern constinit PKG_DBE_XML_SESSION_STORAGE parse_limit_settings parse_limits;
+
+// The names under which the limits appear in messages, and as settings.
+inline constexpr const char *k_budget_base_name = "pkg_dbe_xml.parse_budget_base";
+inline constexpr const char *k_budget_factor_name = "pkg_dbe_xml.parse_budget_factor";
+inline constexpr const char *k_max_depth_name = "pkg_dbe_xml.max_depth";
+inline constexpr const char *k_max_particles_name = "pkg_dbe_xml.max_content_particles";
+inline constexpr const char *k_max_attributes_name = "pkg_dbe_xml.max_attributes";
+
+} // namespace host

@@ -19,19 +19,24 @@ constinit bool end_is_watched = false;
 constinit ProcessUtility_hook_type next_utility_hook = nullptr;
 
 // Frees what the session made; nothing while a call is in progress, since what it was changing may
-// be half changed. Nothing fails in it, and no exception leaves it.
-void clean_up_session() noexcept {
+// be half changed. True when it was done. No exception leaves it.
+bool clean_up_session() noexcept {
     if (call_in_progress() || u_sess.clean_up == nullptr) {
-        return;
+        return false;
     }
     try {
         u_sess.clean_up();
     } catch (...) {
-        // There is nobody left to tell.
+        return false; // there is nobody to tell
     }
+    return true;
 }
 
-void at_session_end(int /*code*/, Datum /*argument*/) { clean_up_session(); }
+void at_session_end(int /*code*/, Datum /*argument*/) {
+    if (clean_up_session()) {
+        elog(DEBUG1, "pkg_dbe_xml: objects of the session freed"); // below ERROR: returns
+    }
+}
 
 bool is_discard_all(const PlannedStmt *statement) noexcept {
     return IsA(statement->utilityStmt, DiscardStmt) &&

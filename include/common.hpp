@@ -2,6 +2,7 @@
 #pragma once
 
 #include "error_reports.hpp"
+#include "host/path.hpp"
 #include "host/text.hpp"
 #include "host/xml.hpp"
 #include "xml_owner.hpp"
@@ -87,5 +88,18 @@ void check_copy_file_permission(const char *path);
 void check_file_permission(const char *path);
 // What follows the last "/", the whole path when there is none; null for a missing or empty path.
 [[nodiscard]] const char *FindFileName(const char *path) noexcept;
+
+// --- writing to files (src/pkg_xml_dom_file_serialization.cpp) ----------------------------------
+
+struct dump_result {
+    bool done;          // everything was written
+    int reason;         // errno of the writing that failed, 0 when it was not that
+    bool out_of_memory; // set by who holds the scope
+};
+// Writes a node into an open file, indented, in the encoding that `handler` makes (null for both:
+// UTF-8). Takes the handler in any case. Stands in an xml_scope.
+[[nodiscard]] dump_result xml_elem_dump(host::output_file *file, xmlDocPtr document,
+                                        xmlNodePtr node, const char *encoding,
+                                        xmlCharEncodingHandlerPtr handler);
 
 } // namespace pkg_dbe_xml

@@ -20,6 +20,8 @@ namespace {
 
 // Allocations between two looks at whether the statement was asked to stop.
 constexpr std::uint32_t k_allocations_between_looks = 64;
+// After a request to stop: as many as libxml2 makes in a tenth of a second or so.
+constexpr std::uint32_t k_looks_before_refusal = 16384;
 
 struct error_handlers {
     xmlStructuredErrorFunc structured;
@@ -52,6 +54,28 @@ void note_refusal(std::size_t size) noexcept {
     }
 }
 
+// Decides on an allocation of a parse. The parse is told to stop, and does so at its next callback:
+// libxml2 loses track of memory when it is refused some while it copies an entity, so refusing is
+// for what cannot be stopped in time.
+bool may_go_on(std::size_t size) noexcept {
+    const std::int64_t sum = gate.bytes_in_use + static_cast<std::int64_t>(size);
+    if (sum > gate.ceiling) {
+        gate.budget_spent = true;
+    }
+    if (gate.polls && !gate.cancelled && interrupts_pending()) {
+        gate.cancelled = true;
+        gate.patience = k_looks_before_refusal;
+    }
+    if (sum > gate.wall) {
+        return false;
+    }
+    if (!gate.cancelled) {
+        return true;
+    }
+    gate.patience -= gate.patience == 0 ? 0 : 1;
+    return gate.patience != 0;
+}
+
 // Decides on an allocation that meets the ceiling or whose turn it is for a closer look.
 bool admit(std::size_t size) noexcept {
     gate.countdown = fault == nullptr ? k_allocations_between_looks : 1;
@@ -59,17 +83,8 @@ bool admit(std::size_t size) noexcept {
         return true;
     }
     bool admitted = fault == nullptr || !fault(size);
-    if (gate.parsing) {
-        if (gate.polls && !gate.cancelled && interrupts_pending()) {
-            gate.cancelled = true;
-        }
-        if (gate.bytes_in_use + static_cast<std::int64_t>(size) > gate.ceiling) {
-            gate.budget_spent = true;
-        }
-        if (gate.cancelled || gate.budget_spent) {
-            gate.countdown = 1; // from now on nothing is given, so that libxml2 ends soon
-            admitted = false;
-        }
+    if (gate.parsing && !may_go_on(size)) {
+        admitted = false;
     }
     if (!admitted) {
         note_refusal(size);

@@ -34,13 +34,20 @@ void charge(parse_run &run, xmlParserCtxtPtr context, std::int64_t bytes) noexce
     }
 }
 
+// What an entity gave when it is parsed first is copied once for each entity it stands in. libxml2
+// loses the original when such a copy fails, so there must be room for all of them beforehand.
+bool leaves_room_for_copies(const parse_run &run, const xmlParserCtxt *context) noexcept {
+    const std::int64_t made = gate.bytes_in_use - run.entity_start;
+    return run.entity_start + made * (2 + context->depth) <= gate.ceiling;
+}
+
 void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, const xmlChar *uri,
                       int namespace_count, const xmlChar **namespaces, int attribute_count,
                       int defaulted_count, const xmlChar **attributes) noexcept {
     auto *context = static_cast<xmlParserCtxtPtr>(data);
     parse_run &run = *current_run;
-    if (run.stopped) [[unlikely]] {
-        halt_context(context);
+    if (run.stopped || gate.budget_spent || gate.cancelled) [[unlikely]] {
+        static_cast<void>(must_stop(run, context));
         return;
     }
     if (++run.depth > parse_limits.max_depth) [[unlikely]] {
@@ -49,6 +56,10 @@ void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, co
     }
     if (attribute_count > parse_limits.max_attributes) [[unlikely]] {
         stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
+        return;
+    }
+    if (context != run.context && !leaves_room_for_copies(run, context)) [[unlikely]] {
+        stop_for_budget(run, context);
         return;
     }
     if (!gate_in_force()) [[unlikely]] {
@@ -91,8 +102,7 @@ void on_element_declaration(void *data, const xmlChar *name, int type,
                             xmlElementContentPtr model) noexcept {
     auto *context = static_cast<xmlParserCtxtPtr>(data);
     parse_run &run = *current_run;
-    if (run.stopped) [[unlikely]] {
-        halt_context(context);
+    if (must_stop(run, context)) [[unlikely]] {
         return;
     }
     // A model of n names is a chain of n - 1 groups.
@@ -153,8 +163,11 @@ xmlEntityPtr admit_entity(parse_run &run, xmlParserCtxtPtr context, xmlEntityPtr
         return nullptr;
     }
     std::int64_t cost = k_reference_cost;
+    if (context == run.context) {
+        run.entity_start = gate.bytes_in_use;
+    }
     if (entity->children == nullptr) {
-        cost += k_entity_text_factor * entity->length;
+        cost += (k_entity_text_factor + context->depth) * entity->length;
     } else {
         const extent nodes = measure_entity(entity, run.budget - run.charged);
         cost += nodes.cost;
@@ -172,11 +185,7 @@ xmlEntityPtr admit_entity(parse_run &run, xmlParserCtxtPtr context, xmlEntityPtr
 xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
     auto *context = static_cast<xmlParserCtxtPtr>(data);
     parse_run &run = *current_run;
-    if (!run.stopped && run.polls && interrupts_pending()) [[unlikely]] {
-        stop_parse(run, context, nullptr, 0);
-    }
-    if (run.stopped) [[unlikely]] {
-        halt_context(context);
+    if (must_stop(run, context)) [[unlikely]] {
         return nullptr;
     }
     return admit_entity(run, context, xmlSAX2GetEntity(data, name));
@@ -185,11 +194,7 @@ xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
 xmlEntityPtr on_get_parameter_entity(void *data, const xmlChar *name) noexcept {
     auto *context = static_cast<xmlParserCtxtPtr>(data);
     parse_run &run = *current_run;
-    if (!run.stopped && run.polls && interrupts_pending()) [[unlikely]] {
-        stop_parse(run, context, nullptr, 0);
-    }
-    if (run.stopped) [[unlikely]] {
-        halt_context(context);
+    if (must_stop(run, context)) [[unlikely]] {
         return nullptr;
     }
     return admit_entity(run, context, xmlSAX2GetParameterEntity(data, name));

@@ -73,12 +73,7 @@ void note_validity_error(parse_run &run, const xmlError &error) noexcept {
 
 int read_text(void *state, char *buffer, int size) noexcept {
     parse_run &run = *static_cast<parse_run *>(state);
-    if (run.stopped) {
-        return 0;
-    }
-    if (run.polls && interrupts_pending()) [[unlikely]] {
-        run.stopped = true;
-        run.cancelled = true;
+    if (must_stop(run, nullptr)) [[unlikely]] {
         return 0;
     }
     if (collects_too_many_attributes(run.context)) [[unlikely]] {
@@ -153,7 +148,8 @@ class watched_parse {
         gate.budget_spent = false;
         gate.cancelled = false;
         gate.parsing = true;
-        gate.ceiling = gate.bytes_in_use + run.budget;
+        gate.ceiling = run.start + run.budget;
+        gate.wall = gate.ceiling + run.budget;
         gate.polls = run.polls;
         gate.countdown = 1;
     }
@@ -161,6 +157,7 @@ class watched_parse {
         gate.parsing = false;
         gate.polls = false;
         gate.ceiling = INT64_MAX;
+        gate.wall = INT64_MAX;
         current_run = nullptr;
     }
     watched_parse(const watched_parse &) = delete;
@@ -175,12 +172,7 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
         set_limit_callbacks(run.context);
         document = xmlCtxtReadIO(run.context, read_text, end_text, &run, nullptr, nullptr,
                                  options | XML_PARSE_IGNORE_ENC);
-        if (gate.cancelled) {
-            run.stopped = true;
-            run.cancelled = true;
-        } else if (gate.budget_spent) {
-            stop_for_budget(run, nullptr);
-        }
+        static_cast<void>(must_stop(run, nullptr));
     }
     if (document == nullptr) {
         return nullptr;
@@ -229,6 +221,19 @@ void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int 
     }
 }
 
+bool must_stop(parse_run &run, xmlParserCtxtPtr context) noexcept {
+    if (run.stopped) {
+        if (context != nullptr) {
+            halt_context(context);
+        }
+    } else if (gate.cancelled || (run.polls && interrupts_pending())) {
+        stop_parse(run, context, nullptr, 0);
+    } else if (gate.budget_spent) {
+        stop_for_budget(run, context);
+    }
+    return run.stopped;
+}
+
 void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept {
     const bool base_is_larger = parse_limits.budget_base * k_kilobyte >= run.budget / 2;
     stop_parse(run, context, base_is_larger ? k_budget_base_name : k_budget_factor_name,
@@ -270,8 +275,15 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
     bool polls = true;
     for (;;) {
         diagnostics = {};
-        parse_run run{context, text,  length, 0,     &diagnostics, budget_for(length), 0, 0,
-                      polls,   false, false,  false, false};
+        parse_run run{};
+        run.context = context;
+        run.text = text;
+        run.length = length;
+        run.diagnostics = &diagnostics;
+        run.budget = budget_for(length);
+        run.start = gate.bytes_in_use;
+        run.entity_start = run.start;
+        run.polls = polls;
         xmlDocPtr document = nullptr;
         bool starved = false;
         {

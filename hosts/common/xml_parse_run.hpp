@@ -16,14 +16,16 @@ struct parse_run {
     std::size_t length;
     std::size_t position; // of what libxml2 has not yet been given
     parse_diagnostics *diagnostics;
-    std::int64_t budget;  // bytes that a parse of this text may take
-    std::int64_t charged; // of it, for work that the gate does not see
-    int depth;            // open elements, entities included
-    bool polls;           // watches for requests to stop
-    bool stopped;         // by a limit or a request; nothing that libxml2 returns counts any more
-    bool cancelled;       // a request was the reason
-    bool fatal_noted;     // the first error noted is one against well-formedness
-    bool text_left;       // the document ended before its text did
+    std::int64_t budget;       // bytes that a parse of this text may take
+    std::int64_t charged;      // of it, for work that the gate does not see
+    std::int64_t start;        // bytes in use when the parse began
+    std::int64_t entity_start; // bytes in use when the entity was referenced that is being parsed
+    int depth;                 // open elements, entities included
+    bool polls;                // watches for requests to stop
+    bool stopped;     // by a limit or a request; nothing that libxml2 returns counts any more
+    bool cancelled;   // a request was the reason
+    bool fatal_noted; // the first error noted is one against well-formedness
+    bool text_left;   // the document ended before its text did
 };
 // Null while no parse is in progress.
 extern constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run;
@@ -33,6 +35,9 @@ extern constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run;
 void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int value) noexcept;
 // The same for the budget, naming the setting that gave the larger part of it.
 void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept;
+// True when the parse was stopped, or has to be now: by the gate, or because the statement was
+// asked to stop. `context` is halted then; null when libxml2 cannot bear that.
+[[nodiscard]] bool must_stop(parse_run &run, xmlParserCtxtPtr context) noexcept;
 // Keeps a context from parsing on.
 void halt_context(xmlParserCtxtPtr context) noexcept;
 

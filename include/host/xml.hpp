@@ -32,10 +32,12 @@ struct allocation_gate {
     bool handlers_saved = false;   // error handlers were replaced when the first allocation failed
     bool parsing = false;          // keep to the ceiling
     bool polls = false;            // look for requests to stop
-    bool budget_spent = false;     // the ceiling was met
+    bool budget_spent = false;     // the ceiling was passed: the parse is to stop
     bool cancelled = false;        // the statement was asked to stop
+    std::uint32_t patience = 0;    // looks left, after that, before allocations are refused
     std::int64_t bytes_in_use = 0; // usable bytes of the blocks that libxml2 holds
-    std::int64_t ceiling = INT64_MAX; // what bytes_in_use may reach
+    std::int64_t ceiling = INT64_MAX; // what bytes_in_use may reach before the parse is stopped
+    std::int64_t wall = INT64_MAX;    // what it may reach before allocations are refused
     std::size_t refused_size = 0;     // of the allocation that was refused last
 };
 extern constinit PKG_DBE_XML_SESSION_STORAGE allocation_gate gate;

@@ -2,6 +2,7 @@
 #include "dom_map.hpp"
 
 #include "host/xml.hpp"
+#include "tree_changes.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -62,7 +63,7 @@ template <class Object> void reserve_kept(kept_objects<Object> &kept, std::size_
 // Nobody names the node, and no namespace record of it can be in use by nodes that stand
 // elsewhere.
 [[nodiscard]] bool node_is_free(const xmlNode *node) noexcept {
-    if (node->_private != nullptr || declared_namespaces(node) != nullptr) {
+    if (node->_private != nullptr || declares_for_others(node)) {
         return false;
     }
     for (const xmlAttr *attribute = first_attribute(node); attribute != nullptr;

@@ -1,0 +1,64 @@
+// Giving up handles of nodes, elements and lists.
+//
+// A handle that was given up stays registered and names nothing. The node stays where it is; one
+// that stands in no tree and is named by no other handle goes out of use.
+
+#include "call_frame.hpp"
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+void release_list(const XMLHashEntry &entry) {
+    if (entry.object == nullptr) {
+        report(reports::node_gone);
+    }
+    if (entry.kind != XMLDomNodeType::node_list) {
+        report(reports::inconsistent_types);
+    }
+    xml_free_hashentry(XMLEntryType::dom_map, entry.key);
+}
+
+// Whether a node stands at the top of a tree of its own that goes when nobody names it.
+[[nodiscard]] bool is_detached(const xmlNode *node) noexcept {
+    return node != nullptr && node->parent == nullptr && !is_document(node) &&
+           !is_declaration(node->type);
+}
+
+void release_node(const XMLHashEntry &entry) {
+    xmlNodePtr const node = as_node(entry.object);
+    if (!is_detached(node)) {
+        // A document may be gone after this, and all its nodes with it.
+        xml_free_hashentry(XMLEntryType::dom_map, entry.key);
+        return;
+    }
+    family &owner = family_of(entry);
+    reserve_parking(owner, 1);
+    xml_free_hashentry(XMLEntryType::dom_map, entry.key);
+    if (first_name(node) == nullptr) {
+        retire(owner, node);
+    }
+}
+
+host::datum release_handle(const host::call &call) {
+    const XMLHashEntry entry = find_handle(call, 0);
+    if (entry.kind == XMLDomNodeType::node_list) {
+        release_list(entry);
+    } else {
+        release_node(entry);
+    }
+    return 0;
+}
+
+} // namespace
+
+PKG_DBE_XML_FUNCTION(xml_dom_free_node) { return release_handle(call); }
+
+PKG_DBE_XML_FUNCTION(xml_dom_free_element) { return release_handle(call); }
+
+PKG_DBE_XML_FUNCTION(xml_dom_free_nodelist) {
+    release_list(find_handle(call, 0));
+    return 0;
+}
+
+} // namespace pkg_dbe_xml

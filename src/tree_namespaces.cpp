@@ -1,0 +1,74 @@
+// Namespace records that no element declares: one for each document, URI and prefix.
+//
+// They hang on the document behind its record for "xml", which libxml2 takes to be the first.
+
+#include "tree_changes.hpp"
+
+#include "error_reports.hpp"
+#include "host/xml.hpp"
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+// Stands in the `context` of records that only their element uses; libxml2 leaves that member
+// alone. Its address is what counts.
+xmlDoc *used_by_its_element() noexcept {
+    static constinit const char mark = 0;
+    return reinterpret_cast<xmlDoc *>(const_cast<char *>(&mark));
+}
+
+} // namespace
+
+xmlNsPtr xml_namespace(xmlDocPtr document) {
+    const host::tree_scope scope;
+    xmlNsPtr record =
+        xmlSearchNs(document, as_node(document), reinterpret_cast<const xmlChar *>("xml"));
+    if (record == nullptr || scope.refused()) {
+        report(reports::out_of_memory);
+    }
+    return record;
+}
+
+xmlNsPtr shared_namespace(xmlDocPtr document, const xmlChar *uri, const xmlChar *prefix) {
+    xmlNsPtr const first = xml_namespace(document);
+    xmlNsPtr before = first;
+    for (xmlNsPtr record = first->next; record != nullptr; record = record->next) {
+        if (xmlStrEqual(record->href, uri) != 0 && xmlStrEqual(record->prefix, prefix) != 0) {
+            // To the front: programs use one URI many times over.
+            before->next = record->next;
+            record->next = first->next;
+            first->next = record;
+            return record;
+        }
+        before = record;
+    }
+    const host::tree_scope scope;
+    xml_ns_ptr made(xmlNewNs(nullptr, uri, prefix));
+    if (made == nullptr || scope.refused()) {
+        report(reports::out_of_memory);
+    }
+    made->next = first->next;
+    first->next = made.get();
+    return made.release();
+}
+
+void mark_used_by_its_element(xmlNsPtr record) noexcept { record->context = used_by_its_element(); }
+
+void mark_used_elsewhere(xmlNsPtr record) noexcept {
+    if (record != nullptr) {
+        record->context = nullptr;
+    }
+}
+
+bool declares_for_others(const xmlNode *element) noexcept {
+    for (const xmlNs *record = declared_namespaces(element); record != nullptr;
+         record = record->next) {
+        if (record->context != used_by_its_element()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace pkg_dbe_xml

@@ -55,7 +55,7 @@ class line_of_text {
 void show_warning(const line_of_text &message, int line, int column) {
     line_of_text context;
     if (line > 0) {
-        context << "XML document, line " << line << ", column " << column;
+        context << "line " << line << ", column " << column;
     }
     host::report_warning(k_warning_sqlstate, message.view(), context.view());
 }
@@ -69,7 +69,7 @@ void warn_not_parsed(const host::parse_diagnostics &diagnostics) {
     } else if (diagnostics.first_error[0] != '\0') {
         message << diagnostics.first_error;
     } else {
-        message << "it is not well-formed";
+        message << "the text is not well-formed";
     }
     show_warning(message, diagnostics.line, diagnostics.column);
 }
@@ -155,8 +155,15 @@ using record_ptr = std::unique_ptr<XmlParserHashEntry, record_deleter>;
     return value;
 }
 
+// The text of an argument. A large one is held in the context of the parsers.
+[[nodiscard]] parse_text fetch_text(host::datum value) {
+    const host::context_scope scope(host::is_large_value(value) ? host::u_sess.xmlparser_context
+                                                                : host::current_memory_context());
+    return parse_text(value, reports::parser_text_too_large);
+}
+
 void parse_value(XmlParserHashEntry &parser, host::datum value) {
-    const parse_text text(value, reports::parser_text_too_large);
+    const parse_text text = fetch_text(value);
     parse_inner(parser, text.bytes(), text.size());
 }
 

@@ -75,7 +75,7 @@ $(objects_folder)/hosts/postgres/%.o: $(source)/hosts/postgres/%.cpp $(source)/M
 $(shlib): $(exports_map)
 
 $(install_script): $(sql_parts) $(source)/Makefile
-	@{ echo '\echo Use "CREATE EXTENSION $(EXTENSION)" to load this file. \quit'; \
+	@{ printf '%s\n' '\echo Use "CREATE EXTENSION $(EXTENSION)" to load this file. \quit'; \
 	  cat $(sql_parts); } > $@
 
 # --- checks ---------------------------------------------------------------------------------------

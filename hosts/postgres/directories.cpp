@@ -182,7 +182,7 @@ void change_privilege(FunctionCallInfo fcinfo, bool grants) {
 } // namespace
 
 // The role of that name; of an unknown one, or of the empty text, nobody.
-extern "C" Datum xml_dom_directory_role_in(PG_FUNCTION_ARGS) {
+extern "C" PGDLLEXPORT Datum xml_dom_directory_role_in(PG_FUNCTION_ARGS) {
     const char *name = PG_GETARG_CSTRING(0);
     const Oid role = name[0] == '\0' ? InvalidOid : get_role_oid(name, true);
     if (name[0] != '\0' && !OidIsValid(role)) {
@@ -193,12 +193,12 @@ extern "C" Datum xml_dom_directory_role_in(PG_FUNCTION_ARGS) {
     PG_RETURN_OID(role);
 }
 
-extern "C" Datum xml_dom_directory_role_out(PG_FUNCTION_ARGS) {
+extern "C" PGDLLEXPORT Datum xml_dom_directory_role_out(PG_FUNCTION_ARGS) {
     const char *name = GetUserNameFromId(PG_GETARG_OID(0), true);
     PG_RETURN_CSTRING(name != nullptr ? name : pstrdup(""));
 }
 
-extern "C" Datum xml_dom_directory_create(PG_FUNCTION_ARGS) {
+extern "C" PGDLLEXPORT Datum xml_dom_directory_create(PG_FUNCTION_ARGS) {
     require_right();
     char *name = text_of(fcinfo, 0, "name");
     char *path = text_of(fcinfo, 1, "path");
@@ -218,7 +218,7 @@ extern "C" Datum xml_dom_directory_create(PG_FUNCTION_ARGS) {
     PG_RETURN_VOID();
 }
 
-extern "C" Datum xml_dom_directory_drop(PG_FUNCTION_ARGS) {
+extern "C" PGDLLEXPORT Datum xml_dom_directory_drop(PG_FUNCTION_ARGS) {
     require_right();
     char *name = text_of(fcinfo, 0, "name");
     Oid types[] = {TEXTOID};
@@ -229,12 +229,12 @@ extern "C" Datum xml_dom_directory_drop(PG_FUNCTION_ARGS) {
     PG_RETURN_VOID();
 }
 
-extern "C" Datum xml_dom_directory_grant(PG_FUNCTION_ARGS) {
+extern "C" PGDLLEXPORT Datum xml_dom_directory_grant(PG_FUNCTION_ARGS) {
     change_privilege(fcinfo, true);
     PG_RETURN_VOID();
 }
 
-extern "C" Datum xml_dom_directory_revoke(PG_FUNCTION_ARGS) {
+extern "C" PGDLLEXPORT Datum xml_dom_directory_revoke(PG_FUNCTION_ARGS) {
     change_privilege(fcinfo, false);
     PG_RETURN_VOID();
 }

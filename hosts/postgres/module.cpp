@@ -5,10 +5,6 @@
 
 #include "server.hpp"
 
-// The server's headers leave these hidden on some versions.
-#undef PGDLLEXPORT
-#define PGDLLEXPORT __attribute__((visibility("default")))
-
 extern "C" {
 PG_MODULE_MAGIC;
 PGDLLEXPORT void _PG_init(void);

@@ -38,3 +38,7 @@ extern "C" {
 #if PG_VERSION_NUM < 140000
 #error "PostgreSQL 14 or newer is needed"
 #endif
+
+// What the server is to find in the library; its headers leave it hidden before version 16.
+#undef PGDLLEXPORT
+#define PGDLLEXPORT __attribute__((visibility("default")))

@@ -79,16 +79,17 @@ host::datum inline_result(text_output &output) {
 
 host::datum clob_result(text_output &output) {
     const host_text_ptr converted = convert(output);
-    const char *const text = converted != nullptr ? converted.get() : output.c_str();
+    const bool changed = converted != nullptr;
     const std::int64_t size =
-        converted != nullptr ? static_cast<std::int64_t>(std::strlen(text)) : output.size();
+        changed ? static_cast<std::int64_t>(std::strlen(converted.get())) : output.size();
     if (size > host::piece_size()) {
-        return as_result(copy_flat_buffer_to_lob(size, text));
+        return as_result(copy_flat_buffer_to_lob(size, changed ? converted.get() : output.c_str()));
     }
-    if (converted == nullptr) {
+    if (!changed) {
         return take(output);
     }
-    return as_result(host::cstring_to_text_with_length(text, static_cast<std::size_t>(size)));
+    return as_result(
+        host::cstring_to_text_with_length(converted.get(), static_cast<std::size_t>(size)));
 }
 
 } // namespace pkg_dbe_xml

@@ -30,10 +30,14 @@ void text_output::grow(std::size_t count) {
     }
     const std::size_t size = std::max(
         {k_first_allocation, 2 * (used + host::k_long_header), used + count + host::k_long_header});
-    auto *memory =
-        static_cast<char *>(host::mmgr_memory_alloc_huge(host::current_memory_context(), size));
-    host::copy_bytes(memory + host::k_long_header, size - host::k_long_header, begin_, used);
-    host::mmgr_free_with_fl(memory_, __FILE__, __LINE__);
+    char *memory = nullptr;
+    if (memory_ != nullptr) {
+        memory = static_cast<char *>(host::mmgr_resize(memory_, size));
+    } else {
+        memory =
+            static_cast<char *>(host::mmgr_memory_alloc_huge(host::current_memory_context(), size));
+        host::copy_bytes(memory + host::k_long_header, size - host::k_long_header, begin_, used);
+    }
     memory_ = memory;
     begin_ = memory + host::k_long_header;
     next_ = begin_ + used;
@@ -70,6 +74,10 @@ host::varlena *text_output::take_value() {
         host::set_total_size(value, total);
         clear();
         return value;
+    }
+    if (static_cast<std::size_t>(end_ - next_) > total / 8) {
+        begin_ = static_cast<char *>(host::mmgr_resize(memory_, total)) + host::k_long_header;
+        memory_ = begin_ - host::k_long_header;
     }
     auto *const value = reinterpret_cast<host::varlena *>(memory_);
     host::set_total_size(value, total);

@@ -34,6 +34,9 @@ void mmgr_memory_controller_delete(memory_context *context) noexcept;
 [[nodiscard]] void *mmgr_memory_alloc_zero(memory_context *context, std::size_t size);
 // The same, for sizes of 1 GiB and more.
 [[nodiscard]] void *mmgr_memory_alloc_huge(memory_context *context, std::size_t size);
+// An allocation made larger or smaller, in its own context and perhaps at another place; the bytes
+// that fit stay. Throws when memory runs out, and the old allocation is then as it was.
+[[nodiscard]] void *mmgr_resize(void *pointer, std::size_t size);
 // Gives one allocation back, from whichever context; null does nothing.
 void mmgr_free_with_fl(void *pointer, const char *file, int line) noexcept;
 

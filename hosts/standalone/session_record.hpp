@@ -31,7 +31,9 @@ struct bounded_text {
                (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80U) {
             --size; // never cuts a UTF-8 character
         }
-        std::memcpy(bytes.data(), text.data(), size);
+        if (size != 0) {
+            std::memcpy(bytes.data(), text.data(), size);
+        }
     }
     [[nodiscard]] std::string_view view() const noexcept { return {bytes.data(), size}; }
 };

@@ -26,11 +26,25 @@ constexpr std::int64_t k_entity_text_factor = 8;
 constexpr int k_mixed_model_factor = 10;
 // libxml2 keeps five pointers for each attribute, and doubles its room.
 constexpr int k_pointers_per_attribute = 5;
+// Comparisons of attributes, and steps through namespaces, for one byte of the budget.
+constexpr std::int64_t k_steps_per_byte = 32;
+// The same for bytes of text that are looked through once more for each entity appended to them.
+constexpr std::int64_t k_text_per_byte = 64;
+// Elements with less than this are too quickly done to be charged for.
+constexpr int k_few = 16;
 
 void charge(parse_run &run, xmlParserCtxtPtr context, std::int64_t bytes) noexcept {
     run.charged += bytes;
     if (run.charged > run.budget) [[unlikely]] {
         stop_for_budget(run, context);
+    }
+}
+
+// A tag: text that follows is a node of its own.
+void begin_text(parse_run &run, const xmlParserCtxt *context) noexcept {
+    run.text_begun = static_cast<std::int64_t>(run.position) + run.entity_text;
+    if (context == run.context) {
+        run.namespaces = context->nsNr;
     }
 }
 
@@ -54,13 +68,19 @@ void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, co
         stop_parse(run, context, k_max_depth_name, parse_limits.max_depth);
         return;
     }
-    if (attribute_count > parse_limits.max_attributes) [[unlikely]] {
+    if (attribute_count > parse_limits.max_attributes ||
+        namespace_count > parse_limits.max_attributes) [[unlikely]] {
         stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
         return;
     }
     if (context != run.context && !leaves_room_for_copies(run, context)) [[unlikely]] {
         stop_for_budget(run, context);
         return;
+    }
+    begin_text(run, context);
+    if (attribute_count > k_few || context->nsNr > k_few) [[unlikely]] {
+        const std::int64_t count = attribute_count + 1;
+        charge(run, context, count * (count + context->nsNr) / k_steps_per_byte);
     }
     if (!gate_in_force()) [[unlikely]] {
         charge(run, context, k_node_cost * (1 + namespace_count + 2 * attribute_count));
@@ -71,7 +91,9 @@ void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, co
 
 void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
                     const xmlChar *uri) noexcept {
-    --current_run->depth;
+    parse_run &run = *current_run;
+    --run.depth;
+    begin_text(run, static_cast<xmlParserCtxtPtr>(data));
     xmlSAX2EndElementNs(data, name, prefix, uri);
 }
 
@@ -114,6 +136,35 @@ void on_element_declaration(void *data, const xmlChar *name, int type,
         return;
     }
     xmlSAX2ElementDecl(data, name, type, model);
+}
+
+// Counts the attributes declared for one element; false when they are more than are allowed, or
+// memory ran out, which the gate knows.
+bool admit_declaration(parse_run &run, const xmlChar *element) noexcept {
+    if (run.declared == nullptr) {
+        run.declared = xmlHashCreate(0);
+        if (run.declared == nullptr) {
+            return false;
+        }
+    }
+    const auto count = reinterpret_cast<std::intptr_t>(xmlHashLookup(run.declared, element)) + 1;
+    return count <= parse_limits.max_attributes &&
+           xmlHashUpdateEntry(run.declared, element, reinterpret_cast<void *>(count), nullptr) == 0;
+}
+
+void on_attribute_declaration(void *data, const xmlChar *element, const xmlChar *name, int type,
+                              int default_kind, const xmlChar *default_value,
+                              xmlEnumerationPtr values) noexcept {
+    auto *context = static_cast<xmlParserCtxtPtr>(data);
+    parse_run &run = *current_run;
+    if (!must_stop(run, context) && !admit_declaration(run, element)) [[unlikely]] {
+        stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
+    }
+    if (run.stopped) {
+        xmlFreeEnumeration(values);
+        return;
+    }
+    xmlSAX2AttributeDecl(data, element, name, type, default_kind, default_value, values);
 }
 
 // Adds up what copying the nodes of an entity that was parsed before costs, and how deep they lie;
@@ -162,7 +213,10 @@ xmlEntityPtr admit_entity(parse_run &run, xmlParserCtxtPtr context, xmlEntityPtr
     if (entity == nullptr) {
         return nullptr;
     }
-    std::int64_t cost = k_reference_cost;
+    const std::int64_t text_so_far =
+        static_cast<std::int64_t>(run.position) + run.entity_text - run.text_begun;
+    std::int64_t cost = k_reference_cost + text_so_far / k_text_per_byte;
+    run.entity_text += entity->length;
     if (context == run.context) {
         run.entity_start = gate.bytes_in_use;
     }
@@ -228,8 +282,10 @@ void on_end_document(void *data) noexcept {
 
 } // namespace
 
-bool collects_too_many_attributes(const xmlParserCtxt *context) noexcept {
-    return context->maxatts / k_pointers_per_attribute / 2 >= parse_limits.max_attributes;
+bool collects_too_many_attributes(const parse_run &run) noexcept {
+    const xmlParserCtxt *context = run.context;
+    return context->maxatts / k_pointers_per_attribute / 2 >= parse_limits.max_attributes ||
+           (context->nsNr - run.namespaces) / 4 >= parse_limits.max_attributes;
 }
 
 void set_limit_callbacks(xmlParserCtxtPtr context) noexcept {
@@ -237,6 +293,7 @@ void set_limit_callbacks(xmlParserCtxtPtr context) noexcept {
     handler.startElementNs = on_start_element;
     handler.endElementNs = on_end_element;
     handler.elementDecl = on_element_declaration;
+    handler.attributeDecl = on_attribute_declaration;
     handler.getEntity = on_get_entity;
     handler.getParameterEntity = on_get_parameter_entity;
     handler.internalSubset = on_internal_subset;

@@ -76,7 +76,7 @@ int read_text(void *state, char *buffer, int size) noexcept {
     if (must_stop(run, nullptr)) [[unlikely]] {
         return 0;
     }
-    if (collects_too_many_attributes(run.context)) [[unlikely]] {
+    if (collects_too_many_attributes(run)) [[unlikely]] {
         // libxml2 is in the middle of its input: end that, and leave the context alone.
         stop_parse(run, nullptr, k_max_attributes_name, parse_limits.max_attributes);
         return 0;
@@ -173,6 +173,7 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
         document = xmlCtxtReadIO(run.context, read_text, end_text, &run, nullptr, nullptr,
                                  options | XML_PARSE_IGNORE_ENC);
         static_cast<void>(must_stop(run, nullptr));
+        xmlHashFree(run.declared, nullptr);
     }
     if (document == nullptr) {
         return nullptr;

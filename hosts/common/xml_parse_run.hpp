@@ -3,6 +3,7 @@
 
 #include "xml_service.hpp"
 
+#include <libxml/hash.h>
 #include <libxml/parser.h>
 
 #include <cstddef>
@@ -20,7 +21,11 @@ struct parse_run {
     std::int64_t charged;      // of it, for work that the gate does not see
     std::int64_t start;        // bytes in use when the parse began
     std::int64_t entity_start; // bytes in use when the entity was referenced that is being parsed
+    std::int64_t text_begun;   // position and entity text when the text node was begun that
+    std::int64_t entity_text;  // grows at present; bytes of entity text in all
+    xmlHashTablePtr declared;  // attributes declared, by the name of the element; made when needed
     int depth;                 // open elements, entities included
+    int namespaces;            // what libxml2 had of them at the last tag
     bool polls;                // watches for requests to stop
     bool stopped;     // by a limit or a request; nothing that libxml2 returns counts any more
     bool cancelled;   // a request was the reason
@@ -43,7 +48,8 @@ void halt_context(xmlParserCtxtPtr context) noexcept;
 
 // Puts the callbacks that keep the limits into a context.
 void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;
-// More attributes are being collected for one element than are allowed.
-[[nodiscard]] bool collects_too_many_attributes(const xmlParserCtxt *context) noexcept;
+// More attributes or namespaces are being collected for one element than are allowed. They are
+// compared with each other before any callback hears of them.
+[[nodiscard]] bool collects_too_many_attributes(const parse_run &run) noexcept;
 
 } // namespace host

@@ -10,6 +10,9 @@
 #include <libxml/SAX2.h>
 #include <libxml/parserInternals.h>
 
+// The state of the parser is not for everyone in later versions, but there is no other way to it.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace host {
 
 constinit PKG_DBE_XML_SESSION_STORAGE parse_limit_settings parse_limits{};
@@ -29,7 +32,15 @@ constexpr int k_pointers_per_attribute = 5;
 // Comparisons of attributes, and steps through namespaces, for one byte of the budget.
 constexpr std::int64_t k_steps_per_byte = 32;
 // The same for bytes of text that are looked through once more for each entity appended to them.
-constexpr std::int64_t k_text_per_byte = 64;
+constexpr std::int64_t k_text_per_byte = 512;
+// A declaration longer than this is charged for: libxml2 compares each name in a list of values
+// with each.
+constexpr std::int64_t k_long_declaration = 16384;
+constexpr std::int64_t k_declaration_text_per_byte = 128;
+// What an error costs that is raised for each pair of ID attributes of one element.
+constexpr std::int64_t k_error_cost = 100;
+// A model with optional parts is compiled in cubic time: one byte for each few of these steps.
+constexpr std::int64_t k_model_steps_per_byte = 5;
 // Elements with less than this are too quickly done to be charged for.
 constexpr int k_few = 16;
 
@@ -97,27 +108,33 @@ void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
     xmlSAX2EndElementNs(data, name, prefix, uri);
 }
 
-// Particles of a content model, counted no further than to one more than `most`.
-int count_particles(const xmlElementContent *model, int most) noexcept {
-    int count = 0;
+struct model_size {
+    int particles; // names and groups
+    std::int64_t optional;
+};
+
+// Counts no further than to one particle more than `most`.
+model_size measure_model(const xmlElementContent *model, int most) noexcept {
+    model_size size{0, 0};
     const xmlElementContent *particle = model;
-    while (particle != nullptr && count <= most) {
-        ++count;
+    while (particle != nullptr && size.particles <= most) {
+        ++size.particles;
+        if (particle->ocur == XML_ELEMENT_CONTENT_OPT ||
+            particle->ocur == XML_ELEMENT_CONTENT_MULT) {
+            ++size.optional;
+        }
         if (particle->c1 != nullptr) {
             particle = particle->c1;
             continue;
         }
-        while (particle != model &&
+        while (particle != nullptr && particle != model &&
                (particle->parent == nullptr || particle->parent->c2 == particle ||
                 particle->parent->c2 == nullptr)) {
             particle = particle->parent;
-            if (particle == nullptr) {
-                return count;
-            }
         }
-        particle = particle == model ? nullptr : particle->parent->c2;
+        particle = particle == nullptr || particle == model ? nullptr : particle->parent->c2;
     }
-    return count;
+    return size;
 }
 
 void on_element_declaration(void *data, const xmlChar *name, int type,
@@ -131,25 +148,45 @@ void on_element_declaration(void *data, const xmlChar *name, int type,
     const int factor = type == XML_ELEMENT_TYPE_MIXED ? k_mixed_model_factor : 1;
     const int most = parse_limits.max_particles < 1000000 ? parse_limits.max_particles * factor
                                                           : parse_limits.max_particles;
-    if (count_particles(model, 2 * most) > 2 * most) {
+    const model_size size = measure_model(model, 2 * most);
+    if (size.particles > 2 * most) {
         stop_parse(run, context, k_max_particles_name, parse_limits.max_particles);
+        return;
+    }
+    run.declaration_text = 0;
+    charge(run, context, size.optional * size.optional * size.optional / k_model_steps_per_byte);
+    if (run.stopped) [[unlikely]] {
         return;
     }
     xmlSAX2ElementDecl(data, name, type, model);
 }
 
-// Counts the attributes declared for one element; false when they are more than are allowed, or
+// How many attributes were declared for one element, this one included; more than any limit when
 // memory ran out, which the gate knows.
-bool admit_declaration(parse_run &run, const xmlChar *element) noexcept {
+std::int64_t count_declaration(parse_run &run, const xmlChar *element) noexcept {
     if (run.declared == nullptr) {
         run.declared = xmlHashCreate(0);
-        if (run.declared == nullptr) {
-            return false;
-        }
     }
     const auto count = reinterpret_cast<std::intptr_t>(xmlHashLookup(run.declared, element)) + 1;
-    return count <= parse_limits.max_attributes &&
-           xmlHashUpdateEntry(run.declared, element, reinterpret_cast<void *>(count), nullptr) == 0;
+    if (run.declared == nullptr ||
+        xmlHashUpdateEntry(run.declared, element, reinterpret_cast<void *>(count), nullptr) != 0) {
+        return INT64_MAX;
+    }
+    return count;
+}
+
+void admit_declaration(parse_run &run, xmlParserCtxtPtr context, const xmlChar *element,
+                       int type) noexcept {
+    if (must_stop(run, context)) {
+        return;
+    }
+    run.declaration_text = 0;
+    const std::int64_t count = count_declaration(run, element);
+    if (count > parse_limits.max_attributes) {
+        stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
+    } else if (type == XML_ATTRIBUTE_ID) {
+        charge(run, context, k_error_cost * (count - 1));
+    }
 }
 
 void on_attribute_declaration(void *data, const xmlChar *element, const xmlChar *name, int type,
@@ -157,9 +194,7 @@ void on_attribute_declaration(void *data, const xmlChar *element, const xmlChar 
                               xmlEnumerationPtr values) noexcept {
     auto *context = static_cast<xmlParserCtxtPtr>(data);
     parse_run &run = *current_run;
-    if (!must_stop(run, context) && !admit_declaration(run, element)) [[unlikely]] {
-        stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
-    }
+    admit_declaration(run, context, element, type);
     if (run.stopped) {
         xmlFreeEnumeration(values);
         return;
@@ -245,13 +280,23 @@ xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
     return admit_entity(run, context, xmlSAX2GetEntity(data, name));
 }
 
+void on_entity_declaration(void *data, const xmlChar *name, int type, const xmlChar *public_id,
+                           const xmlChar *system_id, xmlChar *content) noexcept {
+    current_run->declaration_text = 0;
+    xmlSAX2EntityDecl(data, name, type, public_id, system_id, content);
+}
+
 xmlEntityPtr on_get_parameter_entity(void *data, const xmlChar *name) noexcept {
     auto *context = static_cast<xmlParserCtxtPtr>(data);
     parse_run &run = *current_run;
     if (must_stop(run, context)) [[unlikely]] {
         return nullptr;
     }
-    return admit_entity(run, context, xmlSAX2GetParameterEntity(data, name));
+    xmlEntityPtr entity = admit_entity(run, context, xmlSAX2GetParameterEntity(data, name));
+    if (entity != nullptr) {
+        charge_declaration(run, context, entity->length);
+    }
+    return run.stopped ? nullptr : entity;
 }
 
 void on_internal_subset(void *data, const xmlChar *name, const xmlChar *external_id,
@@ -282,6 +327,14 @@ void on_end_document(void *data) noexcept {
 
 } // namespace
 
+void charge_declaration(parse_run &run, xmlParserCtxtPtr context, std::int64_t bytes) noexcept {
+    const std::int64_t before = run.declaration_text;
+    run.declaration_text += bytes;
+    if (run.declaration_text > k_long_declaration) [[unlikely]] {
+        charge(run, context, (2 * before + bytes) * bytes / k_declaration_text_per_byte);
+    }
+}
+
 bool collects_too_many_attributes(const parse_run &run) noexcept {
     const xmlParserCtxt *context = run.context;
     return context->maxatts / k_pointers_per_attribute / 2 >= parse_limits.max_attributes ||
@@ -294,6 +347,7 @@ void set_limit_callbacks(xmlParserCtxtPtr context) noexcept {
     handler.endElementNs = on_end_element;
     handler.elementDecl = on_element_declaration;
     handler.attributeDecl = on_attribute_declaration;
+    handler.entityDecl = on_entity_declaration;
     handler.getEntity = on_get_entity;
     handler.getParameterEntity = on_get_parameter_entity;
     handler.internalSubset = on_internal_subset;

@@ -11,6 +11,9 @@
 #include <cstring>
 #include <string_view>
 
+// The state of the parser is not for everyone in later versions, but there is no other way to it.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace host {
 
 constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run = nullptr;
@@ -80,6 +83,12 @@ int read_text(void *state, char *buffer, int size) noexcept {
         // libxml2 is in the middle of its input: end that, and leave the context alone.
         stop_parse(run, nullptr, k_max_attributes_name, parse_limits.max_attributes);
         return 0;
+    }
+    if (run.context->inSubset != 0 && run.context->instate == XML_PARSER_DTD) {
+        charge_declaration(run, nullptr, size);
+        if (run.stopped) {
+            return 0;
+        }
     }
     const std::size_t count = std::min(static_cast<std::size_t>(size), run.length - run.position);
     std::memcpy(buffer, run.text + run.position, count);

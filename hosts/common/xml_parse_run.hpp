@@ -23,10 +23,11 @@ struct parse_run {
     std::int64_t entity_start; // bytes in use when the entity was referenced that is being parsed
     std::int64_t text_begun;   // position and entity text when the text node was begun that
     std::int64_t entity_text;  // grows at present; bytes of entity text in all
-    xmlHashTablePtr declared;  // attributes declared, by the name of the element; made when needed
-    int depth;                 // open elements, entities included
-    int namespaces;            // what libxml2 had of them at the last tag
-    bool polls;                // watches for requests to stop
+    std::int64_t declaration_text; // bytes read since the last declaration ended
+    xmlHashTablePtr declared; // attributes declared, by the name of the element; made when needed
+    int depth;                // open elements, entities included
+    int namespaces;           // what libxml2 had of them at the last tag
+    bool polls;               // watches for requests to stop
     bool stopped;     // by a limit or a request; nothing that libxml2 returns counts any more
     bool cancelled;   // a request was the reason
     bool fatal_noted; // the first error noted is one against well-formedness
@@ -45,6 +46,9 @@ void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept;
 [[nodiscard]] bool must_stop(parse_run &run, xmlParserCtxtPtr context) noexcept;
 // Keeps a context from parsing on.
 void halt_context(xmlParserCtxtPtr context) noexcept;
+
+// More text of the declaration that is being read.
+void charge_declaration(parse_run &run, xmlParserCtxtPtr context, std::int64_t bytes) noexcept;
 
 // Puts the callbacks that keep the limits into a context.
 void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;

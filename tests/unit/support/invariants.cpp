@@ -1,0 +1,632 @@
+// The audit of a session's registry and trees.
+//
+// It reads the registry's own tables. Every tree of a family is walked once from its root; the
+// nodes so reached are the live ones, and whatever handles, lists and kept nodes point at must be
+// among them.
+#include "support/invariants.hpp"
+
+#include "dom_map.hpp"
+#include "host/xml.hpp"
+#include "parser_registry.hpp"
+#include "standalone_session.hpp"
+
+#include <libxml/globals.h>
+
+#include <cstdint>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace sql {
+namespace {
+
+namespace dbe = pkg_dbe_xml;
+
+constexpr std::uintptr_t k_listed = 1;
+constexpr std::uintptr_t k_parked = 2;
+constexpr std::uintptr_t k_all_marks = 7;
+constexpr std::size_t k_most_problems = 20;
+
+std::uintptr_t private_word(const xmlNode *node) {
+    return reinterpret_cast<std::uintptr_t>(node->_private);
+}
+const dbe::XMLHashEntry *first_entry(const xmlNode *node) {
+    return reinterpret_cast<const dbe::XMLHashEntry *>(private_word(node) & ~k_all_marks);
+}
+
+// --- the watch ----------------------------------------------------------------------------------
+
+struct watched_nodes {
+    std::unordered_set<const void *> alive;
+    std::size_t named_when_freed = 0;
+};
+thread_local watched_nodes *t_watched = nullptr;
+
+void note_made(xmlNodePtr node) { t_watched->alive.insert(node); }
+
+void note_freed(xmlNodePtr node) {
+    t_watched->alive.erase(node);
+    const dbe::XMLHashEntry *name = first_entry(node);
+    if (name != nullptr && name->object == node) {
+        ++t_watched->named_when_freed;
+    }
+}
+
+// --- the audit ----------------------------------------------------------------------------------
+
+// Where a node stands: under which family, and whether below an entity declaration, whose content
+// libxml2 keeps by rules of its own.
+struct place {
+    const dbe::family *family;
+    bool in_declaration;
+};
+
+class audit {
+  public:
+    std::string run();
+
+  private:
+    void problem(const std::string &what);
+    void read_documents();
+    void read_document(dbe::document_entry &document);
+    void read_entry(const dbe::document_entry &document, const dbe::XMLHashEntry &entry);
+    std::size_t released_handles(const dbe::document_entry &document);
+    void check_free_ids(const dbe::document_entry &document);
+    void read_family(const dbe::family &owner);
+    void check_ids(const dbe::family &owner);
+    void check_parsers_of(const dbe::family &owner);
+    void walk_parked(const dbe::family &owner);
+    void walk_roots_of_entries();
+    void walk(const xmlNode *root, const dbe::family &owner);
+    void visit_children(const xmlNode *node, const place &where);
+    void visit_attributes(const xmlNode *node, const place &where);
+    bool reach(const xmlNode *node, const place &where);
+    void read_namespaces(const xmlNode *node, const dbe::family &owner);
+    void check_namespaces();
+    void check_entries();
+    void check_list(const dbe::document_entry &document, const dbe::XMLHashEntry &entry);
+    void check_chains();
+    void check_parsers();
+    void check_host();
+    [[nodiscard]] bool known_dead(const void *node) const;
+    [[nodiscard]] const place *place_of(const xmlNode *node) const;
+
+    struct named {
+        const dbe::document_entry *document;
+        const dbe::XMLHashEntry *entry;
+    };
+
+    std::string problems_;
+    std::size_t problem_count_ = 0;
+    std::vector<named> entries_;                           // with an object
+    std::unordered_set<const dbe::XMLHashEntry *> naming_; // those of them that name a node
+    std::unordered_set<const dbe::family *> families_;
+    std::unordered_map<const xmlNode *, place> places_;
+    std::unordered_set<const xmlNode *> parked_;
+    std::unordered_set<const xmlDoc *> documents_; // main ones and copies
+    std::unordered_map<const xmlNs *, const dbe::family *> namespaces_;
+    std::vector<const xmlNode *> open_; // reached, their children not yet
+    std::size_t entry_total_ = 0;
+    std::size_t domkeys_total_ = 0;
+    std::size_t linked_parsers_ = 0;
+};
+
+void audit::problem(const std::string &what) {
+    if (++problem_count_ <= k_most_problems) {
+        problems_ += what + "\n";
+    }
+}
+
+bool audit::known_dead(const void *node) const {
+    return t_watched != nullptr && !t_watched->alive.contains(node);
+}
+
+const place *audit::place_of(const xmlNode *node) const {
+    const auto found = places_.find(node);
+    return found == places_.end() ? nullptr : &found->second;
+}
+
+std::string name_of(const dbe::XMLHashEntry &entry) {
+    return "handle " + std::to_string(dbe::xml_getdom_docid(&entry.key)) + "/" +
+           std::to_string(dbe::xml_getdom_nodeid(&entry.key)) + " of kind " +
+           std::to_string(static_cast<int>(entry.kind));
+}
+
+// --- tables --------------------------------------------------------------------------------------
+
+void audit::read_documents() {
+    dbe::registry &state = *dbe::current_registry();
+    std::unordered_set<const dbe::document_entry *> known;
+    host::hash_walk walk;
+    host::hash_seq_init(walk, state.document_map);
+    while (auto *document = static_cast<dbe::document_entry *>(host::hash_seq_search(walk))) {
+        known.insert(document);
+        read_document(*document);
+    }
+    for (std::size_t i = 0; i < dbe::k_document_cache_size; ++i) {
+        const dbe::document_entry *cached = state.document_cache[i];
+        if (cached != nullptr &&
+            (!known.contains(cached) || cached->document_id % dbe::k_document_cache_size != i)) {
+            problem("the cache of documents holds one that is gone");
+        }
+    }
+    if (entry_total_ != state.entry_count) {
+        problem("the map holds " + std::to_string(entry_total_) + " handles and counts " +
+                std::to_string(state.entry_count));
+    }
+    std::unordered_set<std::uint32_t> recycled;
+    for (std::size_t i = 0; i < state.recycled.count; ++i) {
+        const std::uint32_t id =
+            state.recycled.ids[(state.recycled.first + i) % state.recycled.capacity];
+        if (!recycled.insert(id).second || dbe::find_document(state, id) != nullptr) {
+            problem("document id " + std::to_string(id) + " is to be reused and in use");
+        }
+    }
+}
+
+void audit::read_document(dbe::document_entry &document) {
+    std::size_t count = released_handles(document);
+    dbe::for_each_slot(document, [this, &document, &count](const dbe::XMLHashEntry &entry) {
+        ++count;
+        read_entry(document, entry);
+    });
+    if (count != document.entry_count) {
+        problem("document " + std::to_string(document.document_id) + " has " +
+                std::to_string(count) + " handles and counts " +
+                std::to_string(document.entry_count));
+    }
+    entry_total_ += count;
+    check_free_ids(document);
+    if (document.owner != nullptr) {
+        families_.insert(document.owner);
+    }
+}
+
+// Handles in pages that were given back.
+std::size_t audit::released_handles(const dbe::document_entry &document) {
+    std::size_t count = 0;
+    for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
+        const std::uintptr_t page = document.pages[number];
+        if (page == 0 || dbe::form_of(page) == dbe::page_form::full) {
+            continue;
+        }
+        if (dbe::form_of(page) == dbe::page_form::uniform) {
+            count += ((page >> 8U) & 0xFFU) != 0 ? dbe::k_page_size : 0;
+            continue;
+        }
+        const auto *packed =
+            reinterpret_cast<const dbe::released_page *>(page & ~dbe::k_page_form_mask);
+        for (const std::uint8_t code : packed->codes) {
+            count += (code & 31U) != 0 ? 1 : 0;
+        }
+    }
+    return count;
+}
+
+void audit::read_entry(const dbe::document_entry &document, const dbe::XMLHashEntry &entry) {
+    if (dbe::xml_getdom_docid(&entry.key) != document.document_id ||
+        dbe::find_entry(*dbe::current_registry(), entry.key) != &entry) {
+        problem(name_of(entry) + " is not found by its key");
+    }
+    if (entry.type != dbe::XMLEntryType::dom_map || entry.key.bytes[12] != std::byte{1}) {
+        problem(name_of(entry) + " has a wrong type or flag");
+    }
+    if (entry.object == nullptr) {
+        return;
+    }
+    entries_.push_back({&document, &entry});
+    if (entry.kind != dbe::XMLDomNodeType::node_list) {
+        naming_.insert(&entry);
+    }
+}
+
+// The queue of node ids to hand out again runs through empty slots and ends where it says.
+void audit::check_free_ids(const dbe::document_entry &document) {
+    std::uint32_t id = document.first_freed;
+    std::uint32_t last = 0;
+    for (std::size_t steps = 0; id != 0; ++steps) {
+        const std::uint32_t page = id / dbe::k_page_size;
+        const dbe::XMLHashEntry *slot = nullptr;
+        if (id < dbe::k_page_size) {
+            const std::size_t piece = id < dbe::k_piece_starts[1]   ? 0
+                                      : id < dbe::k_piece_starts[2] ? 1
+                                                                    : 2;
+            slot = document.pieces[piece] == nullptr
+                       ? nullptr
+                       : document.pieces[piece] + (id - dbe::k_piece_starts[piece]);
+        } else if (page - 1 < document.page_capacity && document.pages[page - 1] != 0 &&
+                   dbe::form_of(document.pages[page - 1]) == dbe::page_form::full) {
+            slot = reinterpret_cast<const dbe::entry_page *>(document.pages[page - 1])->entries +
+                   id % dbe::k_page_size;
+        }
+        if (slot == nullptr || slot->kind != dbe::XMLDomNodeType::none ||
+            steps > document.next_node_id) {
+            problem("the queue of free node ids of document " +
+                    std::to_string(document.document_id) + " is broken");
+            return;
+        }
+        last = id;
+        id = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(slot->object));
+    }
+    if (last != document.last_freed) {
+        problem("the queue of free node ids ends at another id");
+    }
+}
+
+// --- families and trees --------------------------------------------------------------------------
+
+void audit::check_ids(const dbe::family &owner) {
+    const dbe::document_entry *previous = nullptr;
+    std::size_t shares = 0;
+    for (const dbe::document_entry *document = owner.ids; document != nullptr;
+         document = document->next_in_family) {
+        if (document->owner != &owner || document->previous_in_family != previous) {
+            problem("the chain of document ids of a family is broken");
+            return;
+        }
+        const dbe::XMLHashEntry *own = document->pieces[0];
+        if (own != nullptr && own->kind != dbe::XMLDomNodeType::none && own->object != nullptr) {
+            ++shares;
+            if (own->object != owner.main) {
+                problem("a document handle names another document than its family's");
+            }
+        }
+        previous = document;
+    }
+    if (shares != owner.shares) {
+        problem("a family counts " + std::to_string(owner.shares) + " shares, has " +
+                std::to_string(shares));
+    }
+    if (owner.main != nullptr && shares == 0) {
+        problem("a family outlived the last handle of its document");
+    }
+}
+
+void audit::check_parsers_of(const dbe::family &owner) {
+    const dbe::XmlParserHashEntry *previous = nullptr;
+    for (const dbe::XmlParserHashEntry *parser = owner.parsers; parser != nullptr;
+         parser = parser->next_in_family) {
+        ++linked_parsers_;
+        if (parser->handed_to != &owner || parser->previous_in_family != previous ||
+            !parser->docHandedOver || parser->doc != owner.main) {
+            problem("a parser object and the family of its document disagree");
+            return;
+        }
+        previous = parser;
+    }
+}
+
+void audit::read_family(const dbe::family &owner) {
+    check_ids(owner);
+    check_parsers_of(owner);
+    if (owner.main != nullptr) {
+        ++domkeys_total_;
+        if (dbe::find_shared(*dbe::current_registry(), owner.main) != &owner) {
+            problem("a document is not entered under its family");
+        }
+        documents_.insert(owner.main);
+    }
+    for (std::size_t i = 0; i < owner.copies.count; ++i) {
+        documents_.insert(owner.copies.objects[i]);
+    }
+    for (std::size_t i = 0; i <= owner.copies.count; ++i) {
+        const xmlDoc *document = i == 0 ? owner.main : owner.copies.objects[i - 1];
+        if (document == nullptr) {
+            continue;
+        }
+        if (known_dead(document)) {
+            problem("a family keeps a document that is not alive");
+            continue;
+        }
+        walk(reinterpret_cast<const xmlNode *>(document), owner);
+        if (document->extSubset != nullptr && document->extSubset->parent == nullptr) {
+            walk(reinterpret_cast<const xmlNode *>(document->extSubset), owner);
+        }
+    }
+    walk_parked(owner);
+}
+
+void audit::walk_parked(const dbe::family &owner) {
+    for (std::size_t i = 0; i < owner.parked.count; ++i) {
+        const xmlNode *node = owner.parked.objects[i];
+        if (known_dead(node)) {
+            problem("a kept node is not alive");
+            continue;
+        }
+        if (!parked_.insert(node).second) {
+            problem("a node is kept twice");
+        }
+        if ((private_word(node) & k_parked) == 0) {
+            problem("a kept node is not marked");
+        }
+        if (node->parent == nullptr) {
+            walk(node, owner);
+        }
+    }
+}
+
+// Trees that nobody keeps but the handles that name something in them.
+void audit::walk_roots_of_entries() {
+    for (const named &each : entries_) {
+        if (each.entry->kind == dbe::XMLDomNodeType::node_list || each.document->owner == nullptr) {
+            continue;
+        }
+        const auto *node = static_cast<const xmlNode *>(each.entry->object);
+        if (place_of(node) != nullptr) {
+            continue;
+        }
+        std::size_t height = 0;
+        while (!known_dead(node) && node->parent != nullptr && place_of(node->parent) == nullptr &&
+               ++height < 10000000) {
+            node = node->parent;
+        }
+        if (known_dead(node)) {
+            problem(name_of(*each.entry) + " names a node that is not alive, or stands below one");
+        } else if (node->parent == nullptr) {
+            walk(node, *each.document->owner);
+        }
+    }
+}
+
+bool audit::reach(const xmlNode *node, const place &where) {
+    if (!places_.emplace(node, where).second) {
+        problem("a node is reached twice: a cycle, or two places");
+        return false;
+    }
+    open_.push_back(node);
+    return true;
+}
+
+void audit::walk(const xmlNode *root, const dbe::family &owner) {
+    if (root->type != XML_DTD_NODE && (root->next != nullptr || root->prev != nullptr)) {
+        problem("the root of a tree has siblings");
+    }
+    open_.clear();
+    if (!reach(root, {&owner, false})) {
+        return;
+    }
+    while (!open_.empty()) {
+        const xmlNode *node = open_.back();
+        open_.pop_back();
+        const place where = places_.at(node);
+        read_namespaces(node, owner);
+        visit_attributes(node, where);
+        visit_children(node, where);
+    }
+}
+
+void audit::visit_attributes(const xmlNode *node, const place &where) {
+    const xmlAttr *previous = nullptr;
+    for (const xmlAttr *attribute = dbe::first_attribute(node); attribute != nullptr;
+         attribute = attribute->next) {
+        if (attribute->parent != node || attribute->prev != previous ||
+            attribute->type != XML_ATTRIBUTE_NODE) {
+            problem("the links of an attribute are broken");
+        }
+        if (!reach(reinterpret_cast<const xmlNode *>(attribute), where)) {
+            return;
+        }
+        previous = attribute;
+    }
+}
+
+void audit::visit_children(const xmlNode *node, const place &where) {
+    if (node->type == XML_ENTITY_REF_NODE || node->type == XML_ELEMENT_DECL ||
+        node->type == XML_ATTRIBUTE_DECL || node->type == XML_NAMESPACE_DECL) {
+        return;
+    }
+    const bool declaration = node->type == XML_ENTITY_DECL;
+    if (declaration && node->children != nullptr && node->children->parent != node) {
+        return; // content that stands in the document
+    }
+    const xmlNode *previous = nullptr;
+    for (const xmlNode *child = node->children; child != nullptr; child = child->next) {
+        if (child->parent != node || child->prev != previous) {
+            problem("the links of a child of type " + std::to_string(child->type) +
+                    " below one of type " + std::to_string(node->type) + " are broken");
+        }
+        if (!where.in_declaration && !declaration && child->doc != nullptr &&
+            !documents_.contains(child->doc)) {
+            problem("a node belongs to a document that is not alive");
+        }
+        if (!reach(child, {where.family, where.in_declaration || declaration})) {
+            return;
+        }
+        previous = child;
+    }
+    if (node->last != previous) {
+        problem("the last child of a node of type " + std::to_string(node->type) +
+                " is another one");
+    }
+}
+
+void audit::read_namespaces(const xmlNode *node, const dbe::family &owner) {
+    const xmlNs *record = dbe::declared_namespaces(node);
+    if (node->type == XML_DOCUMENT_NODE) {
+        record = reinterpret_cast<const xmlDoc *>(node)->oldNs;
+    }
+    for (; record != nullptr; record = record->next) {
+        if (!namespaces_.emplace(record, &owner).second) {
+            problem("a namespace record stands in two places");
+            return;
+        }
+    }
+}
+
+// --- handles, lists and chains -------------------------------------------------------------------
+
+void audit::check_namespaces() {
+    for (const auto &[node, where] : places_) {
+        const xmlNs *record = dbe::namespace_of(node);
+        if (record == nullptr || where.in_declaration) {
+            continue;
+        }
+        const auto found = namespaces_.find(record);
+        if (found == namespaces_.end() || found->second != where.family) {
+            problem("a node has a namespace record that its family does not hold");
+        }
+    }
+}
+
+void audit::check_entries() {
+    for (const named &each : entries_) {
+        if (each.entry->kind == dbe::XMLDomNodeType::node_list) {
+            check_list(*each.document, *each.entry);
+            continue;
+        }
+        const auto *node = static_cast<const xmlNode *>(each.entry->object);
+        const place *where = place_of(node);
+        if (each.document->owner == nullptr) {
+            problem(name_of(*each.entry) + " names something, though its document is gone");
+        } else if (where == nullptr) {
+            problem(name_of(*each.entry) + " names a node that no tree holds");
+        } else if (where->family != each.document->owner) {
+            problem(name_of(*each.entry) + " names a node of another family");
+        }
+    }
+}
+
+// xmlListWalker: collects the members.
+int collect_member(const void *member, void *state) {
+    static_cast<std::vector<const xmlNode *> *>(state)->push_back(
+        static_cast<const xmlNode *>(member));
+    return 1;
+}
+
+void audit::check_list(const dbe::document_entry &document, const dbe::XMLHashEntry &entry) {
+    std::vector<const xmlNode *> members;
+    xmlListWalk(static_cast<xmlListPtr>(entry.object), collect_member, &members);
+    if (members.size() != entry.members.size) {
+        problem(name_of(entry) + " has a length other than its list's");
+        return;
+    }
+    for (std::size_t i = 0; i < members.size(); ++i) {
+        const place *where = place_of(members[i]);
+        if (where == nullptr || where->family != document.owner) {
+            problem(name_of(entry) + " has a member that no tree of its family holds");
+            return;
+        }
+        if ((private_word(members[i]) & k_listed) == 0) {
+            problem(name_of(entry) + " has a member that is not marked");
+        }
+        if (entry.members.index != nullptr && entry.members.index[i] != members[i]) {
+            problem(name_of(entry) + " has an index other than its list");
+            return;
+        }
+    }
+}
+
+// Both ways: what a node says of its names, and what the names say.
+void audit::check_chains() {
+    std::size_t chained = 0;
+    for (const auto &[node, where] : places_) {
+        if ((private_word(node) & k_all_marks & ~(k_listed | k_parked)) != 0) {
+            problem("a node has a mark that does not exist between calls");
+            continue;
+        }
+        if (((private_word(node) & k_parked) != 0) != parked_.contains(node)) {
+            problem("a node is marked as kept and is not kept");
+        }
+        const dbe::XMLHashEntry *previous = nullptr;
+        for (const dbe::XMLHashEntry *entry = first_entry(node); entry != nullptr;
+             entry = entry->names.next) {
+            if (!naming_.contains(entry) || entry->object != node ||
+                entry->names.previous != previous) {
+                problem("the chain of the names of a node is broken");
+                break;
+            }
+            ++chained;
+            previous = entry;
+        }
+    }
+    if (chained != naming_.size()) {
+        problem(std::to_string(naming_.size()) + " handles name nodes, " + std::to_string(chained) +
+                " are known to them");
+    }
+}
+
+void audit::check_parsers() {
+    std::size_t handed_over = 0;
+    if (host::u_sess.xmlparser_map != nullptr) {
+        host::hash_walk walk;
+        host::hash_seq_init(walk, host::u_sess.xmlparser_map);
+        while (void *shown = host::hash_seq_search(walk)) {
+            const dbe::XmlParserHashEntry *parser =
+                static_cast<const dbe::parser_map_entry *>(shown)->parser;
+            if (parser == nullptr) {
+                problem("a parser handle without a parser");
+            } else if (parser->handed_to != nullptr) {
+                ++handed_over;
+            } else if (parser->docHandedOver) {
+                problem("a parser handed its document to no family");
+            } else if (parser->doc != nullptr && known_dead(parser->doc)) {
+                problem("a parser owns a document that is not alive");
+            }
+        }
+    }
+    if (handed_over != linked_parsers_) {
+        problem("families know other parser objects than there are");
+    }
+}
+
+void audit::check_host() {
+    if (host::standalone::call_depth() != 0) {
+        problem("a call is in progress");
+    }
+    if (host::gate.depth != 0 || host::gate.quiet_scopes != 0 || host::gate.handlers_saved ||
+        host::gate.parsing || host::gate.ceiling != INT64_MAX) {
+        problem("a scope of libxml2 was left open");
+    }
+    if (t_watched != nullptr && t_watched->named_when_freed != 0) {
+        problem(std::to_string(t_watched->named_when_freed) + " nodes were freed while named");
+    }
+}
+
+std::string audit::run() {
+    check_host();
+    if (dbe::current_registry() != nullptr && host::u_sess.initialised) {
+        read_documents();
+        for (const dbe::family *owner : families_) {
+            read_family(*owner);
+        }
+        if (domkeys_total_ != host::hash_get_num_entries(dbe::current_registry()->domkeys_map)) {
+            problem("documents are entered whose families no document id belongs to");
+        }
+        walk_roots_of_entries();
+        check_namespaces();
+        check_entries();
+        check_chains();
+    }
+    check_parsers();
+    if (problem_count_ > k_most_problems) {
+        problems_ += "and " + std::to_string(problem_count_ - k_most_problems) + " more\n";
+    }
+    return std::move(problems_);
+}
+
+} // namespace
+
+node_watch::node_watch() {
+    t_watched = new watched_nodes;
+    xmlRegisterNodeDefault(note_made);
+    xmlDeregisterNodeDefault(note_freed);
+}
+
+node_watch::~node_watch() {
+    xmlRegisterNodeDefault(nullptr);
+    xmlDeregisterNodeDefault(nullptr);
+    delete std::exchange(t_watched, nullptr);
+}
+
+std::string broken_invariants() { return audit().run(); }
+
+::testing::AssertionResult check_invariants() {
+    const std::string broken = broken_invariants();
+    if (broken.empty()) {
+        return ::testing::AssertionSuccess();
+    }
+    return ::testing::AssertionFailure() << broken;
+}
+
+} // namespace sql

@@ -2,6 +2,7 @@
 
 #include "call_frame.hpp"
 #include "common.hpp"
+#include "encoding_handler.hpp"
 #include "growing_array.hpp"
 #include "host/error.hpp"
 #include "host/xml.hpp"
@@ -66,18 +67,17 @@ std::int64_t serialised_size(xmlDocPtr document) {
     {
         const host::xml_scope scope;
         const char *encoding = reinterpret_cast<const char *>(document->encoding);
-        xmlCharEncodingHandlerPtr handler =
-            encoding == nullptr ? nullptr : xmlFindCharEncodingHandler(encoding);
-        if (encoding == nullptr || handler != nullptr) {
-            // The buffer owns the handler from here on, and is closed by the writer.
+        encoding_handler_ptr handler(encoding == nullptr ? nullptr
+                                                         : xmlFindCharEncodingHandler(encoding));
+        if (!scope.refused() && (encoding == nullptr || handler != nullptr)) {
             xmlOutputBufferPtr buffer =
-                xmlOutputBufferCreateIO(count_bytes, nullptr, &size, handler);
+                xmlOutputBufferCreateIO(count_bytes, nullptr, &size, handler.get());
             if (buffer != nullptr) {
-                xmlSaveFormatFileTo(buffer, document, encoding, 0);
+                handler.release(); // the buffer's now, and closed with it
+                xmlSaveFormatFileTo(buffer, document, encoding, 0); // closes the buffer
             }
-            refused = buffer == nullptr;
         }
-        refused = refused || scope.refused();
+        refused = scope.refused();
     }
     host::check_for_interrupts();
     if (refused) {

@@ -1,9 +1,8 @@
 // The root element of a document, its character set, and its document type declaration.
 
 #include "call_frame.hpp"
+#include "encoding_handler.hpp"
 #include "host/xml.hpp"
-
-#include <libxml/encoding.h>
 
 #include <optional>
 #include <utility>
@@ -38,15 +37,15 @@ void require_known_encoding(const char *name) {
     bool refused = false;
     {
         const host::xml_scope scope;
-        xmlCharEncodingHandlerPtr handler = xmlFindCharEncodingHandler(name);
+        const encoding_handler_ptr handler(xmlFindCharEncodingHandler(name));
         known = handler != nullptr;
-        if (known) {
-            xmlCharEncCloseFunc(handler);
-        }
         refused = scope.refused();
     }
+    if (refused) {
+        report(reports::out_of_memory);
+    }
     if (!known) {
-        report(refused ? reports::out_of_memory : reports::unsupported_character_set);
+        report(reports::unsupported_character_set);
     }
 }
 

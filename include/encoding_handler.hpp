@@ -1,0 +1,25 @@
+// Owner of an encoding handler of libxml2.
+#pragma once
+
+#include <libxml/encoding.h>
+#include <libxml/xmlmemory.h>
+#include <libxml/xmlversion.h>
+
+#include <memory>
+
+namespace pkg_dbe_xml {
+
+struct encoding_handler_deleter {
+    void operator()(xmlCharEncodingHandler *handler) const noexcept {
+#if LIBXML_VERSION < 21200
+        // A handler whose name found no memory is made without one, and is then not freed.
+        if (handler->name == nullptr) {
+            handler->name = xmlMemStrdup("");
+        }
+#endif
+        xmlCharEncCloseFunc(handler);
+    }
+};
+using encoding_handler_ptr = std::unique_ptr<xmlCharEncodingHandler, encoding_handler_deleter>;
+
+} // namespace pkg_dbe_xml

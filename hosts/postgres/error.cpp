@@ -283,7 +283,7 @@ void raise_report() {
             }
             fill_report(report);
         }
-        ::errfinish(report.file, report.line, report.function);
+        errfinish(report.file, report.line, report.function);
     }
     pg_unreachable();
 }
@@ -315,7 +315,7 @@ void report_warning(const char *sqlstate, std::string_view message, std::string_
         if (errstart(WARNING, TEXTDOMAIN)) {
             errcode(packed_sqlstate(current_report.sqlstate));
             fill_report(current_report);
-            ::errfinish(__FILE__, __LINE__, __func__);
+            errfinish(__FILE__, __LINE__, __func__);
         }
     });
 }

@@ -42,3 +42,7 @@ extern "C" {
 // What the server is to find in the library; its headers leave it hidden before version 16.
 #undef PGDLLEXPORT
 #define PGDLLEXPORT __attribute__((visibility("default")))
+
+// ereport and elog call errfinish by its bare name, which within namespace host would be the
+// library's: an exception instead of the server's error.
+#define errfinish ::errfinish

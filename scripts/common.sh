@@ -23,12 +23,25 @@ find_server() {
 }
 
 # Runs a command against a private server that is thrown away afterwards. A runaway backend ends
-# in an error and not in a machine that stops answering.
+# in an error and not in a machine that stops answering. Tries again when another server took the
+# port in the meantime.
 on_private_server() {
-    (
-        ulimit -v 8000000
-        exec pg_virtualenv -t -v "$server_version" -i '--locale=C.UTF-8 --encoding=UTF8' "$@"
-    )
+    local begun status attempt
+    begun=$(mktemp -u)
+    for attempt in 1 2 3; do
+        (
+            ulimit -v 8000000
+            # shellcheck disable=SC2016  # for the shell inside
+            exec pg_virtualenv -t -v "$server_version" -i '--locale=C.UTF-8 --encoding=UTF8' \
+                bash -c 'touch "$0" && exec "$@"' "$begun" "$@"
+        )
+        status=$?
+        [ ! -e "$begun" ] || break
+        echo "the private server did not start (attempt $attempt)" >&2
+        sleep 2
+    done
+    rm -f "$begun"
+    return "$status"
 }
 
 # Seconds since the epoch, with a fraction.

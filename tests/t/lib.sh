@@ -5,8 +5,8 @@
 #   sql STATEMENTS...           one session, one string for each statement or meta-command;
 #                               prints the rows, errors as psql shows them
 #   sqlstate_of STATEMENTS...   the SQLSTATE of the last statement, 00000 when it did not fail
-#   background NAME STATEMENTS  a session beside; its output is what `output_of NAME` prints when
-#                               it has ended
+#   background NAME STATEMENTS  a session beside; `output_of NAME` waits for its end and prints
+#                               what it wrote
 #   open_session, tell, close_session   a session that lasts over several steps
 set -uo pipefail
 export PGOPTIONS="${PGOPTIONS:-}"
@@ -52,12 +52,19 @@ sqlstate_of() {
 background() {
     local name=$1
     shift
-    statements "$@" | PGAPPNAME="$name" client >"$work/$name.out" 2>&1 &
-    eval "background_$name=$!"
+    statements "$@" >"$work/$name.sql"
+    {
+        PGAPPNAME="$name" client <"$work/$name.sql" >"$work/$name.out" 2>&1
+        : >"$work/$name.ended"
+    } &
 }
 output_of() {
-    local process=background_$1
-    wait "${!process}"
+    local i
+    for ((i = 0; i < 1200; i++)); do
+        [ ! -e "$work/$1.ended" ] || break
+        sleep 0.05
+    done
+    [ -e "$work/$1.ended" ] || echo "still running after a minute"
     cat "$work/$1.out"
 }
 # Waits until the session of that name runs a statement that matches; 10 seconds at most.

@@ -1,0 +1,68 @@
+# Cancelled and timed-out statements: they stop soon, free what they made and leave the session
+# usable.
+. "$(dirname "$0")/lib.sh"
+
+setup="create table big as select '<a>' || repeat('<b c=\"d\">text<e/></b>', 1500000) || '</a>' as x"
+sql "$setup" >/dev/null
+rss="select (regexp_match(pg_read_file('/proc/self/status'), 'VmRSS:\s+(\d+)'))[1]::integer"
+
+# stops NAME LIMIT_MS SQLSTATE STATEMENT: runs the statement under a timeout of 300 ms in the open
+# session; it must fail within the limit.
+stops() {
+    local begin end answer
+    begin=$(date +%s%N)
+    answer=$(tell "set statement_timeout = 300" "$4" 'reset statement_timeout')
+    end=$(date +%s%N)
+    like "$1: ends as timed out" "$answer" "$3"
+    at_most "$1: in time, ms" $(((end - begin) / 1000000)) "$2"
+}
+
+open_session
+tell "select xml_dom_free_document(xml_dom_new_document_clob('<a/>'))" >/dev/null
+trees=$(tell 'select xml_dom_get_session_tree_num()')
+# Once before measuring: the text itself is fetched and converted, too.
+stops 'a long parse' 1000 '57014' 'select xml_dom_new_document_clob(x) from big'
+before=$(tell "$rss")
+for round in 1 2 3 4 5; do
+    tell "set statement_timeout = 300" 'select xml_dom_new_document_clob(x) from big' \
+        'reset statement_timeout' >/dev/null
+done
+after=$(tell "$rss")
+at_most 'cancelled parses leave nothing behind, kB' $((after - before)) 20000
+is 'no document is registered' "$(tell 'select xml_dom_get_session_tree_num()')" "$trees"
+like 'the session goes on' "$(tell "select xml_dom_write_to_buffer_doc(xml_dom_new_document_clob('<ok/>'))")" '<ok/>'
+
+parser=$(tell 'select xmlparser_new_parser()')
+stops 'a long parse by a parser object' 1000 '57014' "select xmlparser_parse_clob('$parser', x) from big"
+is 'the parser has no document' "$(tell "select xmlparser_get_doc('$parser') is null")" t
+tell "select xmlparser_parse_clob('$parser', '<after/>')" >/dev/null
+like 'the parser goes on' "$(tell "select xml_dom_write_to_buffer_doc(xmlparser_get_doc('$parser'))")" '<after/>'
+
+# Loops of the library over a large tree: short ones are repeated by a set, so that some call is
+# always running.
+tell 'create temporary table held as select xml_dom_new_document_clob(x) as d from big' >/dev/null
+is 'the large document is parsed' "$(tell 'select xml_dom_is_null(d) from held')" f
+stops 'a search' 1000 '57014' \
+    "select count(xml_dom_get_elements_by_tagname_document(d, 'nothing')) from held, generate_series(1, 1000)"
+stops 'writing to text' 1500 '57014' \
+    'select count(xml_dom_write_to_clob_doc(d)) from held, generate_series(1, 1000)'
+stops 'counting' 1000 '57014' \
+    'select count(xml_dom_get_doc_trees_info()) from generate_series(1, 1000)'
+is 'the document is whole afterwards' \
+    "$(tell 'select length(xml_dom_write_to_clob_doc(d)) >= (select length(x) from big) from held')" t
+close_session
+
+# Cancelled by somebody else.
+background victim 'select xml_dom_new_document_clob(x) from big, generate_series(1, 1000)' 'select 1+1'
+wait_for_statement victim generate_series
+sleep 0.5
+is 'a cancel is sent' "$(sql "select pg_cancel_backend(pid) from pg_stat_activity where application_name = 'victim'")" t
+answer=$(output_of victim)
+like 'the statement ends as cancelled' "$answer" '57014.*user request'
+like 'its session goes on' "$answer" '^2$'
+
+# A cancel that PL/pgSQL does not catch by OTHERS, and one that is asked for.
+like 'a handler for query_canceled sees it' "$(sql 'set statement_timeout = 300' "do \$\$ begin
+        perform xml_dom_new_document_clob(x) from big;
+    exception when query_canceled then raise notice 'stopped: %', sqlstate; end \$\$")" 'stopped: 57014'
+done_testing

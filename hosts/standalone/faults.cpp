@@ -1,5 +1,5 @@
 // Fault injection: counters in the session's record.
-#include "faults.hpp"
+#include "standalone_faults.hpp"
 
 #include "session_record.hpp"
 #include "xml_service.hpp"

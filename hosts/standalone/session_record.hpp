@@ -1,10 +1,10 @@
 // The record of a session of the standalone host, for the sources of this folder only.
 #pragma once
 
-#include "faults.hpp"
 #include "host/encoding.hpp"
 #include "host/error.hpp"
 #include "host/memory.hpp"
+#include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 
 #include <algorithm>

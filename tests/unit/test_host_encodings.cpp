@@ -1,6 +1,6 @@
 // Character sets of the standalone host.
-#include "faults.hpp"
 #include "host/encoding.hpp"
+#include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
 

@@ -1,6 +1,6 @@
 // Memory contexts of the standalone host.
-#include "faults.hpp"
 #include "host/memory.hpp"
+#include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
 

@@ -1,9 +1,9 @@
 // Sessions, calls, reports, interrupts and faults of the standalone host.
 #include "error_reports.hpp"
-#include "faults.hpp"
 #include "host/error.hpp"
 #include "host/session.hpp"
 #include "host/xml.hpp"
+#include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
 

@@ -1,7 +1,7 @@
 // Hash tables and lists of the standalone host.
-#include "faults.hpp"
 #include "host/list.hpp"
 #include "host/table.hpp"
+#include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
 

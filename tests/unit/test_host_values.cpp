@@ -1,7 +1,7 @@
 // Text, RAW and large values of the standalone host.
-#include "faults.hpp"
 #include "host/lob.hpp"
 #include "host/text.hpp"
+#include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
 

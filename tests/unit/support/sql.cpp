@@ -1,9 +1,9 @@
 // The calling of SQL functions from unit tests.
 #include "support/sql.hpp"
 
-#include "faults.hpp"
 #include "host/session.hpp"
 #include "host/text.hpp"
+#include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 
 #include <cstring>

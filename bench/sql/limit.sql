@@ -1,0 +1,24 @@
+-- The limit's functions under the library's names, in a schema of their own.
+create schema bare;
+set search_path = bare, public;
+create function limit_nothing(h raw) returns raw as :'library', 'limit_nothing' language c;
+create function xml_dom_new_document_empty() returns raw as :'library', 'limit_new_document_empty' language c;
+create function xml_dom_new_document_clob(t text) returns raw as :'library', 'limit_new_document_clob' language c;
+create function xml_dom_free_document(h raw) returns void as :'library', 'limit_free_document' language c;
+create function xml_dom_free_node(h raw) returns void as :'library', 'limit_free_node' language c strict;
+create function xml_dom_get_document_element(h raw) returns raw as :'library', 'limit_get_document_element' language c;
+create function xml_dom_get_first_child(h raw) returns raw as :'library', 'limit_get_first_child' language c;
+create function xml_dom_get_next_sibling(h raw) returns raw as :'library', 'limit_get_next_sibling' language c;
+create function xml_dom_get_parent_node(h raw) returns raw as :'library', 'limit_get_parent_node' language c;
+create function xml_dom_get_node_name(h raw) returns text as :'library', 'limit_get_node_name' language c;
+create function xml_dom_get_node_value(h raw) returns text as :'library', 'limit_get_node_value' language c;
+create function xml_dom_get_attribute(h raw, n text) returns text as :'library', 'limit_get_attribute' language c;
+create function xml_dom_create_element(h raw, n text) returns raw as :'library', 'limit_create_element' language c;
+create function xml_dom_create_text_node(h raw, t text) returns raw as :'library', 'limit_create_text_node' language c;
+create function xml_dom_set_attribute(h raw, n text, v text) returns void as :'library', 'limit_set_attribute' language c;
+create function xml_dom_append_child(p raw, c raw) returns raw as :'library', 'limit_append_child' language c;
+create function xml_dom_write_to_clob_doc(h raw) returns text as :'library', 'limit_write_to_clob_doc' language c;
+create function xml_dom_get_elements_by_tagname_document(h raw, n text) returns raw as :'library', 'limit_get_elements_by_tagname_document' language c;
+create function xml_dom_get_length(h raw) returns int as :'library', 'limit_get_length' language c;
+create function xml_dom_item(h raw, i int) returns raw as :'library', 'limit_item' language c;
+reset search_path;

@@ -214,6 +214,7 @@ DomKey check_raw_id_valid(host::datum value) {
 
 void xml_init_hashtable(XMLEntryType /*type*/) {
     host::session_state &session = host::u_sess;
+    session.clean_up = xml_clean_all_res; // first: the rest may be left half made
     if (session.xmldom_context == nullptr) {
         session.xmldom_context = host::mmgr_memory_set_controller_create(
             host::session_memory_context(), "SessionXMLDOMMemoryContext", k_smallest_block,
@@ -236,7 +237,6 @@ void xml_init_hashtable(XMLEntryType /*type*/) {
                                        sizeof(void *), sizeof(domkeys_entry));
     }
     state.serial = k_first_serial;
-    session.clean_up = xml_clean_all_res;
     session.initialised = true;
 }
 

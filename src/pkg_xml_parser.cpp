@@ -183,6 +183,7 @@ void parse_value(XmlParserHashEntry &parser, host::datum value) {
 
 void xml_parser_init_hashtable() {
     host::session_state &session = host::u_sess;
+    session.clean_up = xml_clean_all_res; // first: the rest may be left half made
     if (session.xmlparser_context == nullptr) {
         session.xmlparser_context = host::mmgr_memory_set_controller_create(
             host::session_memory_context(), "SessionXMLMemoryContext", 0, 8192, 8388608);
@@ -195,7 +196,6 @@ void xml_parser_init_hashtable() {
     control.hash = host::hashfn_tag_hash;
     control.context = session.xmlparser_context;
     session.xmlparser_map = host::hash_create_func("XMLPARSER map", k_expected_parsers, control);
-    session.clean_up = xml_clean_all_res;
 }
 
 static host::hash_table *parser_map() {
@@ -339,7 +339,11 @@ PKG_DBE_XML_FUNCTION(xmlparser_get_doc) {
     const host::datum result = register_document(parser.doc);
     if (!parser.docHandedOver) {
         parser.docHandedOver = true; // the registry owns the document
-        const XMLHashEntry *entry = xml_find_hashentry(check_raw_id_valid(result));
+        // Nothing may fail between the registration and the link.
+        DomKey key;
+        const auto bytes = host::payload(reinterpret_cast<const host::varlena *>(result));
+        std::memcpy(key.bytes.data(), bytes.data(), k_key_size);
+        const XMLHashEntry *entry = xml_find_hashentry(key);
         link_parser(*find_family(*entry), parser);
     }
     return result;

@@ -1,6 +1,8 @@
 // What the writing of files asks of the host it is built into, and what it gives the host.
 #pragma once
 
+#include "host/path.hpp"
+
 #include <cstddef>
 #include <span>
 #include <sys/stat.h>
@@ -9,16 +11,6 @@ namespace host {
 
 // --- given by each host -------------------------------------------------------------------------
 
-enum class file_step : int {
-    open_directory,
-    inspect,
-    open_existing,
-    create,
-    write,
-    synchronise,
-    close,
-    rename
-};
 // Asked before each step. An error number makes the step fail with it, 0 lets it happen.
 [[nodiscard]] int file_fault(file_step step) noexcept;
 // Whether files may be made in the opened directory, whatever its path was; when not, the reason
@@ -31,9 +23,6 @@ void release_descriptors(int count) noexcept;
 void watch_open_files() noexcept;
 
 // --- given to the hosts -------------------------------------------------------------------------
-
-// Gives up every file still being written.
-void discard_open_files() noexcept;
 
 // Which directory it is, by whatever path.
 struct file_identity {

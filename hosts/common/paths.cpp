@@ -65,6 +65,12 @@ bool resolve(const char *path, char (&result)[PATH_MAX + 1]) noexcept {
     return true;
 }
 
+// Whether one text of a path is the other, or goes on behind it with another part.
+bool starts_below(std::string_view inner, std::string_view outer) noexcept {
+    return outer == "/" || (inner.starts_with(outer) &&
+                            (inner.size() == outer.size() || inner[outer.size()] == '/'));
+}
+
 } // namespace
 
 void canonicalize_path(char *path) noexcept {
@@ -93,15 +99,13 @@ bool path_lies_below(const char *path, const char *base) noexcept {
     }
     char resolved[PATH_MAX + 1];
     char resolved_base[PATH_MAX + 1];
-    if (!resolve(path, resolved) || realpath(base, resolved_base) == nullptr) {
+    if (realpath(base, resolved_base) == nullptr) {
         return false;
     }
-    const std::string_view inner(resolved);
-    std::string_view outer(resolved_base);
-    if (outer == "/") {
-        return true;
-    }
-    return inner.starts_with(outer) && (inner.size() == outer.size() || inner[outer.size()] == '/');
+    // Where there is not even a directory nothing can be opened; the path counts as it is written.
+    const bool is_resolved = resolve(path, resolved);
+    return starts_below(is_resolved ? resolved : path, resolved_base) ||
+           (!is_resolved && starts_below(path, base));
 }
 
 bool identify(const char *path, file_identity &identity) noexcept {

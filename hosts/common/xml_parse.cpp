@@ -197,7 +197,11 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
             return document;
         }
     }
-    xmlFreeDoc(document);
+    if (run.cancelled) {
+        discard_document(document);
+    } else {
+        xmlFreeDoc(document);
+    }
     return nullptr;
 }
 
@@ -212,7 +216,9 @@ void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int 
     if (!run.stopped) {
         run.stopped = true;
         run.cancelled = name == nullptr;
-        if (name != nullptr) {
+        if (run.cancelled) {
+            run.context->recovery = 1; // libxml2 leaves freeing the document to us
+        } else {
             parse_diagnostics &notes = *run.diagnostics;
             const place here = place_of(run.context);
             char text[128] = "the limit ";
@@ -271,6 +277,7 @@ void note_xml_error(void * /*context*/, xml_error *error) noexcept {
 }
 
 xmlParserCtxtPtr get_new_parser_ctxt() {
+    release_abandoned();
     const xml_scope scope;
     xmlParserCtxtPtr context = xmlNewParserCtxt();
     if (context == nullptr || scope.refused()) {
@@ -294,6 +301,7 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
         run.start = gate.bytes_in_use;
         run.entity_start = run.start;
         run.polls = polls;
+        context->recovery = 0;
         xmlDocPtr document = nullptr;
         bool starved = false;
         {

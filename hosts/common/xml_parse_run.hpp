@@ -50,6 +50,11 @@ void halt_context(xmlParserCtxtPtr context) noexcept;
 // More text of the declaration that is being read.
 void charge_declaration(parse_run &run, xmlParserCtxtPtr context, std::int64_t bytes) noexcept;
 
+// Frees a document as far as that can be done at once, and keeps the rest for release_abandoned.
+void discard_document(xmlDocPtr document) noexcept;
+// Frees what was kept. Throws when the statement is asked to stop; the rest is then kept on.
+void release_abandoned();
+
 // Puts the callbacks that keep the limits into a context.
 void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;
 // More attributes or namespaces are being collected for one element than are allowed. They are

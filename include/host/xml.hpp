@@ -123,4 +123,8 @@ struct parse_diagnostics {
                                       std::size_t length, int options, bool document_mode,
                                       parse_diagnostics &diagnostics);
 
+// Frees what a cancelled parse has left behind because it would have taken too long; for the end
+// of a session. Otherwise the next parse does it.
+void forget_abandoned() noexcept;
+
 } // namespace host

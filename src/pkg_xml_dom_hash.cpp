@@ -455,6 +455,7 @@ extern "C" int xml_clean_all_res() {
         host::mmgr_memory_controller_delete(session.xmldom_context);
         session.xmldom_context = nullptr;
     }
+    host::forget_abandoned();
     return 0;
 }
 

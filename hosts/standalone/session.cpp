@@ -74,6 +74,7 @@ session_remains end_session() {
     forget_cancel();
     session_remains remains;
     remains.clean_up_result = reset_session();
+    forget_abandoned();
     const memory_use use = memory_of(own.session_context);
     remains.host_blocks = use.blocks;
     remains.host_bytes = use.bytes;

@@ -4,12 +4,12 @@
 // open already, and every byte goes through one callback that notes what went wrong.
 #include "call_frame.hpp"
 #include "common.hpp"
+#include "encoding_handler.hpp"
 #include "host/memory.hpp"
 #include "host/path.hpp"
 #include "host/xml.hpp"
 
 #include <libxml/HTMLtree.h>
-#include <libxml/encoding.h>
 #include <libxml/xmlIO.h>
 #include <libxml/xmlsave.h>
 
@@ -29,13 +29,6 @@ constexpr std::size_t k_longest_character_set = 60;
 
 using host_text = std::unique_ptr<char, host::memory_deleter>;
 using file_ptr = std::unique_ptr<host::output_file, host::output_file_deleter>;
-
-struct handler_deleter {
-    void operator()(xmlCharEncodingHandler *handler) const noexcept {
-        xmlCharEncCloseFunc(handler);
-    }
-};
-using handler_ptr = std::unique_ptr<xmlCharEncodingHandler, handler_deleter>;
 
 // Where libxml2's output goes. Once something failed nothing more is written.
 struct file_sink {
@@ -67,7 +60,8 @@ extern "C" int write_to_sink(void *context, const char *bytes, int size) {
 }
 
 // A buffer of libxml2's in front of the sink. It takes the handler in any case.
-[[nodiscard]] xmlOutputBufferPtr make_buffer(file_sink &sink, handler_ptr handler) noexcept {
+[[nodiscard]] xmlOutputBufferPtr make_buffer(file_sink &sink,
+                                             encoding_handler_ptr handler) noexcept {
     xmlOutputBufferPtr buffer =
         xmlOutputBufferCreateIO(write_to_sink, nullptr, &sink, handler.get());
     if (buffer != nullptr || LIBXML_VERSION >= 21400) { // newer versions free it when they fail
@@ -131,7 +125,7 @@ void require_arguments(const host::call &call) {
 
 [[nodiscard]] bool has_handler(const char *character_set) {
     const host::xml_scope scope;
-    const handler_ptr handler(xmlFindCharEncodingHandler(character_set));
+    const encoding_handler_ptr handler(xmlFindCharEncodingHandler(character_set));
     if (scope.refused()) {
         report(reports::out_of_memory);
     }
@@ -162,7 +156,7 @@ void save_document(const char *path, xmlDocPtr document, const char *encoding) {
         const host::xml_scope scope;
         const char *name =
             encoding != nullptr ? encoding : reinterpret_cast<const char *>(document->encoding);
-        handler_ptr handler(xmlFindCharEncodingHandler(name));
+        encoding_handler_ptr handler(xmlFindCharEncodingHandler(name));
         if (handler != nullptr && !scope.refused()) {
             file.reset(host::open_output_file(path));
             sink.file = file.get();
@@ -224,7 +218,7 @@ void write_markup(const host::call &call, file_ptr file, const char *path, xmlNo
     dump_result result{};
     {
         const host::xml_scope scope;
-        handler_ptr handler(name ? xmlFindCharEncodingHandler(name->c_str()) : nullptr);
+        encoding_handler_ptr handler(name ? xmlFindCharEncodingHandler(name->c_str()) : nullptr);
         if (name && handler == nullptr && !scope.refused()) {
             give_file_up(std::move(file), reports::unsupported_character_set);
         }
@@ -247,7 +241,7 @@ void write_markup(const host::call &call, file_ptr file, const char *path, xmlNo
 dump_result xml_elem_dump(host::output_file *file, xmlDocPtr document, xmlNodePtr node,
                           const char *encoding, xmlCharEncodingHandlerPtr handler) {
     file_sink sink{file};
-    xmlOutputBufferPtr buffer = make_buffer(sink, handler_ptr(handler));
+    xmlOutputBufferPtr buffer = make_buffer(sink, encoding_handler_ptr(handler));
     if (buffer == nullptr) {
         return {};
     }

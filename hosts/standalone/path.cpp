@@ -52,7 +52,7 @@ std::span<const char *const> protected_names() noexcept {
 int file_fault(file_step step) noexcept {
     const standalone::file_world &world = standalone::files();
     if (world.watcher) {
-        if (const int reason = world.watcher(static_cast<int>(step)); reason != 0) {
+        if (const int reason = world.watcher(step); reason != 0) {
             return reason;
         }
     }

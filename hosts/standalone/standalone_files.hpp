@@ -2,6 +2,8 @@
 // belongs to the session of the calling thread and goes with it.
 #pragma once
 
+#include "host/path.hpp"
+
 #include <array>
 #include <functional>
 #include <optional>
@@ -26,8 +28,7 @@ struct role {
     std::vector<std::string> member_of;
 };
 
-// What a step of the writing of a file is; see file_hooks.hpp.
-using step_watcher = std::function<int(int step)>;
+using step_watcher = std::function<int(file_step step)>;
 
 struct file_world {
     std::vector<directory_object> directories;

@@ -46,6 +46,22 @@ void discard_output_file(output_file *file) noexcept;
 // The same, but where there was no file an empty one is left.
 void leave_created_file(output_file *file) noexcept;
 
+// Gives up every file of the session that is still being written: for a session that ends in the
+// middle of a statement.
+void discard_open_files() noexcept;
+
+// The steps of writing a file, in their order; a host for tests lets them fail.
+enum class file_step : int {
+    open_directory,
+    inspect,
+    open_existing,
+    create,
+    write,
+    synchronise,
+    close,
+    rename
+};
+
 struct output_file_deleter {
     void operator()(output_file *file) const noexcept { discard_output_file(file); }
 };

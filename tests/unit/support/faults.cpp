@@ -137,7 +137,12 @@ std::int64_t play_round(const scenario &played, standalone::service which, std::
     if (played.goes_on && !standalone::session_terminated()) {
         expect_other_calls_to_work();
     }
-    const standalone::session_remains remains = standalone::end_session();
+    standalone::session_remains remains = standalone::end_session();
+    if (which == standalone::service::libxml2_allocation && remains.libxml2_bytes > 0 &&
+        remains.libxml2_bytes <= played.libxml2_may_lose) {
+        remains.libxml2_bytes = 0;
+        ++figures.lossy;
+    }
     EXPECT_TRUE(remains.nothing())
         << "left: " << remains.host_blocks << " blocks, " << remains.host_contexts << " contexts, "
         << remains.libxml2_bytes << " bytes of libxml2"
@@ -151,6 +156,7 @@ sweep_figures &sweep_figures::operator+=(const sweep_figures &other) {
     rounds += other.rounds;
     reported += other.reported;
     harmless += other.harmless;
+    lossy += other.lossy;
     return *this;
 }
 

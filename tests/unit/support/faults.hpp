@@ -30,12 +30,15 @@ struct scenario {
     bool goes_on = true;
     // False where a call that failed may have changed something, as when a file was begun.
     bool all_or_nothing = true;
+    // What libxml2 itself may lose when one of its own allocations fails, in bytes.
+    std::int64_t libxml2_may_lose = 0;
 };
 
 struct sweep_figures {
     std::int64_t rounds = 0;   // failures injected, one in each round
     std::int64_t reported = 0; // the call reported it
     std::int64_t harmless = 0; // the call gave what it gives without a failure
+    std::int64_t lossy = 0;    // libxml2 lost memory
     sweep_figures &operator+=(const sweep_figures &other);
 };
 

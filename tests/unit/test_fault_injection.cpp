@@ -356,7 +356,8 @@ TEST_F(fault_injection, allocations_of_the_host_where_the_registry_grows) {
 TEST_F(fault_injection, allocations_of_libxml2) {
     const sql::sweep_figures figures = sweep_all(standalone::service::libxml2_allocation);
     EXPECT_GT(figures.reported, 1000);
-    EXPECT_LE(figures.lossy, 7); // one allocation of each parse of an entity
+    // The one or, as its hashes fall, two allocations in which a parse copies an entity's content.
+    EXPECT_LE(figures.lossy, 14);
 }
 
 TEST_F(fault_injection, conversions) {

@@ -1,0 +1,140 @@
+// A session that changes the same things over and over, and keeps no handle, does not grow.
+#include "changing.hpp"
+
+namespace {
+
+using sql::call;
+
+constexpr int k_rounds = 20000;
+// Released handles stay known, with their kind.
+constexpr std::size_t k_registry_bytes_per_handle = 2;
+
+// Blocks of one size may lie in places of slightly different sizes.
+constexpr std::int64_t k_unused_bytes = 1024;
+
+class growth : public changing {
+  protected:
+    // Runs the rounds; afterwards libxml2 holds what it held after the first ones, and the
+    // registry no more than the rest of its released handles.
+    template <class Round> static void expect_flat(int handles_per_round, const Round &round) {
+        for (int warm_up = 0; warm_up < 1000; ++warm_up) {
+            round();
+            host::standalone::reset_caller_context();
+        }
+        const std::int64_t tree_before = libxml2_bytes();
+        const std::size_t registry_before = registry_bytes();
+        for (int count = 0; count < k_rounds; ++count) {
+            round();
+            host::standalone::reset_caller_context();
+        }
+        EXPECT_LE(libxml2_bytes(), tree_before + k_unused_bytes);
+        EXPECT_LE(registry_bytes(),
+                  registry_before + static_cast<std::size_t>(handles_per_round * k_rounds) *
+                                        k_registry_bytes_per_handle);
+    }
+};
+
+TEST_F(growth, setting_one_attribute) {
+    const sql::handle top = root(document("<a x='1'/>"));
+    int count = 0;
+    expect_flat(0,
+                [&] { call(xml_dom_set_attribute, top, "x", count++ % 2 == 0 ? "one" : "two"); });
+    EXPECT_EQ(written(top), "<a x=\"two\"/>");
+}
+
+TEST_F(growth, setting_one_attribute_in_a_namespace) {
+    const sql::handle top = root(document("<a/>"));
+    int count = 0;
+    expect_flat(0, [&] {
+        call(xml_dom_set_attribute_ns, top, "x", count++ % 2 == 0 ? "one" : "two", "urn:x");
+    });
+    EXPECT_EQ(written(top), "<a x=\"two\"/>");
+}
+
+TEST_F(growth, setting_one_value) {
+    const sql::handle tree = document("<a x='1'>t<!--c--></a>");
+    const sql::handle held = attribute_of(root(tree), "x");
+    const sql::handle text_node = first(root(tree));
+    const sql::handle comment = last(root(tree));
+    int count = 0;
+    expect_flat(0, [&] {
+        const char *value = count++ % 2 == 0 ? "a & b" : "another value, of another length";
+        call(xml_dom_set_node_value, held, value);
+        call(xml_dom_set_node_value, text_node, value);
+        call(xml_dom_set_node_value, comment, value);
+    });
+}
+
+TEST_F(growth, making_and_releasing) {
+    const sql::handle tree = document("<a/>");
+    expect_flat(4, [&] {
+        call(xml_dom_free_node, element(tree, "never-seen-before"));
+        call(xml_dom_free_node, call(xml_dom_create_element_ns, tree, "n", "urn:n").handle());
+        call(xml_dom_free_node, text(tree, "text"));
+        call(xml_dom_free_node, attribute(tree, "attribute", "value"));
+    });
+    EXPECT_EQ(parked(tree), 0U);
+}
+
+TEST_F(growth, appending_and_replacing_attributes) {
+    const sql::handle tree = document("<a x='1'/>");
+    const sql::handle top = root(tree);
+    expect_flat(2, [&] {
+        const sql::handle made = attribute(tree, "x", "2");
+        call(xml_dom_free_node, append(top, made));
+        call(xml_dom_free_node, made);
+    });
+    EXPECT_EQ(parked(tree), 0U);
+}
+
+TEST_F(growth, putting_attribute_nodes_on_an_element) {
+    const sql::handle tree = document("<a x='1'/>");
+    const sql::handle top = root(tree);
+    expect_flat(1, [&] {
+        const sql::handle made = attribute(tree, "x", "2");
+        call(xml_dom_set_attribute_node, top, made);
+        call(xml_dom_free_node, made);
+    });
+    EXPECT_EQ(parked(tree), 0U);
+}
+
+TEST_F(growth, taking_attributes_off) {
+    const sql::handle tree = document("<a xmlns:p='urn:p' x='1'/>");
+    const sql::handle top = root(tree);
+    expect_flat(2, [&] {
+        call(xml_dom_set_attribute, top, "x", "value");
+        const sql::handle held = attribute_of(top, "x");
+        call(xml_dom_free_node, call(xml_dom_remove_attribute_node, top, held).handle());
+        call(xml_dom_free_node, held);
+    });
+    EXPECT_EQ(parked(tree), 0U);
+}
+
+TEST_F(growth, merging_texts) {
+    const sql::handle tree = document("<a>t</a>");
+    const sql::handle top = root(tree);
+    const sql::handle only = first(top);
+    expect_flat(2, [&] {
+        call(xml_dom_free_node, append(top, text(tree, " and more")));
+        call(xml_dom_set_node_value, only, "t");
+    });
+    EXPECT_EQ(parked(tree), 0U);
+}
+
+TEST_F(growth, importing_and_releasing) {
+    const sql::handle tree = document("<a/>");
+    const sql::handle from = root(document("<b x='1'><c>text</c></b>"));
+    expect_flat(1, [&] { call(xml_dom_free_node, import(tree, from, true)); });
+    EXPECT_EQ(parked(tree), 0U);
+}
+
+TEST_F(growth, lists) {
+    const sql::handle top = root(document("<a><b/>text<c/></a>"));
+    expect_flat(2, [&] {
+        const sql::handle list = call(xml_dom_get_child_nodes, top).handle();
+        call(xml_dom_free_node, call(xml_dom_item, list, 1).handle());
+        call(xml_dom_free_nodelist, list);
+    });
+}
+
+} // namespace

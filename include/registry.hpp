@@ -43,7 +43,26 @@ inline constexpr std::size_t k_handle_size = 17;
 // document id (0-3), node id (4-7; 0 is the document itself), serial (8-11), flag 1 (12).
 struct DomKey {
     std::array<std::byte, k_key_size> bytes;
-    bool operator==(const DomKey &) const noexcept = default;
+    // Two words that overlap: every call compares a key.
+    bool operator==(const DomKey &other) const noexcept {
+        return word(0) == other.word(0) && word(k_key_size - 8) == other.word(k_key_size - 8);
+    }
+
+    [[nodiscard]] std::uint32_t document_id() const noexcept { return number(0); }
+    [[nodiscard]] std::uint32_t node_id() const noexcept { return number(4); }
+    [[nodiscard]] std::uint32_t serial() const noexcept { return number(8); }
+
+  private:
+    [[nodiscard]] std::uint32_t number(std::size_t place) const noexcept {
+        std::uint32_t value = 0;
+        std::memcpy(&value, bytes.data() + place, sizeof value);
+        return value;
+    }
+    [[nodiscard]] std::uint64_t word(std::size_t place) const noexcept {
+        std::uint64_t value = 0;
+        std::memcpy(&value, bytes.data() + place, sizeof value);
+        return value;
+    }
 };
 
 void xml_dom_general_key(std::uint32_t document_id, std::uint32_t node_id, std::uint32_t serial,
@@ -170,6 +189,8 @@ XMLHashEntry *xml_find_hashentry(const DomKey &key) noexcept;
 // The handle lets go of its object and goes on naming nothing. Of a document handle this gives up
 // the share, which may end the family. Reports handle_not_found.
 void xml_free_hashentry(XMLEntryType type, const DomKey &key);
+// The same for an entry at hand, which may be given back with its page: do not read it afterwards.
+void release_entry(XMLHashEntry &entry);
 // Removes the handle; its node id will be handed out again. Reports handle_not_found.
 void xml_delete_hashentry(XMLEntryType type, const DomKey &key);
 

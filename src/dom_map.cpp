@@ -22,16 +22,6 @@ void free_memory(void *memory) noexcept { host::mmgr_free_with_fl(memory, __FILE
     return reinterpret_cast<released_page *>(page & ~k_page_form_mask);
 }
 
-[[nodiscard]] std::size_t piece_of(std::uint32_t node_id) noexcept {
-    if (node_id < k_piece_starts[1]) {
-        return 0;
-    }
-    return node_id < k_piece_starts[2] ? 1 : 2;
-}
-[[nodiscard]] std::uint32_t page_number(std::uint32_t node_id) noexcept {
-    return node_id / k_page_size - 1;
-}
-
 // What a given-back page still knows of a handle.
 struct released_handle {
     XMLDomNodeType kind;
@@ -46,22 +36,6 @@ struct released_handle {
     const released_page *const packed = packed_page(page);
     const std::uint8_t code = packed->codes[node_id % k_page_size];
     return {static_cast<XMLDomNodeType>(code & k_kind_mask), packed->serials[code >> k_kind_bits]};
-}
-
-// The slot of a node id in memory, null when its page is missing or was given back.
-[[nodiscard]] XMLHashEntry *find_slot(const document_entry &document,
-                                      std::uint32_t node_id) noexcept {
-    if (node_id < k_page_size) {
-        const std::size_t piece = piece_of(node_id);
-        XMLHashEntry *const entries = document.pieces[piece];
-        return entries == nullptr ? nullptr : entries + (node_id - k_piece_starts[piece]);
-    }
-    const std::uint32_t number = page_number(node_id);
-    if (number >= document.page_capacity || document.pages[number] == 0 ||
-        form_of(document.pages[number]) != page_form::full) {
-        return nullptr;
-    }
-    return full_page(document.pages[number])->entries + node_id % k_page_size;
 }
 
 void grow_page_directory(registry &state, document_entry &document, std::uint32_t number) {
@@ -113,7 +87,9 @@ void unpack_page(registry &state, document_entry &document, std::uint32_t number
     return index;
 }
 
-// Shrinks a page of released handles. Leaves it as it is when their serials are too many or there
+} // namespace
+
+// Leaves the page as it is when their serials are too many or there
 // is no memory for the small form: it is only larger then.
 void give_page_back(document_entry &document, std::uint32_t number) noexcept {
     entry_page *const full = full_page(document.pages[number]);
@@ -124,7 +100,7 @@ void give_page_back(document_entry &document, std::uint32_t number) noexcept {
         const XMLHashEntry &entry = full->entries[index];
         std::size_t serial = 0;
         if (entry.kind != XMLDomNodeType::none) {
-            serial = serial_index(packed, serial_count, xml_getdom_sessionid(&entry.key));
+            serial = serial_index(packed, serial_count, entry.key.serial());
             if (serial == k_serials_per_page) {
                 return;
             }
@@ -154,17 +130,11 @@ void give_page_back(document_entry &document, std::uint32_t number) noexcept {
         reinterpret_cast<std::uintptr_t>(kept) | static_cast<std::uintptr_t>(page_form::released);
 }
 
-} // namespace
-
-document_entry *find_document(registry &state, std::uint32_t document_id) noexcept {
-    document_entry *&cached = state.document_cache[document_id % k_document_cache_size];
-    if (cached != nullptr && cached->document_id == document_id) [[likely]] {
-        return cached;
-    }
+document_entry *search_document(registry &state, std::uint32_t document_id) noexcept {
     auto *const found = static_cast<document_entry *>(
         host::hash_search(state.document_map, &document_id, host::hash_action::find, nullptr));
     if (found != nullptr) {
-        cached = found;
+        state.document_cache[document_id % k_document_cache_size] = found;
     }
     return found;
 }
@@ -209,10 +179,7 @@ void drop_document(registry &state, document_entry &document) noexcept {
     host::hash_search(state.document_map, &document_id, host::hash_action::remove, nullptr);
 }
 
-XMLHashEntry &slot_for_insert(registry &state, document_entry &document, std::uint32_t node_id) {
-    if (XMLHashEntry *const slot = find_slot(document, node_id)) {
-        return *slot;
-    }
+XMLHashEntry &make_slot(registry &state, document_entry &document, std::uint32_t node_id) {
     if (node_id < k_page_size) {
         const std::size_t piece = piece_of(node_id);
         const std::size_t size = k_piece_starts[piece + 1] - k_piece_starts[piece];
@@ -233,26 +200,20 @@ XMLHashEntry &slot_for_insert(registry &state, document_entry &document, std::ui
     return *find_slot(document, node_id);
 }
 
-XMLHashEntry *find_entry(registry &state, const DomKey &key) noexcept {
-    document_entry *const document = find_document(state, xml_getdom_docid(&key));
-    if (document == nullptr) {
+XMLHashEntry *find_released(registry &state, const document_entry &document,
+                            const DomKey &key) noexcept {
+    const std::uint32_t node_id = key.node_id();
+    if (node_id < k_page_size || page_number(node_id) >= document.page_capacity ||
+        document.pages[page_number(node_id)] == 0) {
         return nullptr;
     }
-    const std::uint32_t node_id = xml_getdom_nodeid(&key);
-    if (XMLHashEntry *const slot = find_slot(*document, node_id)) [[likely]] {
-        return slot->kind != XMLDomNodeType::none && slot->key == key ? slot : nullptr;
-    }
-    if (node_id < k_page_size || page_number(node_id) >= document->page_capacity ||
-        document->pages[page_number(node_id)] == 0) {
-        return nullptr;
-    }
-    const released_handle handle = read_released(document->pages[page_number(node_id)], node_id);
+    const released_handle handle = read_released(document.pages[page_number(node_id)], node_id);
     if (handle.kind == XMLDomNodeType::none) {
         return nullptr;
     }
     XMLHashEntry &entry = state.released_entry;
     entry = XMLHashEntry{};
-    xml_dom_general_key(document->document_id, node_id, handle.serial, entry.key);
+    xml_dom_general_key(document.document_id, node_id, handle.serial, entry.key);
     entry.type = XMLEntryType::dom_map;
     entry.kind = handle.kind;
     entry.text = "";
@@ -278,13 +239,13 @@ void fill_slot(registry &state, document_entry &document, XMLHashEntry &slot, co
         add_name(slot);
     }
     if (object == nullptr) {
-        settle_slot(document, xml_getdom_nodeid(&key));
+        settle_slot(document, key.node_id());
     }
 }
 
 void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, bool was_settled,
                 bool for_reuse) noexcept {
-    const std::uint32_t node_id = xml_getdom_nodeid(&slot.key);
+    const std::uint32_t node_id = slot.key.node_id();
     slot = XMLHashEntry{};
     --document.entry_count;
     --state.entry_count;
@@ -310,27 +271,7 @@ void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, b
     document.last_freed = node_id;
 }
 
-void settle_slot(document_entry &document, std::uint32_t node_id) noexcept {
-    if (node_id < k_page_size) {
-        return;
-    }
-    const std::uint32_t number = page_number(node_id);
-    entry_page *const page = full_page(document.pages[number]);
-    --page->open_slots;
-    if (page->open_slots == 0) {
-        give_page_back(document, number);
-    }
-}
-
-std::uint32_t next_node_id(const document_entry &document) noexcept {
-    return document.first_freed != 0 ? document.first_freed : document.next_node_id;
-}
-
-void take_node_id(document_entry &document) noexcept {
-    if (document.first_freed == 0) {
-        ++document.next_node_id;
-        return;
-    }
+void take_freed_node_id(document_entry &document) noexcept {
     XMLHashEntry *const slot = find_slot(document, document.first_freed);
     document.first_freed = static_cast<std::uint32_t>(std::bit_cast<std::uintptr_t>(slot->object));
     slot->object = nullptr;

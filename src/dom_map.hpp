@@ -60,21 +60,77 @@ inline constexpr std::uintptr_t k_page_form_mask = 3;
     return static_cast<registry *>(host::u_sess.registry);
 }
 
-// The entry of a document id, null when there is none. The registry must be set up.
-[[nodiscard]] document_entry *find_document(registry &state, std::uint32_t document_id) noexcept;
+// The entry of a document id, null when there is none, looked up in the doc map.
+[[nodiscard]] document_entry *search_document(registry &state, std::uint32_t document_id) noexcept;
+// The same by way of the cache. The registry must be set up.
+[[nodiscard]] inline document_entry *find_document(registry &state,
+                                                   std::uint32_t document_id) noexcept {
+    document_entry *const cached = state.document_cache[document_id % k_document_cache_size];
+    if (cached != nullptr && cached->document_id == document_id) [[likely]] {
+        return cached;
+    }
+    return search_document(state, document_id);
+}
 // The entry of a document id, made when there is none. Throws when memory runs out.
 document_entry &enter_document(registry &state, std::uint32_t document_id);
 // Frees a document's pages and lists, takes all its handles out of the map and its id out of the
 // doc map and its family. Does not end the family.
 void drop_document(registry &state, document_entry &document) noexcept;
 
+[[nodiscard]] inline std::size_t piece_of(std::uint32_t node_id) noexcept {
+    if (node_id < k_piece_starts[1]) {
+        return 0;
+    }
+    return node_id < k_piece_starts[2] ? 1 : 2;
+}
+// Place of a node id's page in `document_entry::pages`; for ids from k_page_size on.
+[[nodiscard]] inline std::uint32_t page_number(std::uint32_t node_id) noexcept {
+    return node_id / k_page_size - 1;
+}
+// The slot of a node id in memory, null when its page is missing or was given back.
+[[nodiscard]] inline XMLHashEntry *find_slot(const document_entry &document,
+                                             std::uint32_t node_id) noexcept {
+    if (node_id < k_page_size) {
+        const std::size_t piece = piece_of(node_id);
+        XMLHashEntry *const entries = document.pieces[piece];
+        return entries == nullptr ? nullptr : entries + (node_id - k_piece_starts[piece]);
+    }
+    const std::uint32_t number = page_number(node_id);
+    if (number >= document.page_capacity) {
+        return nullptr;
+    }
+    const std::uintptr_t page = document.pages[number];
+    if (page == 0 || form_of(page) != page_form::full) {
+        return nullptr;
+    }
+    return reinterpret_cast<entry_page *>(page)->entries + node_id % k_page_size;
+}
+
 // The slot of a node id that may be filled, its page made when missing. Throws when memory runs
 // out; the slot is empty or holds the handle registered before.
-[[nodiscard]] XMLHashEntry &slot_for_insert(registry &state, document_entry &document,
-                                            std::uint32_t node_id);
-// The entry registered under exactly this key, null when there is none. For a released handle of a
-// page that was given back it is `released_entry`.
-[[nodiscard]] XMLHashEntry *find_entry(registry &state, const DomKey &key) noexcept;
+[[nodiscard]] XMLHashEntry &make_slot(registry &state, document_entry &document,
+                                      std::uint32_t node_id);
+[[nodiscard]] inline XMLHashEntry &slot_for_insert(registry &state, document_entry &document,
+                                                   std::uint32_t node_id) {
+    XMLHashEntry *const slot = find_slot(document, node_id);
+    return slot != nullptr ? *slot : make_slot(state, document, node_id);
+}
+// The entry of a released handle whose page was given back: `released_entry`, null when there is
+// none.
+[[nodiscard]] XMLHashEntry *find_released(registry &state, const document_entry &document,
+                                          const DomKey &key) noexcept;
+// The entry registered under exactly this key, null when there is none. It is good until the next
+// call when its page was given back.
+[[nodiscard]] inline XMLHashEntry *find_entry(registry &state, const DomKey &key) noexcept {
+    const document_entry *const document = find_document(state, key.document_id());
+    if (document == nullptr) [[unlikely]] {
+        return nullptr;
+    }
+    if (XMLHashEntry *const slot = find_slot(*document, key.node_id())) [[likely]] {
+        return slot->kind != XMLDomNodeType::none && slot->key == key ? slot : nullptr;
+    }
+    return find_released(state, *document, key);
+}
 // Fills an empty slot.
 void fill_slot(registry &state, document_entry &document, XMLHashEntry &slot, const DomKey &key,
                void *object, const char *text, XMLDomNodeType kind) noexcept;
@@ -82,12 +138,34 @@ void fill_slot(registry &state, document_entry &document, XMLHashEntry &slot, co
 // names nothing any more; `was_settled` tells whether that was so before the caller released it.
 void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, bool was_settled,
                 bool for_reuse) noexcept;
+// Shrinks a page whose handles are all released.
+void give_page_back(document_entry &document, std::uint32_t number) noexcept;
 // An entry's object has just become null: its page may be given back, and the entry with it.
-void settle_slot(document_entry &document, std::uint32_t node_id) noexcept;
+inline void settle_slot(document_entry &document, std::uint32_t node_id) noexcept {
+    if (node_id < k_page_size) {
+        return;
+    }
+    const std::uint32_t number = page_number(node_id);
+    auto *const page = reinterpret_cast<entry_page *>(document.pages[number]);
+    --page->open_slots;
+    if (page->open_slots == 0) [[unlikely]] {
+        give_page_back(document, number);
+    }
+}
 
 // The node id that take_node_id would give.
-[[nodiscard]] std::uint32_t next_node_id(const document_entry &document) noexcept;
-void take_node_id(document_entry &document) noexcept;
+[[nodiscard]] inline std::uint32_t next_node_id(const document_entry &document) noexcept {
+    return document.first_freed != 0 ? document.first_freed : document.next_node_id;
+}
+// Takes the first of the freed node ids off their queue.
+void take_freed_node_id(document_entry &document) noexcept;
+inline void take_node_id(document_entry &document) noexcept {
+    if (document.first_freed == 0) [[likely]] {
+        ++document.next_node_id;
+    } else {
+        take_freed_node_id(document);
+    }
+}
 
 // Every registered entry of a document that is not in a page that was given back. The visitor may
 // change the entry's object, but not empty or settle slots.
@@ -124,9 +202,42 @@ void push_recycled_first(id_queue &queue, std::uint32_t document_id) noexcept;
 
 // --- names and families, src/families.cpp ------------------------------------------------------
 
+// Marks in the low bits of a node's `_private`; the rest is its first name.
+inline constexpr std::uintptr_t k_listed = 1;
+inline constexpr std::uintptr_t k_parked = 2;
+inline constexpr std::uintptr_t k_marks = k_listed | k_parked;
+
+[[nodiscard]] inline std::uintptr_t names_and_marks(const xmlNode *node) noexcept {
+    return reinterpret_cast<std::uintptr_t>(node->_private);
+}
+inline void set_names_and_marks(xmlNodePtr node, std::uintptr_t value) noexcept {
+    node->_private = reinterpret_cast<void *>(value);
+}
+
 // Chains an entry to the node it names, and unchains it. Not for lists.
-void add_name(XMLHashEntry &entry) noexcept;
-void remove_name(XMLHashEntry &entry) noexcept;
+inline void add_name(XMLHashEntry &entry) noexcept {
+    xmlNodePtr node = as_node(entry.object);
+    const std::uintptr_t before = names_and_marks(node);
+    auto *const first = reinterpret_cast<XMLHashEntry *>(before & ~k_marks);
+    entry.names = {first, nullptr};
+    if (first != nullptr) {
+        first->names.previous = &entry;
+    }
+    set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(&entry) | (before & k_marks));
+}
+inline void remove_name(XMLHashEntry &entry) noexcept {
+    xmlNodePtr node = as_node(entry.object);
+    if (entry.names.previous != nullptr) {
+        entry.names.previous->names.next = entry.names.next;
+    } else {
+        set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(entry.names.next) |
+                                      (names_and_marks(node) & k_marks));
+    }
+    if (entry.names.next != nullptr) {
+        entry.names.next->names.previous = entry.names.previous;
+    }
+    entry.names = {};
+}
 
 // The family that owns a libxml2 document, null when none does yet.
 [[nodiscard]] family *find_shared(registry &state, void *document) noexcept;

@@ -10,20 +10,9 @@
 namespace pkg_dbe_xml {
 namespace {
 
-// Marks in the low bits of a node's `_private`; the rest is its first name.
-constexpr std::uintptr_t k_listed = 1;
-constexpr std::uintptr_t k_parked = 2;
-constexpr std::uintptr_t k_marks = k_listed | k_parked;
 // Set instead while a family ends: the rest is the next tree to free.
 constexpr std::uintptr_t k_collected = 4;
-static_assert(alignof(XMLHashEntry) >= 8 && alignof(xmlNode) >= 8);
-
-[[nodiscard]] std::uintptr_t names_and_marks(const xmlNode *node) noexcept {
-    return reinterpret_cast<std::uintptr_t>(node->_private);
-}
-void set_names_and_marks(xmlNodePtr node, std::uintptr_t value) noexcept {
-    node->_private = reinterpret_cast<void *>(value);
-}
+static_assert(alignof(XMLHashEntry) >= 8 && alignof(xmlNode) >= 8, "room for the marks");
 
 void free_memory(void *memory) noexcept { host::mmgr_free_with_fl(memory, __FILE__, __LINE__); }
 
@@ -132,31 +121,6 @@ void forget_parsers(family &owner) noexcept {
 
 // --- names --------------------------------------------------------------------------------------
 
-void add_name(XMLHashEntry &entry) noexcept {
-    xmlNodePtr node = as_node(entry.object);
-    const std::uintptr_t before = names_and_marks(node);
-    auto *const first = reinterpret_cast<XMLHashEntry *>(before & ~k_marks);
-    entry.names = {first, nullptr};
-    if (first != nullptr) {
-        first->names.previous = &entry;
-    }
-    set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(&entry) | (before & k_marks));
-}
-
-void remove_name(XMLHashEntry &entry) noexcept {
-    xmlNodePtr node = as_node(entry.object);
-    if (entry.names.previous != nullptr) {
-        entry.names.previous->names.next = entry.names.next;
-    } else {
-        set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(entry.names.next) |
-                                      (names_and_marks(node) & k_marks));
-    }
-    if (entry.names.next != nullptr) {
-        entry.names.next->names.previous = entry.names.previous;
-    }
-    entry.names = {};
-}
-
 XMLHashEntry *first_name(const xmlNode *node) noexcept {
     return reinterpret_cast<XMLHashEntry *>(names_and_marks(node) & ~k_marks);
 }
@@ -171,8 +135,7 @@ void drop_names(xmlNodePtr node) noexcept {
     registry &state = *current_registry();
     while (XMLHashEntry *const entry = first_name(node)) {
         remove_name(*entry);
-        empty_slot(state, *find_document(state, xml_getdom_docid(&entry->key)), *entry, false,
-                   false);
+        empty_slot(state, *find_document(state, entry->key.document_id()), *entry, false, false);
     }
 }
 
@@ -261,13 +224,13 @@ void end_family(registry &state, family &owner) noexcept {
 
 family *find_family(const XMLHashEntry &entry) noexcept {
     const document_entry *const document =
-        find_document(*current_registry(), xml_getdom_docid(&entry.key));
+        find_document(*current_registry(), entry.key.document_id());
     return document == nullptr ? nullptr : document->owner;
 }
 
 family &family_of(const XMLHashEntry &entry) {
     registry &state = *current_registry();
-    document_entry &document = *find_document(state, xml_getdom_docid(&entry.key));
+    document_entry &document = *find_document(state, entry.key.document_id());
     if (document.owner == nullptr) {
         join_family(make_family(state, nullptr), document);
     }

@@ -18,19 +18,13 @@ constexpr std::size_t k_smallest_block = 0;
 constexpr std::size_t k_first_block = 8192;
 constexpr std::size_t k_largest_block = 8388608;
 
+// What a missing key reads as.
+constexpr std::uint32_t k_no_number = std::numeric_limits<std::uint32_t>::max();
+
 constexpr std::size_t k_document_id_place = 0;
 constexpr std::size_t k_node_id_place = 4;
 constexpr std::size_t k_serial_place = 8;
 constexpr std::size_t k_flag_place = 12;
-
-[[nodiscard]] std::uint32_t read_number(const DomKey *key, std::size_t place) noexcept {
-    if (key == nullptr) {
-        return std::numeric_limits<std::uint32_t>::max();
-    }
-    std::uint32_t number = 0;
-    std::memcpy(&number, key->bytes.data() + place, sizeof number);
-    return number;
-}
 
 // The session's registry, set up on first use.
 [[nodiscard]] registry &ready_registry() {
@@ -51,7 +45,7 @@ constexpr std::size_t k_flag_place = 12;
 // Throws before anything has changed.
 void register_entry(registry &state, document_entry &document, XMLHashEntry &slot,
                     const DomKey &key, void *object, const char *text, XMLDomNodeType kind) {
-    if (object != nullptr && xml_getdom_nodeid(&key) == 0) {
+    if (object != nullptr && key.node_id() == 0) {
         family *owner = find_shared(state, object);
         if (owner == nullptr) {
             owner = &make_family(state, static_cast<xmlDocPtr>(object));
@@ -100,7 +94,7 @@ void release_object(registry &state, XMLHashEntry &entry) {
         return;
     }
     remove_name(entry);
-    if (xml_getdom_nodeid(&entry.key) == 0) {
+    if (entry.key.node_id() == 0) {
         if (find_shared(state, entry.object) == nullptr) {
             add_name(entry);
             report(reports::dom_keys_not_found);
@@ -170,13 +164,13 @@ void xml_dom_general_key(std::uint32_t document_id, std::uint32_t node_id, std::
 }
 
 std::uint32_t xml_getdom_docid(const DomKey *key) noexcept {
-    return read_number(key, k_document_id_place);
+    return key == nullptr ? k_no_number : key->document_id();
 }
 std::uint32_t xml_getdom_nodeid(const DomKey *key) noexcept {
-    return read_number(key, k_node_id_place);
+    return key == nullptr ? k_no_number : key->node_id();
 }
 std::uint32_t xml_getdom_sessionid(const DomKey *key) noexcept {
-    return read_number(key, k_serial_place);
+    return key == nullptr ? k_no_number : key->serial();
 }
 
 int xml_dom_hash_key_cmp(const void *left, const void *right, std::size_t size) {
@@ -243,14 +237,14 @@ void xml_init_hashtable(XMLEntryType /*type*/) {
 XMLHashEntry *xml_insert_hashentry(XMLEntryType /*type*/, const DomKey &key, void *object,
                                    const char *text, XMLDomNodeType kind) {
     registry &state = ready_registry();
-    document_entry *const document = find_document(state, xml_getdom_docid(&key));
+    document_entry *const document = find_document(state, key.document_id());
     if (document == nullptr) {
         report(reports::handle_not_found);
     }
     if (find_entry(state, key) != nullptr) {
         report(reports::handle_exists);
     }
-    XMLHashEntry &slot = slot_for_insert(state, *document, xml_getdom_nodeid(&key));
+    XMLHashEntry &slot = slot_for_insert(state, *document, key.node_id());
     if (slot.kind != XMLDomNodeType::none) {
         report(reports::handle_exists);
     }
@@ -272,23 +266,27 @@ XMLHashEntry *xml_get_hashentry(XMLEntryType /*type*/, const DomKey &key) {
 }
 
 void xml_free_hashentry(XMLEntryType type, const DomKey &key) {
-    const DomKey own_key = key; // the argument may stand in an entry that is given back
-    XMLHashEntry &entry = *xml_get_hashentry(type, own_key);
+    release_entry(*xml_get_hashentry(type, key));
+}
+
+void release_entry(XMLHashEntry &entry) {
     if (entry.object == nullptr) {
         return;
     }
     registry &state = *current_registry();
+    const std::uint32_t document_id = entry.key.document_id();
+    const std::uint32_t node_id = entry.key.node_id();
     release_object(state, entry);
-    settle_slot(*find_document(state, xml_getdom_docid(&own_key)), xml_getdom_nodeid(&own_key));
+    settle_slot(*find_document(state, document_id), node_id);
 }
 
 void xml_delete_hashentry(XMLEntryType type, const DomKey &key) {
     const DomKey own_key = key;
     xml_get_hashentry(type, own_key);
     registry &state = *current_registry();
-    document_entry &document = *find_document(state, xml_getdom_docid(&own_key));
+    document_entry &document = *find_document(state, own_key.document_id());
     // Brings the entry back into memory if its page was given back.
-    XMLHashEntry &entry = slot_for_insert(state, document, xml_getdom_nodeid(&own_key));
+    XMLHashEntry &entry = slot_for_insert(state, document, own_key.node_id());
     const bool was_settled = entry.object == nullptr;
     release_object(state, entry);
     empty_slot(state, document, entry, was_settled, true);
@@ -330,7 +328,7 @@ void xml_domkeys_hash_decrease_key(XMLHashEntry *entry) {
     if (entry == nullptr) {
         report(reports::null_entry);
     }
-    if (entry->object == nullptr || xml_getdom_nodeid(&entry->key) != 0) {
+    if (entry->object == nullptr || entry->key.node_id() != 0) {
         return;
     }
     registry &state = ready_registry();
@@ -364,7 +362,7 @@ void xml_release_document(const DomKey &key) {
     if (find_entry(state, key) == nullptr) {
         return;
     }
-    const std::uint32_t document_id = xml_getdom_docid(&key);
+    const std::uint32_t document_id = key.document_id();
     document_entry &document = *find_document(state, document_id);
     reserve_recycled(state.recycled);
     if (family *const owner = document.owner) {
@@ -419,7 +417,7 @@ host::datum register_document(xmlDocPtr document) {
 host::datum mint_handle(const XMLHashEntry &from, std::uint32_t serial, void *object,
                         XMLDomNodeType kind) {
     registry &state = *current_registry();
-    const std::uint32_t document_id = xml_getdom_docid(&from.key);
+    const std::uint32_t document_id = from.key.document_id();
     document_entry &document = *find_document(state, document_id);
     const std::uint32_t node_id = next_node_id(document);
     XMLHashEntry &slot = slot_for_insert(state, document, node_id);
@@ -432,7 +430,7 @@ host::datum mint_handle(const XMLHashEntry &from, std::uint32_t serial, void *ob
 }
 
 host::datum mint_handle(const XMLHashEntry &from, void *object, XMLDomNodeType kind) {
-    return mint_handle(from, xml_getdom_sessionid(&from.key), object, kind);
+    return mint_handle(from, from.key.serial(), object, kind);
 }
 
 // --- clean-up -----------------------------------------------------------------------------------

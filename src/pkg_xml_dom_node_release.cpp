@@ -9,14 +9,14 @@ namespace pkg_dbe_xml {
 
 namespace {
 
-void release_list(const XMLHashEntry &entry) {
+void release_list(XMLHashEntry &entry) {
     if (entry.object == nullptr) {
         report(reports::node_gone);
     }
     if (entry.kind != XMLDomNodeType::node_list) {
         report(reports::inconsistent_types);
     }
-    xml_free_hashentry(XMLEntryType::dom_map, entry.key);
+    release_entry(entry);
 }
 
 // Whether a node stands at the top of a tree of its own that goes when nobody names it.
@@ -25,23 +25,23 @@ void release_list(const XMLHashEntry &entry) {
            !is_declaration(node->type);
 }
 
-void release_node(const XMLHashEntry &entry) {
+void release_node(XMLHashEntry &entry) {
     xmlNodePtr const node = as_node(entry.object);
     if (!is_detached(node)) {
         // A document may be gone after this, and all its nodes with it.
-        xml_free_hashentry(XMLEntryType::dom_map, entry.key);
+        release_entry(entry);
         return;
     }
     family &owner = family_of(entry);
     reserve_parking(owner, 1);
-    xml_free_hashentry(XMLEntryType::dom_map, entry.key);
+    release_entry(entry);
     if (first_name(node) == nullptr) {
         retire(owner, node);
     }
 }
 
 host::datum release_handle(const host::call &call) {
-    const XMLHashEntry entry = find_handle(call, 0);
+    XMLHashEntry &entry = find_handle(call, 0);
     if (entry.kind == XMLDomNodeType::node_list) {
         release_list(entry);
     } else {

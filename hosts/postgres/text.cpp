@@ -47,7 +47,7 @@ void release(const varlena *value) noexcept {
 
 } // namespace
 
-const varlena *fetch_packed(datum value, packed_room &room) {
+const varlena *pg_detoast_datum_packed(datum value, packed_room &room) {
     bool fetched = false;
     const varlena *const whole = in_memory(value, fetched);
     if (has_short_header(whole)) {

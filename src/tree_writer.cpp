@@ -40,8 +40,9 @@ constexpr std::string_view k_compared_versions = "20914";
            k_compared_versions;
 }
 
+// Its data is never null: copying asks for that even when there is nothing to copy.
 [[nodiscard]] std::string_view view(const xmlChar *text) noexcept {
-    return text == nullptr ? std::string_view()
+    return text == nullptr ? std::string_view("", 0)
                            : std::string_view(reinterpret_cast<const char *>(text));
 }
 

@@ -9,9 +9,33 @@
 
 namespace pkg_dbe_xml {
 
-// Checks a handle argument and finds its entry; reports handle_not_found.
+// The 13 bytes of a handle argument where they lie, null when the value has neither of the two
+// forms in which handles are passed: packed, or with a long header as they are returned.
+[[nodiscard]] inline const DomKey *handle_in_place(host::datum value) noexcept {
+    constexpr auto k_packed = static_cast<std::uint8_t>((k_packed_handle_size << 1U) | 1U);
+    constexpr auto k_long = static_cast<std::uint32_t>(k_handle_size << 2U);
+    const auto *bytes = reinterpret_cast<const std::byte *>(value);
+    const auto first = std::to_integer<std::uint8_t>(*bytes);
+    if (first == k_packed) {
+        return reinterpret_cast<const DomKey *>(bytes + host::k_short_header);
+    }
+    if (first != static_cast<std::uint8_t>(k_long)) { // a shorter value may end here
+        return nullptr;
+    }
+    std::uint32_t header = 0;
+    std::memcpy(&header, bytes, sizeof header);
+    return header == k_long ? reinterpret_cast<const DomKey *>(bytes + host::k_long_header)
+                            : nullptr;
+}
+
+// Checks a handle argument and finds its entry; reports handle_not_found. Handles that lie in
+// memory as they are returned or stored are read in place: the road of nearly every call.
 [[nodiscard]] inline XMLHashEntry &find_handle(const host::call &call, int index) {
-    return *xml_get_hashentry(XMLEntryType::dom_map, check_raw_id_valid(call.value(index)));
+    const host::datum value = call.value(index);
+    if (const DomKey *key = handle_in_place(value)) [[likely]] {
+        return *xml_get_hashentry(XMLEntryType::dom_map, *key);
+    }
+    return *xml_get_hashentry(XMLEntryType::dom_map, check_raw_id_valid(value));
 }
 
 // True for the kinds whose object is no node: node lists, and maps, which stand for all the

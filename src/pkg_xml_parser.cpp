@@ -27,8 +27,8 @@ constexpr int k_parse_options =
     XML_PARSE_NOENT | XML_PARSE_DTDATTR | XML_PARSE_NONET | XML_PARSE_HUGE;
 
 constexpr const char *k_warning_sqlstate = "01000";
-constexpr std::string_view k_not_valid = "XML document is not valid: ";
-constexpr std::string_view k_not_parsed = "XML document could not be parsed: ";
+constexpr std::string_view k_not_valid = "XML document is not valid";
+constexpr std::string_view k_not_parsed = "XML document could not be parsed";
 constexpr std::string_view k_limit_reached = "the limit of the setting ";
 
 // One line of text of bounded length, put together without memory.
@@ -52,37 +52,38 @@ class line_of_text {
     std::size_t size_ = 0;
 };
 
-void show_warning(const line_of_text &message, int line, int column) {
-    line_of_text context;
+// `what`, the place if it is known, and the words.
+void show_warning(std::string_view what, int line, int column, const line_of_text &words) {
+    line_of_text message;
+    message << what;
     if (line > 0) {
-        context << "line " << line << ", column " << column;
+        message << ", line " << line << ", column " << column;
     }
-    host::report_warning(k_warning_sqlstate, message.view(), context.view());
+    message << ": " << words.view();
+    host::report_warning(k_warning_sqlstate, message.view(), {});
 }
 
 // Why a parse gave no document.
 void warn_not_parsed(const host::parse_diagnostics &diagnostics) {
-    line_of_text message;
-    message << k_not_parsed;
+    line_of_text words;
     if (diagnostics.limit != nullptr) {
-        message << k_limit_reached << diagnostics.limit << " was reached";
+        words << k_limit_reached << diagnostics.limit << " was reached";
     } else if (diagnostics.first_error[0] != '\0') {
-        message << diagnostics.first_error;
+        words << diagnostics.first_error;
     } else {
-        message << "the text is not well-formed";
+        words << "the text is not well-formed";
     }
-    show_warning(message, diagnostics.line, diagnostics.column);
+    show_warning(k_not_parsed, diagnostics.line, diagnostics.column, words);
 }
 
 // What a validating parse complained of: the first error, and how many more there are.
 void warn_not_valid(const host::parse_diagnostics &diagnostics) {
-    line_of_text message;
-    message << k_not_valid << diagnostics.first_validity;
+    line_of_text words;
+    words << diagnostics.first_validity;
     if (diagnostics.validity_errors > 1) {
-        message << " (and " << static_cast<std::int64_t>(diagnostics.validity_errors) - 1
-                << " more)";
+        words << " (and " << static_cast<std::int64_t>(diagnostics.validity_errors) - 1 << " more)";
     }
-    show_warning(message, diagnostics.validity_line, diagnostics.validity_column);
+    show_warning(k_not_valid, diagnostics.validity_line, diagnostics.validity_column, words);
 }
 
 void set_validation(xmlParserCtxt &context, bool validates) noexcept {

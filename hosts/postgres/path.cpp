@@ -48,6 +48,7 @@ constexpr std::array<const char *, 7> k_protected_names{
 };
 
 constinit std::array<const char *, k_protected_settings.size()> setting_paths{};
+constinit char library_path[MAXPGPATH]{};
 constinit bool exit_is_watched = false;
 
 void at_exit(int /*code*/, Datum /*argument*/) { discard_open_files(); }
@@ -107,6 +108,11 @@ std::span<const char *const> protected_setting_paths() noexcept {
     // Cannot fail: settings that are missing are allowed for, and no right to see them is asked.
     std::ranges::transform(k_protected_settings, setting_paths.begin(),
                            [](const char *name) { return GetConfigOption(name, true, false); });
+    // The server keeps the names of libraries in quotes.
+    const char *libraries = setting_paths.back() != nullptr ? setting_paths.back() : "";
+    const std::size_t size = std::min(std::strlen(libraries), sizeof library_path - 1);
+    *std::remove_copy(libraries, libraries + size, library_path, '"') = '\0';
+    setting_paths.back() = library_path;
     return setting_paths;
 }
 

@@ -136,7 +136,8 @@ bool interrupts_pending() noexcept {
         return false;
     }
     ++own->polls;
-    if (own->cancel_at != 0 && own->polls >= own->cancel_at) {
+    if (standalone::fault_due(standalone::service::poll) ||
+        (own->cancel_at != 0 && own->polls >= own->cancel_at)) {
         own->cancel_at = 0;
         own->cancel.store(true, std::memory_order_relaxed);
     }

@@ -30,6 +30,8 @@ struct scenario {
     bool goes_on = true;
     // False where a call that failed may have changed something, as when a file was begun.
     bool all_or_nothing = true;
+    // Every how manieth call of the service is made to fail.
+    std::int64_t stride = 1;
     // What libxml2 itself may lose when one of its own allocations fails, in bytes.
     std::int64_t libxml2_may_lose = 0;
 };

@@ -4,6 +4,7 @@
 // requests to stop, the ceiling of a parse) waits behind `countdown` and `ceiling`.
 #include "xml_service.hpp"
 
+#include <libxml/catalog.h>
 #include <libxml/xmlmemory.h>
 
 #include <malloc.h>
@@ -165,7 +166,10 @@ void install() noexcept {
         in_force = gate_is_asked();
     }
 #ifdef PKG_DBE_XML_SESSIONS_ARE_THREADS
-    xmlInitParser();       // its first call must not meet another thread's
+    xmlInitParser(); // its first call must not meet another thread's
+#ifdef LIBXML_CATALOG_ENABLED
+    xmlInitializeCatalog(); // nor this one, which a document can bring about
+#endif
     gate.bytes_in_use = 0; // what it keeps is the process's
 #endif
 }

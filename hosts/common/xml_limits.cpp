@@ -30,7 +30,7 @@ constexpr int k_mixed_model_factor = 10;
 // libxml2 keeps five pointers for each attribute, and doubles its room.
 constexpr int k_pointers_per_attribute = 5;
 // Comparisons of attributes, and steps through namespaces, for one byte of the budget.
-constexpr std::int64_t k_steps_per_byte = 32;
+constexpr std::int64_t k_steps_per_byte = 16;
 // The same for bytes of text that are looked through once more for each entity appended to them.
 constexpr std::int64_t k_text_per_byte = 512;
 // A declaration longer than this is charged for: libxml2 compares each name in a list of values
@@ -161,18 +161,16 @@ void on_element_declaration(void *data, const xmlChar *name, int type,
     xmlSAX2ElementDecl(data, name, type, model);
 }
 
-// How many attributes were declared for one element, this one included; more than any limit when
-// memory ran out, which the gate knows.
+// How many attributes were declared for one element, this one included; 0 when memory ran out.
 std::int64_t count_declaration(parse_run &run, const xmlChar *element) noexcept {
     if (run.declared == nullptr) {
         run.declared = xmlHashCreate(0);
     }
     const auto count = reinterpret_cast<std::intptr_t>(xmlHashLookup(run.declared, element)) + 1;
-    if (run.declared == nullptr ||
-        xmlHashUpdateEntry(run.declared, element, reinterpret_cast<void *>(count), nullptr) != 0) {
-        return INT64_MAX;
-    }
-    return count;
+    const bool counted =
+        run.declared != nullptr &&
+        xmlHashUpdateEntry(run.declared, element, reinterpret_cast<void *>(count), nullptr) == 0;
+    return counted ? count : 0;
 }
 
 void admit_declaration(parse_run &run, xmlParserCtxtPtr context, const xmlChar *element,
@@ -184,6 +182,9 @@ void admit_declaration(parse_run &run, xmlParserCtxtPtr context, const xmlChar *
     const std::int64_t count = count_declaration(run, element);
     if (count > parse_limits.max_attributes) {
         stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
+    } else if (count == 0) {
+        run.stopped = true; // the gate knows why
+        halt_context(context);
     } else if (type == XML_ATTRIBUTE_ID) {
         charge(run, context, k_error_cost * (count - 1));
     }
@@ -280,10 +281,29 @@ xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
     return admit_entity(run, context, xmlSAX2GetEntity(data, name));
 }
 
+// Takes from an external entity what libxml2 would look for: it asks the file system whether a name
+// is there before it asks the entity loader. The identifiers that are written stay.
+void forget_location(xmlEntityPtr entity) noexcept {
+    if (entity == nullptr || (entity->etype != XML_EXTERNAL_GENERAL_PARSED_ENTITY &&
+                              entity->etype != XML_EXTERNAL_GENERAL_UNPARSED_ENTITY &&
+                              entity->etype != XML_EXTERNAL_PARAMETER_ENTITY)) {
+        return;
+    }
+    xmlChar *nowhere = xmlStrdup(BAD_CAST "");
+    if (nowhere != nullptr) { // else the gate knows, and the parse fails
+        xmlFree(const_cast<xmlChar *>(entity->URI));
+        entity->URI = nowhere;
+    }
+}
+
 void on_entity_declaration(void *data, const xmlChar *name, int type, const xmlChar *public_id,
                            const xmlChar *system_id, xmlChar *content) noexcept {
     current_run->declaration_text = 0;
     xmlSAX2EntityDecl(data, name, type, public_id, system_id, content);
+    const bool parameter =
+        type == XML_INTERNAL_PARAMETER_ENTITY || type == XML_EXTERNAL_PARAMETER_ENTITY;
+    forget_location(parameter ? xmlSAX2GetParameterEntity(data, name)
+                              : xmlSAX2GetEntity(data, name));
 }
 
 xmlEntityPtr on_get_parameter_entity(void *data, const xmlChar *name) noexcept {
@@ -320,7 +340,7 @@ void on_end_document(void *data) noexcept {
     parse_run &run = *current_run;
     const xmlParserInput *input = context->input;
     if (context == run.context && input != nullptr && input->cur < input->end) {
-        run.text_left = true;
+        note_text_left(run);
     }
     xmlSAX2EndDocument(data);
 }

@@ -187,11 +187,10 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
     if (document == nullptr) {
         return nullptr;
     }
-    const bool text_left = run.text_left || run.position != run.length;
-    if (text_left && run.diagnostics->first_error[0] == '\0') {
-        copy_message(run.diagnostics->first_error, "text after the end of the document");
+    if (run.position != run.length) {
+        run.text_left = true;
     }
-    if (!run.stopped && !gate.refused && !text_left) {
+    if (!run.stopped && !gate.refused && !run.text_left) {
         set_declared_encoding(document, {run.text, run.length});
         if (!gate.refused) {
             return document;
@@ -234,6 +233,16 @@ void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int 
     }
     if (context != nullptr) {
         halt_context(context);
+    }
+}
+
+void note_text_left(parse_run &run) noexcept {
+    run.text_left = true;
+    if (run.diagnostics->first_error[0] == '\0') {
+        const place here = place_of(run.context);
+        copy_message(run.diagnostics->first_error, "Extra content at the end of the document");
+        run.diagnostics->line = here.line;
+        run.diagnostics->column = here.column;
     }
 }
 
@@ -307,7 +316,7 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
         {
             const xml_scope scope;
             document = run_parse(run, options);
-            starved = scope.refused() && !run.stopped;
+            starved = scope.refused() && !gate.budget_spent && !run.cancelled;
         }
         if (run.cancelled) {
             process_interrupts();

@@ -44,6 +44,8 @@ void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept;
 // True when the parse was stopped, or has to be now: by the gate, or because the statement was
 // asked to stop. `context` is halted then; null when libxml2 cannot bear that.
 [[nodiscard]] bool must_stop(parse_run &run, xmlParserCtxtPtr context) noexcept;
+// The document ended before its text did.
+void note_text_left(parse_run &run) noexcept;
 // Keeps a context from parsing on.
 void halt_context(xmlParserCtxtPtr context) noexcept;
 

@@ -19,6 +19,8 @@ namespace host {
 // Asks for, and gives back, the right to hold `count` more descriptors; false with errno set.
 [[nodiscard]] bool reserve_descriptors(int count) noexcept;
 void release_descriptors(int count) noexcept;
+// Brings what was written to disk: 0, or -1 with the reason in errno.
+[[nodiscard]] int synchronise_file(int descriptor) noexcept;
 // Sees to it that discard_open_files is called when the session ends without unwinding.
 void watch_open_files() noexcept;
 

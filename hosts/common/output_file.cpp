@@ -179,7 +179,7 @@ bool make_passing_file(output_file *file) noexcept {
 
 // The bytes are on disk and the descriptor is closed, or false.
 bool finish_bytes(output_file *file) noexcept {
-    if (fault(file_step::synchronise) || fsync(file->descriptor) != 0) {
+    if (fault(file_step::synchronise) || synchronise_file(file->descriptor) != 0) {
         return false;
     }
     const bool refused = fault(file_step::close);

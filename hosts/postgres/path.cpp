@@ -158,6 +158,9 @@ void release_descriptors(int count) noexcept {
     }
 }
 
+// Obeys the server's setting fsync. Cannot fail otherwise than by its result.
+int synchronise_file(int descriptor) noexcept { return pg_fsync(descriptor); }
+
 void watch_open_files() noexcept {
     if (!exit_is_watched) {
         exit_is_watched = true;

@@ -6,6 +6,7 @@
 #include "standalone_files.hpp"
 
 #include <cerrno>
+#include <unistd.h>
 #include <vector>
 
 namespace host {
@@ -83,6 +84,8 @@ bool may_write_in(int directory) noexcept {
 
 bool reserve_descriptors(int /*count*/) noexcept { return true; }
 void release_descriptors(int /*count*/) noexcept {}
+
+int synchronise_file(int descriptor) noexcept { return fsync(descriptor); }
 
 void watch_open_files() noexcept { standalone::at_session_end(discard_open_files); }
 

@@ -12,6 +12,9 @@ constexpr std::uint8_t k_kind_mask = (1U << k_kind_bits) - 1;
 constexpr unsigned k_uniform_kind_shift = 8;
 constexpr unsigned k_uniform_serial_shift = 32;
 constexpr std::uint32_t k_first_page_capacity = 4;
+// How far back a page looks for one that is alike: a pattern of up to so many handles comes round
+// within it.
+constexpr std::uint32_t k_neighbours = 8;
 
 void free_memory(void *memory) noexcept { host::mmgr_free_with_fl(memory, __FILE__, __LINE__); }
 
@@ -20,6 +23,34 @@ void free_memory(void *memory) noexcept { host::mmgr_free_with_fl(memory, __FILE
 }
 [[nodiscard]] released_page *packed_page(std::uintptr_t page) noexcept {
     return reinterpret_cast<released_page *>(page & ~k_page_form_mask);
+}
+
+void drop_packed_page(std::uintptr_t page) noexcept {
+    released_page *const packed = packed_page(page);
+    --packed->users;
+    if (packed->users == 0) {
+        free_memory(packed);
+    }
+}
+
+[[nodiscard]] bool is_alike(const released_page &left, const released_page &right) noexcept {
+    return std::equal(std::begin(left.codes), std::end(left.codes), std::begin(right.codes)) &&
+           std::equal(std::begin(left.serials), std::end(left.serials), std::begin(right.serials));
+}
+
+// A given-back page before page `number` that is just like `packed`, with a user more; 0 when there
+// is none near.
+[[nodiscard]] std::uintptr_t share_neighbour(const document_entry &document, std::uint32_t number,
+                                             const released_page &packed) noexcept {
+    const std::uint32_t last = number < k_neighbours ? 0 : number - k_neighbours;
+    for (std::uint32_t before = number; before > last; --before) {
+        const std::uintptr_t page = document.pages[before - 1];
+        if (form_of(page) == page_form::released && is_alike(*packed_page(page), packed)) {
+            ++packed_page(page)->users;
+            return page;
+        }
+    }
+    return 0;
 }
 
 // What a given-back page still knows of a handle.
@@ -69,7 +100,7 @@ void unpack_page(registry &state, document_entry &document, std::uint32_t number
         }
     }
     if (form_of(page) == page_form::released) {
-        free_memory(packed_page(page));
+        drop_packed_page(page);
     }
     document.pages[number] = reinterpret_cast<std::uintptr_t>(full);
 }
@@ -117,6 +148,11 @@ void give_page_back(document_entry &document, std::uint32_t number) noexcept {
         free_memory(full);
         return;
     }
+    if (const std::uintptr_t shared = share_neighbour(document, number, packed)) {
+        document.pages[number] = shared;
+        free_memory(full);
+        return;
+    }
     released_page *kept = nullptr;
     try {
         kept = static_cast<released_page *>(host::mmgr_memory_alloc_from_controller(
@@ -124,6 +160,7 @@ void give_page_back(document_entry &document, std::uint32_t number) noexcept {
     } catch (const host::raised &) {
         return;
     }
+    packed.users = 1;
     *kept = packed;
     free_memory(full);
     document.pages[number] =
@@ -167,8 +204,10 @@ void drop_document(registry &state, document_entry &document) noexcept {
     }
     for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
         const std::uintptr_t page = document.pages[number];
-        if (form_of(page) != page_form::uniform) {
-            free_memory(packed_page(page));
+        if (form_of(page) == page_form::released) {
+            drop_packed_page(page);
+        } else if (form_of(page) == page_form::full) {
+            free_memory(full_page(page));
         }
     }
     free_memory(document.pages);

@@ -40,9 +40,11 @@ struct entry_page {
     XMLHashEntry entries[k_page_size];
 };
 
-// A page whose handles are all released.
+// A page whose handles are all released. Programs that do the same over and over release the same
+// kinds of handles in the same order, so neighbours that are alike are kept once.
 inline constexpr std::size_t k_serials_per_page = 8;
 struct released_page {
+    std::uint32_t users; // pages of the document that are this one
     std::uint32_t serials[k_serials_per_page];
     std::uint8_t codes[k_page_size]; // kind in the low five bits, serial index in the high three
 };

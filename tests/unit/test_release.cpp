@@ -201,6 +201,35 @@ TEST_F(release, maps) {
     EXPECT_FALSE(call(xml_dom_free_element, empty).failed());
 }
 
+TEST_F(release, thousands_of_released_handles_keep_their_kinds) {
+    const sql::handle tree = document("<a x='1'/>");
+    const sql::handle top = root(tree);
+    const sql::handle as_node = call(xml_dom_makenode, top).handle();
+    struct triple {
+        sql::handle element, map, list;
+    };
+    std::vector<triple> held;
+    for (int round = 0; round < 3000; ++round) {
+        held.push_back({root(tree), call(xml_dom_get_attributes, as_node).handle(), list_of(top)});
+    }
+    for (const triple &each : held) {
+        call(xml_dom_free_element, each.element);
+        call(xml_dom_free_node, each.map);
+        call(xml_dom_free_nodelist, each.list);
+    }
+    // One of them comes out of the middle of what is kept of the others.
+    pkg_dbe_xml::xml_delete_hashentry(pkg_dbe_xml::XMLEntryType::dom_map,
+                                      entry(held[1500].element)->key);
+    EXPECT_EQ(root(tree), held[1500].element);
+    for (const triple &each : held) {
+        EXPECT_EQ(is_null(each.element), each.element != held[1500].element);
+        EXPECT_FALSE(is_null(each.map));
+        EXPECT_TRUE(is_null(each.list));
+        EXPECT_REPORT(call(xml_dom_free_nodelist, each.list), reports::node_gone);
+        EXPECT_FALSE(call(xml_dom_free_element, each.map).failed());
+    }
+}
+
 TEST_F(release, a_removed_attribute_goes_with_its_handles) {
     const sql::handle tree = document("<a x='1'/>");
     const sql::handle top = root(tree);

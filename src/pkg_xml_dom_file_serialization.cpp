@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -64,7 +65,7 @@ extern "C" int write_to_sink(void *context, const char *bytes, int size) {
                                              encoding_handler_ptr handler) noexcept {
     xmlOutputBufferPtr buffer =
         xmlOutputBufferCreateIO(write_to_sink, nullptr, &sink, handler.get());
-    if (buffer != nullptr || LIBXML_VERSION >= 21400) { // newer versions free it when they fail
+    if (buffer != nullptr || LIBXML_VERSION >= 21300) { // newer versions free it when they fail
         static_cast<void>(handler.release());
     }
     return buffer;
@@ -76,6 +77,21 @@ extern "C" int write_to_sink(void *context, const char *bytes, int size) {
     return sink.reason == 0 && !sink.stopped && (result >= 0 || sink.written > INT_MAX / 2);
 }
 
+// The operating system's words about a file, for CONTEXT.
+class file_context {
+  public:
+    file_context(const char *path, int reason) noexcept {
+        const int length =
+            std::snprintf(bytes_, sizeof bytes_, "file \"%s\": %s", path, std::strerror(reason));
+        size_ = std::min(static_cast<std::size_t>(length), sizeof bytes_ - 1);
+    }
+    [[nodiscard]] std::string_view view() const noexcept { return {bytes_, size_}; }
+
+  private:
+    char bytes_[5120];
+    std::size_t size_;
+};
+
 // Ends the statement for what went wrong in the writing: a request to stop, memory, the file.
 [[noreturn]] void fail_writing(const char *path, int reason, bool out_of_memory) {
     host::check_for_interrupts();
@@ -85,11 +101,19 @@ extern "C" int write_to_sink(void *context, const char *bytes, int size) {
     if (reason == 0) {
         report(reports::write_failed);
     }
-    char context[5120];
-    const int size =
-        std::snprintf(context, sizeof context, "file \"%s\": %s", path, std::strerror(reason));
-    report(reports::write_failed, {}, {},
-           {context, std::min(static_cast<std::size_t>(size), sizeof context - 1)});
+    report(reports::write_failed, {}, {}, file_context(path, reason).view());
+}
+
+// Opens the file of a node. Reports file_not_opened.
+[[nodiscard]] file_ptr open_file(const char *path) {
+    file_ptr file(host::open_output_file(path));
+    if (file == nullptr) {
+        const int reason = errno;
+        const file_context context(path, reason);
+        errno = reason;
+        report(reports::file_not_opened, {path}, {}, context.view());
+    }
+    return file;
 }
 
 // Makes a written file take its place.
@@ -245,9 +269,12 @@ dump_result xml_elem_dump(host::output_file *file, xmlDocPtr document, xmlNodePt
     if (buffer == nullptr) {
         return {};
     }
+#ifdef LIBXML_HTML_ENABLED
     if (document != nullptr && document->type == XML_HTML_DOCUMENT_NODE) {
         htmlNodeDumpOutput(buffer, document, node, encoding);
-    } else {
+    } else
+#endif
+    {
         xmlNodeDumpOutput(buffer, document, node, 0, 1, encoding);
     }
     const bool done = closed_well(sink, xmlOutputBufferClose(buffer));
@@ -293,10 +320,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_write_to_file_node) {
     if (node == nullptr) {
         report(reports::node_gone);
     }
-    file_ptr file(host::open_output_file(path.get()));
-    if (file == nullptr) {
-        report(reports::file_not_opened, {path.get()});
-    }
+    file_ptr file = open_file(path.get());
     switch (node->type) {
     case XML_ATTRIBUTE_NODE:
         write_value(std::move(file), path.get(), node);

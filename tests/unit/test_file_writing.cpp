@@ -619,6 +619,8 @@ TEST_F(hostile_files, each_step_that_fails_leaves_the_old_file) {
                 } else if (write == xml_dom_write_to_file_node && !opens) {
                     EXPECT_REPORT(outcome, reports::file_not_opened, folder + "/x.xml");
                     EXPECT_EQ(outcome.error().sqlstate, "53100");
+                    EXPECT_EQ(outcome.error().context,
+                              "file \"" + folder + "/x.xml\": No space left on device");
                 } else {
                     EXPECT_REPORT(outcome, reports::write_failed);
                     EXPECT_EQ(outcome.error().context,

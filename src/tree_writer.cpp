@@ -178,6 +178,7 @@ inline void fetch_ahead(const xmlNode *node) noexcept {
     if (next != 0 && distance <= k_farthest) {
         for (std::uintptr_t offset = 2 * distance; offset < 3 * distance; offset += k_line) {
             __builtin_prefetch(reinterpret_cast<const void *>(next + offset));
+            asm volatile(""); // keeps g++ from dropping a loop that computes nothing
         }
     }
 }

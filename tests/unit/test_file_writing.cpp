@@ -17,6 +17,7 @@
 #include <functional>
 #include <iterator>
 #include <pwd.h>
+#include <sstream>
 #include <string>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -35,8 +36,9 @@ using std::string_literals::operator""s;
 constexpr const char *k_declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 std::string contents(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
 }
 void put(const std::string &path, std::string_view bytes) {
     std::ofstream(path, std::ios::binary) << bytes;

@@ -66,6 +66,13 @@ namespace pkg_dbe_xml {
 [[nodiscard]] inline xmlNsPtr declared_namespaces(const xmlNode *node) noexcept {
     return node->type == XML_ELEMENT_NODE ? node->nsDef : nullptr;
 }
+// The member of a namespace record that libxml2 makes room for and leaves alone; it advises against
+// it from 2.15 on.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+[[nodiscard]] inline xmlDocPtr context_of(const xmlNs *record) noexcept { return record->context; }
+inline void set_context(xmlNsPtr record, xmlDocPtr context) noexcept { record->context = context; }
+#pragma GCC diagnostic pop
 // Text kept in the node itself: text, CDATA, processing instruction, comment; null for others.
 [[nodiscard]] inline xmlChar *own_content(const xmlNode *node) noexcept {
     switch (node->type) {

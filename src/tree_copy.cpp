@@ -29,10 +29,10 @@ class namespace_copies {
     ~namespace_copies() {
         while (last_ != nullptr) {
             xmlNsPtr const copy = last_;
-            last_ = reinterpret_cast<xmlNsPtr>(copy->context);
+            last_ = reinterpret_cast<xmlNsPtr>(context_of(copy));
             static_cast<xmlNsPtr>(copy->_private)->_private = nullptr;
             copy->_private = nullptr;
-            copy->context = nullptr;
+            set_context(copy, nullptr);
         }
     }
     namespace_copies(const namespace_copies &) = delete;
@@ -41,7 +41,7 @@ class namespace_copies {
     void add(xmlNsPtr source, xmlNsPtr copy) noexcept {
         source->_private = copy;
         copy->_private = source;
-        copy->context = reinterpret_cast<xmlDocPtr>(last_);
+        set_context(copy, reinterpret_cast<xmlDocPtr>(last_));
         last_ = copy;
     }
     [[nodiscard]] static xmlNsPtr find(const xmlNs *source) noexcept {
@@ -289,7 +289,8 @@ void copier::copy_below(xmlNodePtr source, xmlNodePtr copy) {
     }
 }
 
-void set_text(const xmlChar *&place, const xmlChar *text) noexcept {
+// `Text` is const or not, by the version of libxml2.
+template <class Text> void set_text(Text *&place, const xmlChar *text) noexcept {
     if (text != nullptr) {
         place = xmlStrdup(text);
     }

@@ -53,18 +53,20 @@ xmlNsPtr shared_namespace(xmlDocPtr document, const xmlChar *uri, const xmlChar 
     return made.release();
 }
 
-void mark_used_by_its_element(xmlNsPtr record) noexcept { record->context = used_by_its_element(); }
+void mark_used_by_its_element(xmlNsPtr record) noexcept {
+    set_context(record, used_by_its_element());
+}
 
 void mark_used_elsewhere(xmlNsPtr record) noexcept {
     if (record != nullptr) {
-        record->context = nullptr;
+        set_context(record, nullptr);
     }
 }
 
 bool declares_for_others(const xmlNode *element) noexcept {
     for (const xmlNs *record = declared_namespaces(element); record != nullptr;
          record = record->next) {
-        if (record->context != used_by_its_element()) {
+        if (context_of(record) != used_by_its_element()) {
             return true;
         }
     }

@@ -1,0 +1,67 @@
+// A small machine that turns bytes into calls of the SQL functions, over rings of handles: those
+// that calls gave, of every kind, live and stale, and forged ones.
+//
+// The same bytes always give the same calls. Each call is also written as the SQL statement that
+// makes it, so that one program can be run on several hosts.
+#pragma once
+
+#include "support/sql.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace fuzz {
+
+// One call: what to make it with, and how it is written in SQL.
+struct program_call {
+    const char *name;
+    sql::function entry;
+    std::vector<sql::value> arguments;
+    bool has_null;
+    std::string statement; // name(argument, ...)
+};
+
+class program {
+  public:
+    // `with_files` lets it choose the functions that write files, into directory objects "out"
+    // and "none".
+    program(std::span<const std::uint8_t> bytes, bool with_files);
+    // The next call; false when the bytes are used up.
+    bool next(program_call &call);
+    // To be told what the call gave, so that its handle can be used by later calls.
+    void note(const program_call &call, const sql::result &outcome);
+
+  private:
+    [[nodiscard]] std::uint8_t byte();
+    void add_argument(program_call &call, char type);
+    void add_handle(program_call &call, const std::vector<sql::handle> &ring);
+    void add_null(program_call &call, const char *type);
+    void add_text(program_call &call, const std::string &text, const char *type);
+    [[nodiscard]] std::string made_text();
+
+    std::span<const std::uint8_t> bytes_;
+    std::size_t place_ = 0;
+    std::size_t calls_ = 0;
+    bool with_files_;
+    std::vector<sql::handle> handles_;
+    std::vector<sql::handle> parsers_;
+};
+
+// Makes the call as a server does: functions declared STRICT are not called with a null, and give
+// null.
+[[nodiscard]] sql::result make(const program_call &call);
+
+// What a call gave, in a form that is the same on every host: the value, NULL, or the error with
+// SQLSTATE and message.
+[[nodiscard]] std::string shown(const program_call &call, const sql::result &outcome);
+
+// Runs the calls of `bytes` in a session of this thread; checks the invariants after every
+// `check_every` calls (0: never) and that nothing is left at the end. Returns what is wrong, ""
+// when nothing is.
+[[nodiscard]] std::string run_program(std::span<const std::uint8_t> bytes, bool with_files,
+                                      std::size_t check_every);
+
+} // namespace fuzz

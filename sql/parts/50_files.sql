@@ -34,8 +34,9 @@ COMMENT ON COLUMN pg_directory.name IS 'name of the directory object, as file ar
 COMMENT ON COLUMN pg_directory.owner IS 'role that made it, and may write into it';
 COMMENT ON COLUMN pg_directory.path IS 'directory on the server';
 COMMENT ON COLUMN pg_directory.privileges IS 'other roles that may write into it';
+-- Everybody may look: whoever may dump the rest of the database can dump this, too.
 REVOKE ALL ON pg_directory FROM PUBLIC;
-GRANT SELECT ON pg_directory TO pg_write_server_files;
+GRANT SELECT ON pg_directory TO PUBLIC;
 SELECT pg_catalog.pg_extension_config_dump('pg_directory', '');
 
 CREATE FUNCTION xml_directory_create(name text, path text) RETURNS void

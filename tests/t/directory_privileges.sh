@@ -77,7 +77,7 @@ is 'superusers go on' "$(writes other_super)" 00000
 
 # Who may manage, and who may touch the table.
 manage="select xml_directory_create('mine', '/tmp')|select xml_directory_drop('out')|select xml_directory_grant('out', 'stranger')|select xml_directory_revoke('out', 'stranger')"
-touch="insert into pg_directory (name, path) values ('mine', '/tmp')|update pg_directory set path = '/tmp'|delete from pg_directory|truncate pg_directory|select * from pg_directory|alter table pg_directory disable trigger all|drop table pg_directory|create trigger t before insert on pg_directory execute function suppress_redundant_updates_trigger()"
+touch="insert into pg_directory (name, path) values ('mine', '/tmp')|update pg_directory set path = '/tmp'|delete from pg_directory|truncate pg_directory|alter table pg_directory disable trigger all|drop table pg_directory|create trigger t before insert on pg_directory execute function suppress_redundant_updates_trigger()"
 IFS='|' read -ra statements_to_try <<<"$manage|$touch"
 for statement in "${statements_to_try[@]}"; do
     is "a stranger may not: ${statement:0:50}" "$(sqlstate_of 'set role stranger' "$statement")" 42501
@@ -85,11 +85,10 @@ done
 sql 'create role second_manager' 'grant pg_write_server_files to second_manager' >/dev/null
 IFS='|' read -ra statements_to_try <<<"$touch"
 for statement in "${statements_to_try[@]}"; do
-    [[ $statement == select* ]] && continue
     is "nor a manager: ${statement:0:50}" "$(sqlstate_of 'set role second_manager' "$statement")" 42501
 done
-is 'a manager may look' "$(sql 'set role second_manager' 'select name from pg_directory')" out
-is 'and manage' "$(sqlstate_of 'set role second_manager' "select xml_directory_grant('out', 'stranger')" \
+is 'everybody may look' "$(sql 'set role stranger' 'select name from pg_directory')" out
+is 'a manager may manage' "$(sqlstate_of 'set role second_manager' "select xml_directory_grant('out', 'stranger')" \
     "select xml_directory_revoke('out', 'stranger')" "select xml_directory_drop('out')")" 00000
 # A table or an operator of the same name elsewhere is not mistaken for the catalogue's.
 sql 'create schema trap authorization stranger' >/dev/null

@@ -45,6 +45,11 @@ pg_dump -d restored_plain >"$work/again.sql"
 is 'dumped again it is the same' \
     "$(diff <(grep -v '^.\(un\)\?restrict ' "$work/dump.sql") <(grep -v '^.\(un\)\?restrict ' "$work/again.sql"))" ''
 
+# Whoever may dump the rest of a database can dump the catalogue, too.
+sql 'create role dumping_role login' >/dev/null
+is 'an ordinary role dumps' "$(pg_dump --role=dumping_role t_dump_restore 2>&1 >"$work/ordinary.sql")" ''
+is 'the same' "$(diff <(grep -v '^.\(un\)\?restrict ' "$work/dump.sql") <(grep -v '^.\(un\)\?restrict ' "$work/ordinary.sql"))" ''
+
 # The rights are those of before.
 rights() {
     PGDATABASE=$1 sqlstate_of "set role \"$2\"" \

@@ -431,6 +431,37 @@ TEST_F(memory_safety, copied_document_outlives_its_original_and_gives_its_nodes_
     EXPECT_TRUE(libxml2_bytes() == 0);
 }
 
+TEST_F(memory_safety, nodes_of_the_target_move_into_a_copied_document) {
+    const sql::handle into = document("<r><s x='1'>text</s></r>"); // names of the parser's
+    const sql::handle copy = import(into, empty_document(), true);
+    append(copy, first(root(into)));
+    const sql::handle second = import(into, document("<a/>"), true);
+    append(root(second), root(copy));
+    EXPECT_EQ(written_root(second), "<a><s x=\"1\">text</s></a>");
+    call(xml_dom_free_document, into);
+    EXPECT_FALSE(is_known(second));
+}
+
+TEST_F(memory_safety, what_stands_in_an_entity_stays_there) {
+    const sql::handle tree = document("<!DOCTYPE a [<!ENTITY e 'one<b y=\"1\"><c/></b>two'>]>"
+                                      "<a>&e;</a>");
+    const xmlEntityPtr entity = xmlGetDocEntity(reinterpret_cast<xmlDocPtr>(node(tree)),
+                                                reinterpret_cast<const xmlChar *>("e"));
+    const sql::handle top = root(tree);
+    const sql::handle one = name_node(tree, entity->children);
+    const sql::handle inner = call(xml_dom_make_element, next(one)).handle();
+    const sql::handle innermost = first(inner);
+    for (const sql::handle &fixed : {one, inner, innermost}) {
+        EXPECT_REPORT(call(xml_dom_append_child, top, fixed), reports::not_allowed);
+        EXPECT_REPORT(call(xml_dom_append_child, fixed, text(tree, "t")), reports::not_allowed);
+        EXPECT_FALSE(call(xml_dom_free_node, call(xml_dom_import_node, tree, fixed, true).handle())
+                         .failed()); // reading is allowed
+    }
+    call(xml_dom_set_attribute, inner, "y", "2");
+    EXPECT_EQ(written(inner), "<b y=\"1\"><c/></b>");
+    EXPECT_EQ(written(top), "<a>one<b y=\"1\"><c/></b>two</a>");
+}
+
 TEST_F(memory_safety, copied_attribute_in_a_namespace_outlives_its_original) {
     const sql::handle into = document("<r/>");
     const sql::handle from = document("<a xmlns:p='urn:p' p:x='1'/>");

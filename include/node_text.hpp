@@ -35,7 +35,8 @@ using text_room = growing_array<xmlChar, 256>;
 // namespace it stands, else in that one; one that the document type declares with a default counts
 // (its declaration is returned). Null when there is none, and for nodes that are no elements.
 // Reports out_of_memory.
-[[nodiscard]] xmlNodePtr find_attribute(xmlNodePtr node, const xmlChar *name, const xmlChar *uri);
+[[nodiscard]] xmlNodePtr look_up_attribute(xmlNodePtr node, const xmlChar *name,
+                                           const xmlChar *uri);
 // The value of that attribute as a text result, null when there is no such attribute. An empty
 // value is an empty text. Reports out_of_memory.
 [[nodiscard]] host::datum attribute_result(host::call &call, xmlNodePtr node, const xmlChar *name,

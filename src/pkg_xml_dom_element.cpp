@@ -180,7 +180,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_get_attribute_node) {
     if (!call.is_null(2)) {
         uri.emplace(call.value(2));
     }
-    xmlNodePtr found = find_attribute(node, name.xml(), uri ? uri->xml() : nullptr);
+    xmlNodePtr found = look_up_attribute(node, name.xml(), uri ? uri->xml() : nullptr);
     // The serial is the session's, not that of the element's handle.
     return found == nullptr
                ? call.null()

@@ -212,7 +212,7 @@ host::datum name_result(const xmlChar *prefix, const xmlChar *name) {
     return text_result(room.data(), room.size() - 1);
 }
 
-xmlNodePtr find_attribute(xmlNodePtr node, const xmlChar *name, const xmlChar *uri) {
+xmlNodePtr look_up_attribute(xmlNodePtr node, const xmlChar *name, const xmlChar *uri) {
     const host::tree_scope scope;
     xmlAttrPtr found = uri == nullptr ? xmlHasProp(node, name) : xmlHasNsProp(node, name, uri);
     // Without the memory it needs, libxml2 says that there is none.
@@ -224,7 +224,7 @@ xmlNodePtr find_attribute(xmlNodePtr node, const xmlChar *name, const xmlChar *u
 
 host::datum attribute_result(host::call &call, xmlNodePtr node, const xmlChar *name,
                              const xmlChar *uri) {
-    const xmlNode *attribute = find_attribute(node, name, uri);
+    const xmlNode *attribute = look_up_attribute(node, name, uri);
     if (attribute == nullptr) {
         return call.null();
     }

@@ -17,6 +17,8 @@ CREATE TYPE xml_directory_role (
     ALIGNMENT = int4
 );
 COMMENT ON TYPE xml_directory_role IS 'role that owns a directory object or may write into it';
+COMMENT ON FUNCTION xml_directory_role_in(cstring) IS 'reads a role by its name';
+COMMENT ON FUNCTION xml_directory_role_out(xml_directory_role) IS 'writes the name of a role';
 
 CREATE CAST (xml_directory_role AS oid) WITHOUT FUNCTION;
 CREATE CAST (oid AS xml_directory_role) WITHOUT FUNCTION;

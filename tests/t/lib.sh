@@ -81,9 +81,10 @@ wait_for_statement() {
 # A session that lasts: `tell STATEMENT...` prints what it answers.
 open_session() {
     coproc SESSION { client 2>&1; }
-    session_input=${SESSION[1]}
-    session_output=${SESSION[0]}
     session_process=$SESSION_PID
+    # Copies, since subshells do not see the descriptors of a coprocess.
+    exec {session_input}>&"${SESSION[1]}" {session_output}<&"${SESSION[0]}" \
+        {SESSION[1]}>&- {SESSION[0]}<&-
 }
 tell() {
     local line
@@ -93,7 +94,7 @@ tell() {
     done
 }
 close_session() {
-    eval "exec $session_input>&-"
+    exec {session_input}>&- {session_output}<&-
     wait "$session_process" 2>/dev/null
 }
 

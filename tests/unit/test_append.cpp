@@ -242,6 +242,23 @@ TEST_F(appending, long_texts_grow_piece_by_piece) {
     EXPECT_EQ(value(first(top)), expected);
 }
 
+TEST_F(appending, long_texts_are_set_and_grow_again) {
+    const sql::handle tree = document("<a>0</a>");
+    const sql::handle top = root(tree);
+    for (const std::size_t set_to :
+         {0UL, 1UL, 5000UL, 4095UL, 4096UL, 4097UL, 8191UL, 8192UL, 3UL}) {
+        std::string expected(set_to, 's');
+        call(xml_dom_set_node_value, first(top), expected);
+        for (const std::size_t piece : {1UL, 4096UL, 1UL, 0UL, 4095UL, 30000UL, 2UL}) {
+            append(top, text(tree, std::string(piece, 'p')));
+            expected.append(piece, 'p');
+            EXPECT_EQ(value(first(top)), expected);
+        }
+    }
+    append(element(tree, "aside"), first(top));
+    EXPECT_EQ(written(top), "<a/>");
+}
+
 TEST_F(appending, texts_that_are_not_escaped_do_not_merge_with_others) {
     const sql::handle tree = document("<a>one</a>");
     const sql::handle top = root(tree);

@@ -5,6 +5,10 @@
 #include "error_reports.hpp"
 #include "host/xml.hpp"
 
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
 namespace pkg_dbe_xml {
 
 namespace {
@@ -39,6 +43,65 @@ void link_only_child(xmlAttrPtr attribute, xmlNodePtr text) noexcept {
     return xmlDictExists(document->dict, name, -1);
 }
 
+[[nodiscard]] bool is_in_namespace(const xmlAttr *attribute, const xmlChar *uri) noexcept {
+    return uri == nullptr ? attribute->ns == nullptr
+                          : attribute->ns != nullptr && xmlStrEqual(attribute->ns->href, uri) != 0;
+}
+
+// Attributes of one element that are looked at by name; further ones are told apart by a hash of
+// their name first.
+constexpr std::size_t k_few_attributes = 8;
+
+// Never null.
+[[nodiscard]] void *hash_of(const xmlChar *name) noexcept {
+    std::uint64_t hash = 1469598103934665603U;
+    for (; *name != 0; ++name) {
+        hash = (hash ^ *name) * 1099511628211U;
+    }
+    return std::bit_cast<void *>(static_cast<std::uintptr_t>(hash | 1U));
+}
+
+// The hash of an attribute's name is kept in its `psvi`, which libxml2 leaves alone.
+[[nodiscard]] bool may_be_called(xmlAttr *attribute, const void *hash) noexcept {
+    if (attribute->psvi == nullptr) {
+        attribute->psvi = hash_of(attribute->name);
+    }
+    return attribute->psvi == hash;
+}
+
+struct attribute_place {
+    xmlAttrPtr found; // null when the element has no such attribute; `last` is its last one then
+    xmlAttrPtr last;
+};
+
+[[nodiscard]] attribute_place locate(const xmlNode *element, const xmlChar *name,
+                                     const xmlChar *uri) noexcept {
+    attribute_place place{nullptr, nullptr};
+    const void *hash = nullptr;
+    std::size_t seen = 0;
+    for (xmlAttrPtr attribute = first_attribute(element); attribute != nullptr;
+         attribute = attribute->next) {
+        place.last = attribute;
+        if (++seen > k_few_attributes) {
+            hash = hash == nullptr ? hash_of(name) : hash;
+            if (!may_be_called(attribute, hash)) {
+                continue;
+            }
+        }
+        if (is_in_namespace(attribute, uri) && xmlStrEqual(attribute->name, name) != 0) {
+            place.found = attribute;
+            break;
+        }
+    }
+    return place;
+}
+
+void link_behind(xmlNodePtr element, xmlAttrPtr last, xmlAttrPtr attribute) noexcept {
+    attribute->parent = element;
+    attribute->prev = last;
+    (last == nullptr ? element->properties : last->next) = attribute;
+}
+
 } // namespace
 
 bool is_immutable(const xmlNode *node) noexcept {
@@ -64,16 +127,7 @@ bool is_immutable(const xmlNode *node) noexcept {
 
 xmlAttrPtr find_attribute(const xmlNode *element, const xmlChar *name,
                           const xmlChar *uri) noexcept {
-    for (xmlAttrPtr attribute = first_attribute(element); attribute != nullptr;
-         attribute = attribute->next) {
-        const bool same_namespace =
-            uri == nullptr ? attribute->ns == nullptr
-                           : attribute->ns != nullptr && xmlStrEqual(attribute->ns->href, uri) != 0;
-        if (same_namespace && xmlStrEqual(attribute->name, name) != 0) {
-            return attribute;
-        }
-    }
-    return nullptr;
+    return locate(element, name, uri).found;
 }
 
 bool has_plain_attribute(const xmlNode *element, const xmlChar *name) {
@@ -145,31 +199,24 @@ void set_attribute_text(family &owner, xmlAttrPtr attribute, const xmlChar *valu
 
 void set_attribute_of(family &owner, xmlNodePtr element, xmlNsPtr space, const xmlChar *name,
                       const xmlChar *value) {
-    xmlAttrPtr const existing =
-        find_attribute(element, name, space == nullptr ? nullptr : space->href);
-    if (existing != nullptr) {
-        set_attribute_text(owner, existing, value, true);
-        existing->ns = space;
+    const attribute_place place = locate(element, name, space == nullptr ? nullptr : space->href);
+    if (place.found != nullptr) {
+        set_attribute_text(owner, place.found, value, true);
+        place.found->ns = space;
     } else {
         xml_node_ptr made = new_attribute(element->doc, name, value);
         made->ns = space;
-        link_attribute(element, reinterpret_cast<xmlAttrPtr>(made.release()));
+        link_behind(element, place.last, reinterpret_cast<xmlAttrPtr>(made.release()));
     }
     mark_used_elsewhere(space);
 }
 
 void link_attribute(xmlNodePtr element, xmlAttrPtr attribute) noexcept {
-    attribute->parent = element;
     xmlAttrPtr last = element->properties;
-    if (last == nullptr) {
-        element->properties = attribute;
-        return;
-    }
-    while (last->next != nullptr) {
+    while (last != nullptr && last->next != nullptr) {
         last = last->next;
     }
-    last->next = attribute;
-    attribute->prev = last;
+    link_behind(element, last, attribute);
 }
 
 } // namespace pkg_dbe_xml

@@ -82,6 +82,31 @@ TEST_F(attribute_changes, set_on_an_element_handle_of_a_comment_does_nothing) {
     EXPECT_EQ(written_root(tree), "<a><!--c--></a>");
 }
 
+TEST_F(attribute_changes, set_among_many) {
+    std::string xml = "<a xmlns:p='urn:p' xmlns:q='urn:q'";
+    for (int number = 0; number < 40; ++number) { // some parsed, some set
+        xml += " n" + std::to_string(number) + "='0' p:n" + std::to_string(number) + "='0'";
+    }
+    const sql::handle top = root(document(xml + "/>"));
+    for (int round = 0; round < 3; ++round) {
+        for (int number = 0; number < 80; ++number) {
+            const std::string name = "n" + std::to_string(number);
+            const std::string number_text = std::to_string(number + round);
+            call(xml_dom_set_attribute, top, name, number_text);
+            call(xml_dom_set_attribute, top, "p:" + name, "p" + number_text);
+            call(xml_dom_set_attribute, top, "q:" + name, "q" + number_text);
+        }
+    }
+    EXPECT_EQ(call(xml_dom_get_length, map_of(top)).integer(), 240);
+    for (int number = 0; number < 80; ++number) {
+        const std::string name = "n" + std::to_string(number);
+        const std::string expected = std::to_string(number + 2);
+        EXPECT_EQ(call(xml_dom_get_attribute_ns, top, name, "urn:p").text(), "p" + expected);
+        EXPECT_EQ(call(xml_dom_get_attribute_ns, top, name, "urn:q").text(), "q" + expected);
+        EXPECT_NE(written(top).find(" " + name + "=\"" + expected + "\""), std::string::npos);
+    }
+}
+
 TEST_F(attribute_changes, set_follows_declared_prefixes) {
     const sql::handle tree = document("<a xmlns:p='urn:p' p:x='1' x='2'/>");
     const sql::handle top = root(tree);

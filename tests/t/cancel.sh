@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Cancelled and timed-out statements: they stop soon, free what they made and leave the session
 # usable.
 . "$(dirname "$0")/lib.sh"

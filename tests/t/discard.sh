@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # DISCARD ALL: what a connection pool sends before it hands a session to the next client.
 . "$(dirname "$0")/lib.sh"
 

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Databases in several encodings: text goes in and comes out in the encoding of the database, is
 # UTF-8 within, and a character that the database does not have is the server's own error.
 . "$(dirname "$0")/lib.sh"
@@ -6,7 +7,7 @@
 in_database() {
     local name
     name=t_encodings_$(tr 'A-Z' 'a-z' <<<"$1")
-    PGDATABASE=postgres psql -X -q \
+    psql -X -q -d postgres \
         -c "create database $name template template0 encoding '$1' lc_collate 'C' lc_ctype 'C'" || exit 1
     export PGDATABASE=$name
     client -c 'create extension pkg_dbe_xml' || exit 1

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # The fields of a report as a client sees them, and what failing leaves behind: nothing.
 . "$(dirname "$0")/lib.sh"
 

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Handles as values: nested in calls, kept in variables, tables, arrays and composites; wrong,
 # forged and stale ones.
 . "$(dirname "$0")/lib.sh"

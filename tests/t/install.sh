@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Installing: into another schema, twice, by somebody without the right; dropping and coming back.
 . "$(dirname "$0")/lib.sh"
 

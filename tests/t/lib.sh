@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Helpers of the scripted sessions. A script sources this first, which gives it a database of its
 # own with the extension, and calls `done_testing` last.
 #
@@ -109,5 +110,5 @@ logged() {
 }
 
 export PGDATABASE="t_$test_name"
-PGDATABASE=postgres psql -X -q -c "create database $PGDATABASE" || exit 1
+psql -X -q -d postgres -c "create database $PGDATABASE" || exit 1
 client -c 'create extension pkg_dbe_xml' || exit 1

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Memory: contexts under their own names, and sessions that do not grow.
 . "$(dirname "$0")/lib.sh"
 

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # The library loaded when the server starts, together with another one that takes part in utility
 # statements, before and behind it.
 . "$(dirname "$0")/lib.sh"

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # The end of a session, with everything it made still alive.
 . "$(dirname "$0")/lib.sh"
 

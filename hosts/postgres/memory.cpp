@@ -75,6 +75,16 @@ void *mmgr_memory_alloc_huge(memory_context *context, std::size_t size) {
     return allocate(server_context(context), size, 0);
 }
 
+void *mmgr_resize(void *pointer, std::size_t size) {
+    if (!AllocHugeSizeIsValid(size)) {
+        raise_out_of_memory(size);
+    }
+    void *resized = nullptr;
+    // The one request for memory that can only be made in a way that fails by a jump.
+    guard([&] { resized = repalloc_huge(pointer, size); });
+    return resized;
+}
+
 void mmgr_free_with_fl(void *pointer, const char * /*file*/, int /*line*/) noexcept {
     if (pointer != nullptr) {
         pfree(pointer); // fails only for what is no allocation of the server

@@ -367,7 +367,7 @@ std::string run_program(std::span<const std::uint8_t> bytes, bool with_files,
         host::standalone::files().protected_names = {"f.xml", ".xml"};
     }
     program calls(bytes, with_files);
-    program_call call;
+    program_call call{};
     std::string wrong;
     std::size_t count = 0;
     while (wrong.empty() && calls.next(call)) {

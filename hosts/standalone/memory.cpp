@@ -236,6 +236,31 @@ void *mmgr_memory_alloc_huge(memory_context *context, std::size_t size) {
     return allocate(context, size, false);
 }
 
+void *mmgr_resize(void *pointer, std::size_t size) {
+    block_header *block = checked_header(pointer);
+    constexpr std::size_t overhead = sizeof(block_header) + k_guard_bytes;
+    void *memory = nullptr;
+    if (!standalone::fault_due(standalone::service::allocation) && size <= SIZE_MAX - overhead) {
+        memory = std::realloc(block, size + overhead);
+    }
+    if (memory == nullptr) {
+        raise_out_of_memory(size);
+    }
+    block = static_cast<block_header *>(memory);
+    memory_context *context = block->context;
+    (block->previous != nullptr ? block->previous->next : context->blocks) = block;
+    if (block->next != nullptr) {
+        block->next->previous = block;
+    }
+    context->byte_count += size - block->size;
+    block->size = size;
+    block->mark = live_mark(block);
+    if constexpr (k_guard_bytes != 0) {
+        std::memset(bytes_of(block) + size, k_guard_byte, k_guard_bytes);
+    }
+    return bytes_of(block);
+}
+
 void mmgr_free_with_fl(void *pointer, const char * /*file*/, int /*line*/) noexcept {
     if (pointer != nullptr) {
         release_block(checked_header(pointer));

@@ -1,6 +1,7 @@
 // Writing documents and nodes to buffers and CLOBs.
 #include "serialization.hpp"
 #include "standalone_session.hpp"
+#include "support/faults.hpp"
 #include "support/sql.hpp"
 #include "trees.hpp"
 
@@ -480,6 +481,55 @@ TEST_F(short_pieces, long_text_of_a_node_stays_in_utf8) {
     const std::string shorter(290, '\xE4');
     const sql::handle inline_document = parse("<a>" + shorter + "</a>");
     expect_text(trees::root(inline_document), "<a>" + shorter + "</a>");
+}
+
+// --- failures
+// -------------------------------------------------------------------------------------
+
+// Every writer, with every allocation and conversion failing, one at a time.
+void sweep_writers(std::string name, const std::string &text, const char *encoding,
+                   std::int64_t piece_size) {
+    sql::sweep_figures figures;
+    for (const sql::function entry : k_all_writers) {
+        sql::handle document;
+        sql::scenario played;
+        played.name = name;
+        played.database_encoding = encoding;
+        played.prepare = [&] {
+            standalone::set_piece_size(piece_size);
+            document = sql::call(xml_dom_new_document_clob, text).handle();
+        };
+        played.run = [&] { return sql::call(entry, document); };
+        played.state = [&] { return std::to_string(pkg_dbe_xml::xml_count_hashentries()); };
+        played.shown = [](const sql::result &outcome) {
+            return outcome.failed() ? outcome.error().message : outcome.text();
+        };
+        figures += sql::sweep_allocation_failures(played);
+        figures += sql::sweep_failures(played, standalone::service::conversion);
+    }
+    EXPECT_GT(figures.reported, 3) << name;
+    EXPECT_EQ(figures.lossy, 0) << name;
+}
+
+TEST(serialization_failures, leave_nothing_behind) {
+    const std::string long_text =
+        "<?xml version='1.0'?><a>" + std::string(200000, 'x') + "<b c='&#228;'/></a>";
+    sweep_writers("short", "<a><b c='1'>text</b></a>", "UTF8", 0);
+    sweep_writers("long", long_text, "UTF8", 0);
+    sweep_writers("long, converted", long_text, "LATIN1", 0);
+    sweep_writers("with a document type",
+                  "<!DOCTYPE a [<!ELEMENT a (b*)><!ATTLIST a c CDATA 'd'><!NOTATION n SYSTEM 'n'>"
+                  "<!ENTITY e 'x'>]><a><b/></a>",
+                  "UTF8", 0);
+    sweep_writers("XHTML",
+                  "<!DOCTYPE html PUBLIC '-//W3C//DTD XHTML 1.0 Strict//EN' 'x'><html><br/></html>",
+                  "UTF8", 0);
+}
+
+TEST(serialization_failures, leave_nothing_behind_where_texts_are_built_from_pieces) {
+    const std::string text = "<a>" + std::string(1500, 'x') + "</a>";
+    sweep_writers("pieces", text, "UTF8", 200);
+    sweep_writers("pieces, converted", text, "LATIN1", 200);
 }
 
 } // namespace

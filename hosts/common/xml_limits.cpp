@@ -36,9 +36,9 @@ constexpr std::int64_t k_text_per_byte = 512;
 // A declaration longer than this is charged for: libxml2 compares each name in a list of values
 // with each.
 constexpr std::int64_t k_long_declaration = 16384;
-constexpr std::int64_t k_declaration_text_per_byte = 128;
+constexpr std::int64_t k_declaration_text_per_byte = 64;
 // What an error costs that is raised for each pair of ID attributes of one element.
-constexpr std::int64_t k_error_cost = 100;
+constexpr std::int64_t k_error_cost = 400;
 // A model with optional parts is compiled in cubic time: one byte for each few of these steps.
 constexpr std::int64_t k_model_steps_per_byte = 5;
 // Elements with less than this are too quickly done to be charged for.

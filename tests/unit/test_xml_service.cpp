@@ -3,6 +3,7 @@
 
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
+#include "support/overlooked_losses.hpp"
 
 #include <libxml/globals.h>
 #include <libxml/parserInternals.h>
@@ -486,6 +487,7 @@ constexpr std::int64_t k_lost_by_libxml2 = 1024;
 void sweep(int options, std::int64_t repeats, std::int64_t most) {
     const std::string expected = written(parse(k_varied, options).document.get());
     stderr_watch watch;
+    const sql::losses_overlooked overlooked;
     std::int64_t lost = 0;
     std::int64_t at = 1;
     bool met = true;

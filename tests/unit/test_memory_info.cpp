@@ -1,0 +1,119 @@
+// What the administrator sees of the memory behind documents.
+#include "support/sql.hpp"
+
+#include "host/xml.hpp"
+
+#include <cstdint>
+#include <sstream>
+
+extern "C" host::datum xml_dom_get_memory_info(host::call_record *record);
+
+namespace {
+
+struct memory_line {
+    std::string handle;
+    std::int64_t nodes = 0, bytes = 0;
+};
+
+std::string hexadecimal(const sql::handle &handle) {
+    std::string digits;
+    for (const std::uint8_t byte : handle.bytes) {
+        constexpr char k_digits[] = "0123456789ABCDEF";
+        digits += k_digits[byte / 16];
+        digits += k_digits[byte % 16];
+    }
+    return digits;
+}
+
+class memory_info : public sql::session_test {
+  protected:
+    // All lines; the last is the one for the whole session.
+    static std::vector<memory_line> lines() {
+        std::istringstream text(sql::call(xml_dom_get_memory_info).text());
+        std::vector<memory_line> found;
+        memory_line line;
+        while (text >> line.handle >> line.nodes >> line.bytes) {
+            found.push_back(line);
+        }
+        EXPECT_FALSE(found.empty());
+        EXPECT_EQ(found.back().handle, "all");
+        return found;
+    }
+    static memory_line line_of(const std::vector<memory_line> &found, const sql::handle &handle) {
+        for (const memory_line &line : found) {
+            if (line.handle == hexadecimal(handle)) {
+                return line;
+            }
+        }
+        ADD_FAILURE() << "no line for " << hexadecimal(handle);
+        return {};
+    }
+    static sql::handle parsed(const std::string &text) {
+        return sql::call(xml_dom_new_document_clob, text).handle();
+    }
+};
+
+TEST_F(memory_info, a_session_without_documents_has_one_line) {
+    EXPECT_EQ(sql::call(xml_dom_get_memory_info).text(), "all 0 0");
+}
+
+TEST_F(memory_info, a_line_for_each_document_handle) {
+    const sql::handle small = parsed("<a/>");
+    const sql::handle large = parsed("<a><b c='d'>text</b><b/></a>");
+    const std::vector<memory_line> found = lines();
+    ASSERT_EQ(found.size(), 3U);
+    EXPECT_EQ(line_of(found, small).nodes, 2); // the document and its root
+    EXPECT_EQ(line_of(found, large).nodes, 7); // document, two elements below one, attribute, texts
+    EXPECT_EQ(found[2].nodes, 9);
+    EXPECT_EQ(found[2].bytes, host::gate.bytes_in_use);
+    sql::call(xml_dom_free_document, small);
+    EXPECT_EQ(lines().size(), 2U);
+    sql::call(xml_dom_free_document, large);
+    EXPECT_EQ(lines().size(), 1U);
+    EXPECT_EQ(lines().back().bytes, 0);
+}
+
+// What is told of a document is within a tenth of what the heap gave for it.
+TEST_F(memory_info, bytes_are_those_of_the_heap) {
+    std::string rows;
+    for (int i = 0; i < 2000; ++i) {
+        const std::string number = std::to_string(i);
+        rows += "<row id='" + number + "' kind='an attribute value of some length'><name>row " +
+                number + "</name><!-- a comment --><?p i?>&e;<![CDATA[some more text]]></row>";
+    }
+    for (const std::string &doctype :
+         {std::string("<!DOCTYPE a [<!ENTITY e 'entity <i>text</i>'><!ELEMENT a ANY>"
+                      "<!ELEMENT i (#PCDATA)><!ATTLIST i b CDATA 'c'>]>"),
+          std::string("<!DOCTYPE a [<!ENTITY e ''>]>")}) {
+        const std::int64_t before = host::gate.bytes_in_use;
+        const sql::handle document = parsed(doctype + "<a xmlns='u' xmlns:p='v'>" + rows + "</a>");
+        const auto held = static_cast<double>(host::gate.bytes_in_use - before);
+        const auto told = static_cast<double>(lines().front().bytes);
+        EXPECT_GT(told, 0.9 * held);
+        EXPECT_LT(told, 1.2 * held); // the heap's headers are not in what the gate counts
+        sql::call(xml_dom_free_document, document);
+    }
+}
+
+TEST_F(memory_info, counts_what_is_detached_and_what_was_imported) {
+    const sql::handle document = parsed("<a><b/></a>");
+    const std::vector<memory_line> before = lines();
+    const sql::handle other = parsed("<c>" + std::string(10000, 'x') + "</c>");
+    EXPECT_FALSE(sql::call(xml_dom_import_node, document, other, true).failed());
+    sql::call(xml_dom_free_document, other);
+    const std::vector<memory_line> after = lines();
+    ASSERT_EQ(after.size(), 2U);
+    EXPECT_GT(after[0].bytes, before[0].bytes + 10000);
+    EXPECT_GT(after[0].nodes, before[0].nodes);
+}
+
+TEST_F(memory_info, parser_objects_are_in_the_whole) {
+    const sql::handle parser = sql::call(xmlparser_new_parser).handle();
+    EXPECT_EQ(lines().size(), 1U);
+    EXPECT_GT(lines().back().bytes, 1000);
+    sql::call(xmlparser_parse_clob, parser, "<a>" + std::string(10000, 'x') + "</a>");
+    EXPECT_GT(lines().back().bytes, 11000);
+    EXPECT_EQ(lines().back().nodes, 0);
+}
+
+} // namespace

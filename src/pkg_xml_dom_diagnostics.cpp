@@ -67,9 +67,10 @@ std::int64_t serialised_size(xmlDocPtr document) {
     {
         const host::xml_scope scope;
         const char *encoding = reinterpret_cast<const char *>(document->encoding);
-        encoding_handler_ptr handler(encoding == nullptr ? nullptr
-                                                         : xmlFindCharEncodingHandler(encoding));
-        if (!scope.refused() && (encoding == nullptr || handler != nullptr)) {
+        const bool converts = document->encoding != nullptr &&
+                              xmlStrcasecmp(document->encoding, BAD_CAST "UTF-8") != 0;
+        encoding_handler_ptr handler(converts ? xmlFindCharEncodingHandler(encoding) : nullptr);
+        if (!scope.refused() && (!converts || handler != nullptr)) {
             xmlOutputBufferPtr buffer =
                 xmlOutputBufferCreateIO(count_bytes, nullptr, &size, handler.get());
             if (buffer != nullptr) {

@@ -9,6 +9,13 @@ namespace {
 
 using namespace trees;
 
+// Has libxml2 free the children with the entity, where it asks for that.
+template <class Entity> void own_children(Entity &entity) {
+    if constexpr (requires { entity.owner; }) {
+        entity.owner = 1;
+    }
+}
+
 class node_values : public sql::session_test {
   protected:
     static sql::handle first_child(const sql::handle &parent) {
@@ -135,14 +142,13 @@ TEST_F(node_values, an_entity_reference_has_the_text_of_its_entity) {
     ASSERT_EQ(type(reference), 5);
     EXPECT_EQ(name(reference), "e");
     EXPECT_EQ(value(reference), "acinneryesf");
-    // What libxml2 says of it itself.
-    xmlChar *content = nullptr;
-    {
-        const host::tree_scope scope;
-        content = xmlNodeGetContent(node_of(reference));
-        EXPECT_STREQ(reinterpret_cast<const char *>(content), "acinneryesf");
-        xmlFree(content);
-    }
+#if LIBXML_VERSION < 21300
+    // As libxml2 itself reads it; later versions leave comments out.
+    const host::tree_scope scope;
+    xmlChar *content = xmlNodeGetContent(node_of(reference));
+    EXPECT_STREQ(reinterpret_cast<const char *>(content), "acinneryesf");
+    xmlFree(content);
+#endif
 }
 
 TEST_F(node_values, a_reference_to_an_unknown_entity_has_no_value) {
@@ -210,7 +216,7 @@ TEST_F(node_values, entities_that_unfold_without_end_are_refused) {
                 continue;
             }
             entity->children = list;
-            declared->owner = 1;
+            own_children(*declared);
             for (xmlNodePtr child = list; child != nullptr; child = child->next) {
                 child->parent = entity;
                 entity->last = child;

@@ -4,46 +4,13 @@
 #include "host/session.hpp"
 #include "standalone_session.hpp"
 #include "support/invariants.hpp"
+#include "support/overlooked_losses.hpp"
 
+#include <optional>
 #include <sstream>
-
-#if defined(__SANITIZE_ADDRESS__)
-#define PKG_DBE_XML_LEAKS_ARE_SOUGHT
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define PKG_DBE_XML_LEAKS_ARE_SOUGHT
-#endif
-#endif
-#ifdef PKG_DBE_XML_LEAKS_ARE_SOUGHT
-#include <sanitizer/lsan_interface.h>
-#endif
 
 namespace sql {
 namespace {
-
-// Lets the sanitizer overlook the blocks that libxml2 loses; they are counted all the same.
-class overlooked_losses {
-  public:
-    explicit overlooked_losses(bool active) : active_(active) {
-#ifdef PKG_DBE_XML_LEAKS_ARE_SOUGHT
-        if (active_) {
-            __lsan_disable();
-        }
-#endif
-    }
-    ~overlooked_losses() {
-#ifdef PKG_DBE_XML_LEAKS_ARE_SOUGHT
-        if (active_) {
-            __lsan_enable();
-        }
-#endif
-    }
-    overlooked_losses(const overlooked_losses &) = delete;
-    overlooked_losses &operator=(const overlooked_losses &) = delete;
-
-  private:
-    [[maybe_unused]] bool active_;
-};
 
 namespace standalone = host::standalone;
 
@@ -157,7 +124,10 @@ std::int64_t play_round(const scenario &played, standalone::service which, std::
                         const outcome &usual, sweep_figures &figures) {
     const node_watch watch;
     standalone::begin_session(played.database_encoding);
-    const overlooked_losses overlooked(played.libxml2_may_lose != 0);
+    std::optional<losses_overlooked> overlooked; // they are counted all the same
+    if (played.libxml2_may_lose != 0) {
+        overlooked.emplace();
+    }
     const outcome seen = play(played, which, at);
     EXPECT_TRUE(check_invariants());
     const bool reported = seen.given.failed() && !usual.given.failed();

@@ -188,10 +188,11 @@ std::vector<tested_function> node_functions() {
     };
 }
 
+on_node of_root(const char *text) {
+    return [text](const sample &node) { return is_root(node) ? std::string(text) : k_null; };
+}
+
 std::vector<tested_function> element_functions() {
-    const auto of_root = [](const char *text) {
-        return [text](const sample &node) { return is_root(node) ? std::string(text) : k_null; };
-    };
     const auto children = [](const sample &node) { return handle_text(14, is_root(node)); };
     return {
         takes_elements("get_attribute", xml_dom_get_attribute, gives::text, of_root("av"), true,
@@ -268,6 +269,18 @@ tested_function takes_collections(const char *label, sql::function entry, gives 
             }};
 }
 
+// Every node is found by the name that libxml2 has for it; the kind does not matter.
+std::function<std::string(const sample &, XMLDomNodeType)> found_by_name(bool any_namespace) {
+    return [any_namespace](const sample &node, XMLDomNodeType kind) {
+        if (kind == XMLDomNodeType::node_list) {
+            return k_inconsistent;
+        }
+        return node.raw == nullptr || (node.in_namespace && !any_namespace)
+                   ? k_null
+                   : handle_text(13, node.type);
+    };
+}
+
 std::vector<tested_function> collection_functions() {
     const on_node null = [](const sample &) { return k_null; };
     const on_node itself = [](const sample &node) { return handle_text(13, node.type); };
@@ -276,17 +289,6 @@ std::vector<tested_function> collection_functions() {
         [](const sample &) { return std::string("1"); },
         [](const sample &node) { return std::to_string(node.beside); }, "0", "0", {});
     length.for_null = "0";
-    // Every node is found by the name that libxml2 has for it; the kind does not matter.
-    const auto named = [](bool any_namespace) {
-        return [any_namespace](const sample &node, XMLDomNodeType kind) {
-            if (kind == XMLDomNodeType::node_list) {
-                return k_inconsistent;
-            }
-            return node.raw == nullptr || (node.in_namespace && !any_namespace)
-                       ? k_null
-                       : handle_text(13, node.type);
-        };
-    };
     return {
         length,
         takes_collections("item 0", xml_dom_item, gives::handle, itself,

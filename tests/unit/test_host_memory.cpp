@@ -63,6 +63,36 @@ TEST_F(host_memory, frees_in_any_order) {
     host::mmgr_memory_controller_delete(context);
 }
 
+TEST_F(host_memory, allocations_change_their_size) {
+    host::memory_context *context = make_context("test");
+    std::vector<unsigned char *> blocks;
+    for (unsigned char i = 0; i < 3; ++i) {
+        blocks.push_back(
+            static_cast<unsigned char *>(host::mmgr_memory_alloc_from_controller(context, 10)));
+        std::memset(blocks[i], i, 10);
+    }
+    for (const std::size_t size : {100000U, 20U, 5U, 0U, 1U}) {
+        blocks[1] = static_cast<unsigned char *>(host::mmgr_resize(blocks[1], size));
+        EXPECT_EQ(standalone::size_of_allocation(blocks[1]), size);
+        EXPECT_EQ(standalone::context_of_allocation(blocks[1]), context);
+        EXPECT_EQ(standalone::memory_of(context).bytes, 20 + size);
+        EXPECT_EQ(standalone::memory_of(context).blocks, 3U);
+        for (std::size_t i = 0; i < 5 && size >= 5; ++i) {
+            EXPECT_EQ(blocks[1][i], 1);
+        }
+        std::memset(blocks[1], 1, size);
+    }
+    standalone::fail_call(standalone::service::allocation, 1);
+    EXPECT_THROW(static_cast<void>(host::mmgr_resize(blocks[2], 1000)), host::raised);
+    EXPECT_EQ(standalone::size_of_allocation(blocks[2]), 10U);
+    for (unsigned char i = 0; i < 3; ++i) {
+        EXPECT_TRUE(i == 1 || blocks[i][9] == i);
+        host::mmgr_free_with_fl(blocks[i], __FILE__, __LINE__);
+    }
+    EXPECT_EQ(standalone::memory_of(context).bytes, 0U);
+    host::mmgr_memory_controller_delete(context);
+}
+
 TEST_F(host_memory, contexts_are_trees) {
     const std::size_t before = standalone::memory_of(host::session_memory_context()).contexts;
     host::memory_context *top = make_context("top");

@@ -304,14 +304,14 @@ std::vector<tested_function> collection_functions() {
          {sql::null},
          gives::handle,
          k_null,
-         named(true),
+         found_by_name(true),
          always_null},
         {"get_named_item_ns",
          xml_dom_get_named_item_ns,
          {sql::null, "urn:none"},
          gives::handle,
          k_null,
-         named(false),
+         found_by_name(false),
          always_null},
     };
 }

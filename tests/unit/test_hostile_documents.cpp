@@ -5,6 +5,7 @@
 #include "standalone_session.hpp"
 
 #include <libxml/globals.h>
+#include <libxml/xmlmemory.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,7 +13,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
+#include <optional>
 
 namespace {
 
@@ -209,6 +212,68 @@ TEST_P(hostile_documents, end_in_an_error_that_names_the_limit) {
 
 INSTANTIATE_TEST_SUITE_P(all, hostile_documents, ::testing::ValuesIn(k_hostile),
                          [](const auto &chosen) { return std::string(chosen.param.name); });
+
+// --- where nobody may stand in libxml2's allocations
+// ----------------------------------------------
+
+// Takes the gate out of libxml2 and puts it back. Blocks are the heap's either way.
+class gate_taken_out {
+  public:
+    gate_taken_out() {
+        { const host::xml_scope installs; }
+        xmlMemGet(&free_, &malloc_, &realloc_, &strdup_);
+        xmlMemSetup(std::free, std::malloc, std::realloc, strdup);
+    }
+    ~gate_taken_out() {
+        xmlMemSetup(free_, malloc_, realloc_, strdup_);
+        host::gate.bytes_in_use = 0;
+    }
+    gate_taken_out(const gate_taken_out &) = delete;
+    gate_taken_out &operator=(const gate_taken_out &) = delete;
+
+  private:
+    xmlFreeFunc free_ = nullptr;
+    xmlMallocFunc malloc_ = nullptr;
+    xmlReallocFunc realloc_ = nullptr;
+    xmlStrdupFunc strdup_ = nullptr;
+};
+
+class without_the_gate : public sql::session_test {
+  protected:
+    void SetUp() override {
+        session_test::SetUp();
+        gate_.emplace();
+    }
+    void TearDown() override {
+        gate_.reset();
+        session_test::TearDown();
+    }
+
+  private:
+    std::optional<gate_taken_out> gate_;
+};
+
+TEST_F(without_the_gate, limits_are_kept_by_what_the_parser_reports) {
+    EXPECT_FALSE(host::gate_in_force());
+    for (const hostile &document : k_hostile) {
+        if (document.limit == nullptr) {
+            continue;
+        }
+        for (const int options : document.options) {
+            const outcome result = parse(document.text(), options);
+            EXPECT_EQ(result.document, nullptr) << document.name;
+            EXPECT_NE(result.notes.limit, nullptr) << document.name;
+        }
+    }
+}
+
+TEST_F(without_the_gate, honest_documents_parse) {
+    EXPECT_NE(parse("<a b='c'>text</a>").document, nullptr);
+    EXPECT_NE(parse("<a>" + repeat("<a/>x", 100000) + "</a>").document, nullptr);
+    EXPECT_NE(
+        parse("<!DOCTYPE a [<!ENTITY e 'x'>]><a>" + repeat("<b>&e;</b>", 50000) + "</a>").document,
+        nullptr);
+}
 
 // --- honest documents that use the same means ---------------------------------------------------
 

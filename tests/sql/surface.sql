@@ -5,13 +5,17 @@ CREATE TEMPORARY VIEW declared AS
         AND d.classid = 'pg_proc'::regclass AND d.refclassid = 'pg_extension'::regclass AND d.deptype = 'e'
         JOIN pg_extension AS e ON e.oid = d.refobjid AND e.extname = 'pkg_dbe_xml';
 CREATE TEMPORARY VIEW functions AS
-    SELECT * FROM declared WHERE proname ~ '^(xml_dom|xmlparser)_' AND proname !~ '^xml_dom_directory_';
+    SELECT * FROM declared WHERE proname ~ '^(xml_dom|xmlparser)_' AND proname <> 'xml_dom_get_memory_info';
 
 -- All of them, those with optional arguments once for each number of arguments.
 SELECT count(DISTINCT proname) AS names, count(*) AS declarations FROM functions;
 SELECT proname, array_agg(pronargs ORDER BY pronargs) AS arguments FROM functions
     GROUP BY proname HAVING count(*) > 1 ORDER BY proname COLLATE "C";
 SELECT proname, pronargs FROM functions WHERE prosrc <> proname;
+
+-- And what stands beside them: administration and the types.
+SELECT oid::regprocedure FROM declared WHERE oid NOT IN (SELECT oid FROM functions)
+    ORDER BY proname COLLATE "C";
 
 -- Described, with named arguments; never taken for constant, never run in a parallel worker.
 SELECT proname FROM declared WHERE obj_description(oid, 'pg_proc') IS NULL ORDER BY 1;

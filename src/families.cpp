@@ -201,6 +201,7 @@ void leave_family(document_entry &document) noexcept {
 
 void end_family(registry &state, family &owner) noexcept {
     const host::tree_scope scope;
+    const std::int64_t before = host::gate.bytes_in_use;
     xmlNodePtr collected = nullptr;
     while (owner.ids != nullptr) {
         document_entry &document = *owner.ids;
@@ -220,6 +221,7 @@ void end_family(registry &state, family &owner) noexcept {
     if (main != nullptr) {
         xmlFreeDoc(main);
     }
+    host::give_memory_back(before - host::gate.bytes_in_use);
 }
 
 family *find_family(const XMLHashEntry &entry) noexcept {

@@ -24,6 +24,10 @@ constexpr std::uint32_t k_allocations_between_looks = 64;
 // After a request to stop: as many as libxml2 makes in a tenth of a second or so.
 constexpr std::uint32_t k_looks_before_refusal = 16384;
 
+// Freed in one go, from which on memory is given back to the machine; and what the heap keeps then.
+constexpr std::int64_t k_worth_giving_back = 32LL * 1024 * 1024;
+constexpr std::size_t k_kept_for_the_next = 8U * 1024 * 1024;
+
 struct error_handlers {
     xmlStructuredErrorFunc structured;
     void *structured_context;
@@ -188,6 +192,14 @@ bool gate_in_force() noexcept { return in_force && xmlMalloc == gated_malloc; }
 void set_allocation_fault(allocation_fault function) noexcept {
     fault = function;
     gate.countdown = 1;
+}
+
+void give_memory_back([[maybe_unused]] std::int64_t freed) noexcept {
+#ifdef __GLIBC__
+    if (freed >= k_worth_giving_back) {
+        malloc_trim(k_kept_for_the_next);
+    }
+#endif
 }
 
 void restore_error_handlers() noexcept {

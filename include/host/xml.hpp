@@ -47,6 +47,9 @@ void prepare_gate() noexcept;
 // False when this libxml2 does not let anyone stand in its allocations. Limits are then kept by
 // what the parser reports of the document, and failed allocations go unnoticed.
 [[nodiscard]] bool gate_in_force() noexcept;
+// To be told when `freed` bytes of libxml2's were freed in one go: gives them back to the machine
+// where that is worth its cost. The heap keeps what lies between blocks still in use otherwise.
+void give_memory_back(std::int64_t freed) noexcept;
 // Puts the error handlers back that were replaced when an allocation failed.
 void restore_error_handlers() noexcept;
 

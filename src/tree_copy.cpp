@@ -322,8 +322,6 @@ xml_doc_ptr copy_document(xmlDocPtr target, xmlDocPtr source) {
     }
     set_text(made->encoding, source->encoding);
     set_text(made->URL, source->URL);
-    made->charset = source->charset;
-    made->compression = source->compression;
     made->standalone = source->standalone;
     if (scope.refused()) {
         report(reports::out_of_memory);

@@ -53,6 +53,17 @@ TEST_F(element_queries, attribute_value) {
     EXPECT_TRUE(sql::call(xml_dom_get_attribute, element, "xmlns").is_null());
 }
 
+TEST_F(element_queries, attribute_without_children_has_an_empty_value) {
+    const sql::handle document = parsed("<r a='1'/>");
+    const sql::handle element = root(document);
+    pkg_dbe_xml::retire_children(pkg_dbe_xml::family_of(*entry_of(document)),
+                                 reinterpret_cast<xmlNodePtr>(node_of(element)->properties));
+    EXPECT_EQ(sql::call(xml_dom_get_attribute, element, "a").text(), "");
+    EXPECT_TRUE(sql::call(xml_dom_get_node_value,
+                          sql::call(xml_dom_get_attribute_node, element, "a").handle())
+                    .is_null());
+}
+
 TEST_F(element_queries, attribute_value_of_a_default) {
     const sql::handle element =
         root(parsed("<!DOCTYPE r [<!ATTLIST r d CDATA 'dv' i CDATA #IMPLIED>]>"
@@ -340,6 +351,20 @@ TEST_F(element_queries, lists_that_cannot_be_made_or_filled) {
     }
     EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), before);
     EXPECT_EQ(names_in(sql::call(xml_dom_get_children_by_tagname, element, "a").handle()), "a a");
+}
+
+TEST_F(element_queries, a_long_list_of_children_can_be_cancelled) {
+    std::string text = "<r>";
+    for (int i = 0; i < 20000; ++i) {
+        text += "<a/>";
+    }
+    const sql::handle element = root(parsed(text + "</r>"));
+    host::standalone::cancel_after_polls(1);
+    const sql::result outcome = sql::call(xml_dom_get_children_by_tagname, element, "a");
+    host::standalone::forget_cancel();
+    EXPECT_TRUE(outcome.failed());
+    const sql::handle list = sql::call(xml_dom_get_children_by_tagname, element, "a").handle();
+    EXPECT_EQ(sql::call(xml_dom_get_length, list).integer(), 20000);
 }
 
 } // namespace

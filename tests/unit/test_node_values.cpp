@@ -192,45 +192,62 @@ TEST_F(node_values, an_entity_that_contains_itself_is_read_once) {
     EXPECT_EQ(value(first_child(root(document))), "text");
 }
 
-TEST_F(node_values, entities_that_unfold_without_end_are_refused) {
+// A document whose entities each hold the one before `times` over, the first a text, with a
+// reference to each in its root.
+sql::handle nested_entities(int count, int times) {
     std::string doctype = "<!DOCTYPE r [<!ENTITY e0 '0123456789'>";
-    for (int i = 1; i <= 12; ++i) {
+    for (int i = 1; i < count; ++i) {
         doctype += "<!ENTITY e" + std::to_string(i) + " '";
-        for (int j = 0; j < 10; ++j) {
+        for (int j = 0; j < times; ++j) {
             doctype += "&e" + std::to_string(i - 1) + ";";
         }
         doctype += "'>";
     }
     const sql::handle document = parsed(doctype + "]><r/>");
     xmlDocPtr tree = document_of(document);
-    xmlNodePtr references[13] = {};
-    {
+    const sql::handle element = root(document);
+    const host::tree_scope scope;
+    for (xmlNodePtr entity = tree->intSubset->children; entity != nullptr; entity = entity->next) {
         // Content as a parser would give each of the entities.
-        const host::tree_scope scope;
-        for (xmlNodePtr entity = tree->intSubset->children; entity != nullptr;
-             entity = entity->next) {
-            auto *declared = reinterpret_cast<xmlEntityPtr>(entity);
-            xmlNodePtr list = xmlStringGetNodeList(tree, declared->content);
-            if (entity->children != nullptr) {
-                xmlFreeNodeList(list);
-                continue;
-            }
-            entity->children = list;
-            own_children(*declared);
-            for (xmlNodePtr child = list; child != nullptr; child = child->next) {
-                child->parent = entity;
-                entity->last = child;
-            }
+        auto *declared = reinterpret_cast<xmlEntityPtr>(entity);
+        xmlNodePtr list = xmlStringGetNodeList(tree, declared->content);
+        if (entity->children != nullptr) {
+            xmlFreeNodeList(list);
+            continue;
         }
-        for (int i = 0; i <= 12; ++i) {
-            references[i] = xmlNewReference(tree, xml(("e" + std::to_string(i)).c_str()));
-            xmlAddChild(node_of(root(document)), references[i]);
+        entity->children = list;
+        own_children(*declared);
+        for (xmlNodePtr child = list; child != nullptr; child = child->next) {
+            child->parent = entity;
+            entity->last = child;
         }
     }
+    for (int i = 0; i < count; ++i) {
+        xmlAddChild(node_of(element),
+                    xmlNewReference(tree, xml(("e" + std::to_string(i)).c_str())));
+    }
+    return document;
+}
+
+TEST_F(node_values, entities_that_unfold_without_end_are_refused) {
+    const sql::handle document = nested_entities(13, 10);
+    std::vector<xmlNodePtr> references;
+    for (xmlNodePtr node = node_of(root(document))->children; node != nullptr; node = node->next) {
+        references.push_back(node);
+    }
+    ASSERT_EQ(references.size(), 13U);
     EXPECT_EQ(value(named(document, references[0])), "0123456789");
     EXPECT_EQ(value(named(document, references[3])).size(), 10000U);
     EXPECT_REPORT(sql::call(xml_dom_get_node_value, named(document, references[12])),
                   reports::out_of_memory);
+}
+
+TEST_F(node_values, entities_are_read_to_a_fixed_depth) {
+    const int deepest = static_cast<int>(pkg_dbe_xml::k_deepest_unfolding);
+    const sql::handle document = nested_entities(deepest + 1, 1);
+    xmlNodePtr last = node_of(root(document))->last;
+    EXPECT_EQ(value(named(document, last->prev)), "0123456789");
+    EXPECT_TRUE(sql::call(xml_dom_get_node_value, named(document, last)).is_null());
 }
 
 // --- names

@@ -131,12 +131,14 @@ const hostile k_hostile[] = {
                 numbered("c", 9000, " ID #IMPLIED ") + ">]><a/>";
      },
      k_budget},
+#if LIBXML_VERSION < 21400 // later versions do not compare each value with each
     {"value_lists",
      [] {
          return "<!DOCTYPE a [<!ELEMENT a EMPTY><!ATTLIST a b (e" + numbered("|e", 60000, "") +
                 ") #IMPLIED>]><a/>";
      },
      k_budget},
+#endif
     {"model_of_optional_particles", [] { return model("(", 3000, "?,", ")"); },
      "pkg_dbe_xml.max_content_particles"},
     {"model_of_choices", [] { return model("(", 3000, "|", ")*"); },

@@ -210,19 +210,23 @@ TEST_F(xml_scopes, defaults_of_others_neither_matter_nor_change) {
     EXPECT_EQ(under_odd, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a>\n  <b/><c/> </a>\n");
 }
 
-void foreign_structured(void * /*context*/, xmlErrorPtr /*error*/) { ++foreign_errors; }
+template <class Error> void foreign_structured(void * /*context*/, Error * /*error*/) {
+    ++foreign_errors;
+}
+// Its argument is constant in later versions.
+constexpr xmlStructuredErrorFunc k_foreign_structured = foreign_structured;
 
 TEST_F(xml_scopes, errors_reach_nobody_else) {
     foreign_errors = 0;
     int context = 0;
     xmlSetGenericErrorFunc(&context, foreign_handler);
-    xmlSetStructuredErrorFunc(&context, foreign_structured);
+    xmlSetStructuredErrorFunc(&context, k_foreign_structured);
     EXPECT_EQ(parse("<a><b></a>").document, nullptr);
     EXPECT_NE(parse("<a/>").document, nullptr);
     EXPECT_EQ(foreign_errors, 0);
     EXPECT_EQ(xmlGenericError, foreign_handler);
     EXPECT_EQ(xmlGenericErrorContext, &context);
-    EXPECT_EQ(xmlStructuredError, foreign_structured);
+    EXPECT_EQ(xmlStructuredError, k_foreign_structured);
     EXPECT_EQ(xmlStructuredErrorContext, &context);
     xmlSetStructuredErrorFunc(nullptr, nullptr);
     xmlSetGenericErrorFunc(nullptr, nullptr);

@@ -20,6 +20,8 @@ void write_document(xmlDocPtr document, text_output &output);
 // Reports no_memory_for_buffer and out_of_memory; a statement that was asked to stop ends.
 void write_node(xmlNodePtr node, text_output &output);
 
+// Whether the output of the process's libxml2 was compared with this writer's; else libxml2 writes.
+[[nodiscard]] bool knows_libxml2() noexcept;
 // The two roads of write_document and write_node. The first gives false, having written something
 // or nothing, when the tree is not for it.
 [[nodiscard]] bool write_document_directly(xmlDocPtr document, text_output &output);

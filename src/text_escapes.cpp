@@ -18,97 +18,108 @@ namespace {
 
 // Bytes of text that are escaped at a time; room is made for the longest outcome.
 constexpr std::size_t k_piece = 4096;
-// The longest that one byte becomes: "&quot;".
-constexpr std::size_t k_longest_reference = 6;
+// The longest that one byte becomes: "&#xFFFD;".
+constexpr std::size_t k_longest_reference = 8;
 // Bytes that are written ahead of what counts.
 constexpr std::size_t k_block = 16;
 
 enum class place { text, attribute };
 
-constexpr std::array<std::string_view, 256> make_references(place where) {
+constexpr std::array<std::string_view, 256> make_references(place where, escape_rules rules) {
     std::array<std::string_view, 256> references{};
+    if (rules == escape_rules::late) {
+        for (std::size_t byte = 1; byte < 0x20; ++byte) {
+            references[byte] = "&#xFFFD;";
+        }
+    }
     references['<'] = "&lt;";
     references['>'] = "&gt;";
     references['&'] = "&amp;";
     references['\r'] = "&#13;";
+    references['\n'] = where == place::attribute ? "&#10;" : "";
+    references['\t'] = where == place::attribute ? "&#9;" : "";
     if (where == place::attribute) {
-        references['\n'] = "&#10;";
-        references['\t'] = "&#9;";
         references['"'] = "&quot;";
     }
     return references;
 }
-template <place where>
-constexpr std::array<std::string_view, 256> k_references = make_references(where);
-
-template <place where>
-[[nodiscard]] inline char *write_reference(char *next, std::uint8_t byte) noexcept {
-    const std::string_view reference = k_references<where>[byte];
-    std::memcpy(next, reference.data(), reference.size());
-    return next + reference.size();
-}
+template <place where, escape_rules rules>
+constexpr std::array<std::string_view, 256> k_references = make_references(where, rules);
 
 #ifdef __SSE2__
 // A bit for each of the 16 bytes that has to be replaced.
-template <place where> [[nodiscard]] inline unsigned find_special(__m128i block) noexcept {
+template <place where, escape_rules rules>
+[[nodiscard]] inline unsigned find_special(__m128i block) noexcept {
     // "<" and ">" differ in one bit only, and no other byte becomes equal to ">" by setting it.
     __m128i found = _mm_cmpeq_epi8(_mm_or_si128(block, _mm_set1_epi8(2)), _mm_set1_epi8('>'));
     found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('&')));
-    found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('\r')));
+    const __m128i blanks = _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('\n')),
+                                        _mm_cmpeq_epi8(block, _mm_set1_epi8('\t')));
+    if constexpr (rules == escape_rules::late) {
+        const __m128i controls = _mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(0x1F)), block);
+        found = _mm_or_si128(found, _mm_andnot_si128(blanks, controls));
+    } else {
+        found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('\r')));
+    }
     if constexpr (where == place::attribute) {
         found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('"')));
-        found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('\n')));
-        found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('\t')));
+        found = _mm_or_si128(found, blanks);
     }
     return static_cast<unsigned>(_mm_movemask_epi8(found));
 }
 #endif
 
 // Escapes `size` bytes to `next`, where there is room for size * k_longest_reference + k_block.
-template <place where>
+template <place where, escape_rules rules>
 [[nodiscard]] char *escape(char *next, const char *text, std::size_t size) noexcept {
+    const auto &references = k_references<where, rules>;
     const char *const end = text + size;
 #ifdef __SSE2__
     while (static_cast<std::size_t>(end - text) >= k_block) {
         __m128i block;
         std::memcpy(&block, text, sizeof block);
         std::memcpy(next, &block, sizeof block);
-        const unsigned special = find_special<where>(block);
+        const unsigned special = find_special<where, rules>(block);
         if (special == 0) [[likely]] {
             text += k_block;
             next += k_block;
             continue;
         }
         const int plain = __builtin_ctz(special);
-        next = write_reference<where>(next + plain, static_cast<std::uint8_t>(text[plain]));
+        const std::string_view reference = references[static_cast<std::uint8_t>(text[plain])];
+        std::memcpy(next + plain, reference.data(), reference.size());
+        next += plain + static_cast<int>(reference.size());
         text += plain + 1;
     }
 #endif
     for (; text != end; ++text) {
-        const auto byte = static_cast<std::uint8_t>(*text);
-        if (k_references<where>[byte].empty()) [[likely]] {
+        const std::string_view reference = references[static_cast<std::uint8_t>(*text)];
+        if (reference.empty()) [[likely]] {
             *next++ = *text;
         } else {
-            next = write_reference<where>(next, byte);
+            std::memcpy(next, reference.data(), reference.size());
+            next += reference.size();
         }
     }
     return next;
 }
 
-template <place where> void write_escaped(text_output &output, const char *text) {
+template <place where, escape_rules rules>
+void write_escaped(text_output &output, const xmlChar *bytes) {
+    const auto *text = reinterpret_cast<const char *>(bytes);
     std::size_t left = std::strlen(text);
     while (left != 0) {
         const std::size_t piece = std::min(left, k_piece);
         char *const next = output.room(piece * k_longest_reference + k_block);
-        output.advance_to(escape<where>(next, text, piece));
+        output.advance_to(escape<where, rules>(next, text, piece));
         text += piece;
         left -= piece;
     }
 }
 
-[[nodiscard]] bool is_ascii(const char *text) noexcept {
-    for (; *text != '\0'; ++text) {
-        if (static_cast<std::uint8_t>(*text) >= 0x80) {
+[[nodiscard]] bool is_ascii(const xmlChar *text) noexcept {
+    for (; *text != 0; ++text) {
+        if (*text >= 0x80) {
             return false;
         }
     }
@@ -160,11 +171,34 @@ struct decoded {
     return next;
 }
 
-void write_ascii_attribute(text_output &output, const std::uint8_t *text) {
+} // namespace
+
+void write_escaped_text(text_output &output, const xmlChar *text, escape_rules rules) {
+    if (rules == escape_rules::early) {
+        write_escaped<place::text, escape_rules::early>(output, text);
+    } else {
+        write_escaped<place::text, escape_rules::late>(output, text);
+    }
+}
+
+void write_escaped_attribute(text_output &output, const xmlChar *text, escape_rules rules) {
+    if (rules == escape_rules::early) {
+        write_escaped<place::attribute, escape_rules::early>(output, text);
+    } else {
+        write_escaped<place::attribute, escape_rules::late>(output, text);
+    }
+}
+
+void write_ascii_attribute(text_output &output, const xmlChar *text) {
+    if (is_ascii(text)) {
+        write_escaped<place::attribute, escape_rules::early>(output, text);
+        return;
+    }
     while (*text != 0) {
-        char *next = output.room(k_block);
+        char *next = output.room(k_block + k_longest_reference);
         if (*text < 0x80 || text[1] == 0) {
-            next = escape<place::attribute>(next, reinterpret_cast<const char *>(text), 1);
+            next = escape<place::attribute, escape_rules::early>(
+                next, reinterpret_cast<const char *>(text), 1);
             ++text;
         } else {
             const decoded character = decode(text);
@@ -173,21 +207,6 @@ void write_ascii_attribute(text_output &output, const std::uint8_t *text) {
             text += character.length;
         }
         output.advance_to(next);
-    }
-}
-
-} // namespace
-
-void write_escaped_text(text_output &output, const xmlChar *text) {
-    write_escaped<place::text>(output, reinterpret_cast<const char *>(text));
-}
-
-void write_escaped_attribute(text_output &output, const xmlChar *text, bool ascii_only) {
-    const auto *const bytes = reinterpret_cast<const char *>(text);
-    if (ascii_only && !is_ascii(bytes)) {
-        write_ascii_attribute(output, text);
-    } else {
-        write_escaped<place::attribute>(output, bytes);
     }
 }
 

@@ -32,15 +32,23 @@ constexpr int k_deepest_indent = 30;
 // Nodes between two looks at whether the statement was asked to stop.
 constexpr unsigned k_nodes_between_polls = 4096;
 
-// Versions of libxml2, as their own numbers, whose output was compared with this writer's.
-constexpr std::string_view k_compared_versions = "20914";
+// What libxml2 of this process writes, if its output was compared with this writer's.
+struct known_output {
+    std::string_view version; // how xmlParserVersion begins
+    escape_rules rules;
+};
+constexpr known_output k_known_outputs[] = {{"20914", escape_rules::early},
+                                            {"215", escape_rules::late}};
 
-[[nodiscard]] bool libxml2_was_compared() noexcept {
-    return std::string_view(xmlParserVersion).substr(0, k_compared_versions.size()) ==
-           k_compared_versions;
+[[nodiscard]] const known_output *find_known_output() noexcept {
+    for (const known_output &known : k_known_outputs) {
+        if (std::string_view(xmlParserVersion).substr(0, known.version.size()) == known.version) {
+            return &known;
+        }
+    }
+    return nullptr;
 }
 
-// Its data is never null: copying asks for that even when there is nothing to copy.
 [[nodiscard]] std::string_view view(const xmlChar *text) noexcept {
     return text == nullptr ? std::string_view("", 0)
                            : std::string_view(reinterpret_cast<const char *>(text));
@@ -71,6 +79,7 @@ struct tree_writer {
     text_output &output;
     // Its attributes are written in UTF-8 whatever encoding it names; null when there is none.
     const xmlDoc *document;
+    escape_rules rules;
     int level = 0;
     bool indents = true;
     // The element that switched indentation off, because it holds text.
@@ -121,7 +130,8 @@ void write_quoted(text_output &output, std::string_view text) {
     output.append(quote);
 }
 
-void write_namespaces(text_output &output, const xmlNs *space) {
+void write_namespaces(const tree_writer &writer, const xmlNs *space) {
+    text_output &output = writer.output;
     for (; space != nullptr; space = space->next) {
         if (space->type != XML_LOCAL_NAMESPACE || space->href == nullptr ||
             view(space->prefix) == "xml") {
@@ -133,8 +143,20 @@ void write_namespaces(text_output &output, const xmlNs *space) {
             output.append(view(space->prefix));
         }
         output.append("=");
-        write_quoted(output, view(space->href));
+        if (writer.rules == escape_rules::early) {
+            write_quoted(output, view(space->href));
+        } else {
+            output.append("\"");
+            write_escaped_attribute(output, space->href, writer.rules);
+            output.append("\"");
+        }
     }
+}
+
+// Without an encoding libxml2 used to take the safe side and write references.
+[[nodiscard]] bool is_written_in_ascii(const tree_writer &writer, const xmlDoc *document) noexcept {
+    return writer.rules == escape_rules::early &&
+           (document == nullptr || (document->encoding == nullptr && document != writer.document));
 }
 
 void write_attributes(tree_writer &writer, const xmlAttr *attribute) {
@@ -147,14 +169,16 @@ void write_attributes(tree_writer &writer, const xmlAttr *attribute) {
         *next++ = '=';
         *next++ = '"';
         output.advance_to(next);
-        // Without an encoding libxml2 takes the safe side and writes references.
-        const xmlDoc *const document = attribute->doc;
-        const bool ascii_only =
-            document == nullptr || (document->encoding == nullptr && document != writer.document);
+        const bool ascii_only = is_written_in_ascii(writer, attribute->doc);
         for (const xmlNode *child = attribute->children; child != nullptr; child = child->next) {
             if (child->type == XML_TEXT_NODE) {
-                if (child->content != nullptr) {
-                    write_escaped_attribute(output, child->content, ascii_only);
+                if (child->content == nullptr) {
+                    continue;
+                }
+                if (ascii_only) {
+                    write_ascii_attribute(output, child->content);
+                } else {
+                    write_escaped_attribute(output, child->content, writer.rules);
                 }
             } else if (child->type == XML_ENTITY_REF_NODE) {
                 output.append("&");
@@ -210,7 +234,7 @@ bool begin_element(tree_writer &writer, const xmlNode *element) {
     *next++ = '<';
     output.advance_to(name.write(next));
     if (element->nsDef != nullptr) {
-        write_namespaces(output, element->nsDef);
+        write_namespaces(writer, element->nsDef);
     }
     if (element->properties != nullptr) {
         write_attributes(writer, element->properties);
@@ -286,7 +310,7 @@ void write_instruction(text_output &output, const xmlNode *node) {
         if (node->name == xmlStringTextNoenc) {
             output.append(view(node->content));
         } else {
-            write_escaped_text(output, node->content);
+            write_escaped_text(output, node->content, writer.rules);
         }
         return true;
     case XML_CDATA_SECTION_NODE:
@@ -398,12 +422,22 @@ void poll(tree_writer &writer) {
 
 } // namespace
 
+bool knows_libxml2() noexcept { return find_known_output() != nullptr; }
+
 bool write_document_directly(xmlDocPtr document, text_output &output) {
-    if (is_xhtml(document)) {
+    const known_output *const known = find_known_output();
+    if (known == nullptr || is_xhtml(document)) {
         return false;
     }
+    const std::string_view version = document->version != nullptr ? view(document->version) : "1.0";
     output.append("<?xml version=");
-    write_quoted(output, document->version != nullptr ? view(document->version) : "1.0");
+    if (known->rules == escape_rules::early) {
+        write_quoted(output, version);
+    } else {
+        output.append("\"");
+        output.append(version);
+        output.append("\"");
+    }
     output.append(" encoding=\"UTF-8\"");
     if (document->standalone == 0) {
         output.append(" standalone=\"no\"");
@@ -411,7 +445,7 @@ bool write_document_directly(xmlDocPtr document, text_output &output) {
         output.append(" standalone=\"yes\"");
     }
     output.append("?>\n");
-    tree_writer writer{output, document};
+    tree_writer writer{output, document, known->rules};
     for (xmlNodePtr child = document->children; child != nullptr; child = child->next) {
         writer.level = 0;
         if (!write_tree(writer, child)) {
@@ -426,10 +460,12 @@ bool write_node_directly(xmlNodePtr node, text_output &output) {
     if (is_document(node)) {
         return write_document_directly(reinterpret_cast<xmlDocPtr>(node), output);
     }
-    if ((node->type != XML_ELEMENT_NODE && node->type != XML_TEXT_NODE) || is_xhtml(node->doc)) {
+    const known_output *const known = find_known_output();
+    if (known == nullptr || (node->type != XML_ELEMENT_NODE && node->type != XML_TEXT_NODE) ||
+        is_xhtml(node->doc)) {
         return false;
     }
-    tree_writer writer{output, nullptr};
+    tree_writer writer{output, nullptr, known->rules};
     return write_tree(writer, node);
 }
 
@@ -450,7 +486,7 @@ void write_node_with_libxml2(xmlNodePtr node, text_output &output) {
 }
 
 void write_document(xmlDocPtr document, text_output &output) {
-    if (libxml2_was_compared() && write_document_directly(document, output)) [[likely]] {
+    if (write_document_directly(document, output)) [[likely]] {
         return;
     }
     output.clear();
@@ -458,7 +494,7 @@ void write_document(xmlDocPtr document, text_output &output) {
 }
 
 void write_node(xmlNodePtr node, text_output &output) {
-    if (libxml2_was_compared() && write_node_directly(node, output)) [[likely]] {
+    if (write_node_directly(node, output)) [[likely]] {
         return;
     }
     output.clear();

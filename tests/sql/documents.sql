@@ -91,7 +91,7 @@ EXCEPTION WHEN OTHERS THEN
 END $$;
 CREATE TEMP TABLE kept (name text, document raw);
 INSERT INTO kept VALUES ('first', xml_dom_new_document_clob('<first/>')),
-    ('second', xml_dom_new_document_clob('<second x="ä"/>'));
+    ('second', xml_dom_new_document_clob('<?xml version="1.0" encoding="UTF-8"?><second x="ä"/>'));
 SELECT name, xml_dom_write_to_buffer_doc(document) FROM kept ORDER BY name;
 SELECT name, xml_dom_write_to_buffer_node(xml_dom_get_document_element(document)) FROM kept
     ORDER BY name;

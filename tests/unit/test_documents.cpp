@@ -315,9 +315,13 @@ TEST_F(documents, limit_that_ended_the_parse_is_named) {
         bomb += "'>";
     }
     bomb += "]><a>&e8;</a>";
-    EXPECT_NE(refused(bomb).find("the limit of the setting pkg_dbe_xml.parse_budget_"),
-              std::string::npos)
-        << refused(bomb);
+    // From 2.11 on libxml2 has a limit of its own for entities, which may be reached before ours.
+    const std::string reason = refused(bomb);
+    EXPECT_TRUE(reason.find("the limit of the setting pkg_dbe_xml.parse_budget_") !=
+                    std::string::npos ||
+                (std::string(xmlParserVersion) >= "21100" &&
+                 reason.find("Maximum entity amplification factor exceeded") != std::string::npos))
+        << reason;
     const std::string line = refused(deep);
     EXPECT_EQ(line.substr(0, 15), "line 1, column ") << line;
 }

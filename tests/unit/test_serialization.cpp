@@ -206,9 +206,11 @@ TEST_F(serialization, text_is_escaped) {
     expect_text(sql::call(xml_dom_get_attribute_node, root, "b").handle(), "<&\">\n\r\t");
 }
 
-// Without a declared encoding libxml2 writes attributes of a single element in ASCII.
+// Without a declared encoding libxml2 up to 2.13 writes attributes of an element alone in ASCII.
 TEST_F(serialization, attributes_of_an_element_alone_follow_the_declared_encoding) {
-    expect_text(trees::root(parse("<a b='\xC3\xA4'>\xC3\xA4</a>")), "<a b=\"&#xE4;\">\xC3\xA4</a>");
+    const bool ascii = std::string(xmlParserVersion) < "21400";
+    expect_text(trees::root(parse("<a b='\xC3\xA4'>\xC3\xA4</a>")),
+                ascii ? "<a b=\"&#xE4;\">\xC3\xA4</a>" : "<a b=\"\xC3\xA4\">\xC3\xA4</a>");
     expect_text(trees::root(parse("<?xml version='1.0' encoding='UTF-8'?><a b='\xC3\xA4'/>")),
                 "<a b=\"\xC3\xA4\"/>");
 }

@@ -65,7 +65,9 @@ std::string node_by_libxml2(xmlNodePtr node) {
 
 ::testing::AssertionResult same_document(xmlDocPtr document) {
     text_output output(k_any_length);
-    if (!write_document_directly(document, output)) {
+    if (!pkg_dbe_xml::knows_libxml2()) {
+        write_document(document, output);
+    } else if (!write_document_directly(document, output)) {
         return ::testing::AssertionFailure() << "the document was refused";
     }
     return same(text_of(output), document_by_libxml2(document));
@@ -73,7 +75,9 @@ std::string node_by_libxml2(xmlNodePtr node) {
 
 ::testing::AssertionResult same_node(xmlNodePtr node) {
     text_output output(k_any_length);
-    if (!write_node_directly(node, output)) {
+    if (!pkg_dbe_xml::knows_libxml2()) {
+        write_node(node, output);
+    } else if (!write_node_directly(node, output)) {
         return ::testing::AssertionFailure() << "the node was refused";
     }
     return same(text_of(output), node_by_libxml2(node));
@@ -372,7 +376,7 @@ TEST_F(tree_writer, counts_what_it_does_not_keep) {
     for (const std::int64_t longest :
          {std::int64_t{0}, std::int64_t{10}, std::int64_t{5000}, size - 1, size, size + 1}) {
         text_output output(longest);
-        EXPECT_TRUE(write_document_directly(document.get(), output));
+        write_document(document.get(), output);
         EXPECT_EQ(output.size(), size);
         EXPECT_EQ(output.overflowed(), longest < size);
     }
@@ -422,6 +426,10 @@ TEST_F(tree_writer, stops_when_the_statement_is_asked_to) {
         tree.root->last = child;
     }
     text_output output(k_any_length);
+    if (!pkg_dbe_xml::knows_libxml2()) {
+        EXPECT_FALSE(write_document_directly(tree.document.get(), output));
+        return;
+    }
     const std::int64_t polls = host::standalone::poll_count();
     EXPECT_TRUE(write_document_directly(tree.document.get(), output));
     EXPECT_GE(host::standalone::poll_count() - polls, 20);

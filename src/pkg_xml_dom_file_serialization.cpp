@@ -304,6 +304,8 @@ PKG_DBE_XML_FUNCTION(xml_dom_write_to_file_doc) {
     return call.null();
 }
 
+PKG_DBE_XML_RETURNING(xml_dom_write_to_file_doc, call.same_as(0))
+
 // Arguments: node, file (DIR/NAME.xml), optional character set, which must not be null. Writes an
 // element or a text as markup, a document with its declaration, an attribute as its bare value.
 // Reports, in this order: null_argument, handle_not_found for a value that is no handle, the
@@ -335,3 +337,5 @@ PKG_DBE_XML_FUNCTION(xml_dom_write_to_file_node) {
     }
     return call.null();
 }
+
+PKG_DBE_XML_RETURNING(xml_dom_write_to_file_node, call.same_as(0))

@@ -54,11 +54,15 @@ host::datum release_handle(const host::call &call) {
 
 PKG_DBE_XML_FUNCTION(xml_dom_free_node) { return release_handle(call); }
 
+PKG_DBE_XML_RETURNING(xml_dom_free_node, call.null())
+
 PKG_DBE_XML_FUNCTION(xml_dom_free_element) { return release_handle(call); }
 
 PKG_DBE_XML_FUNCTION(xml_dom_free_nodelist) {
     release_list(find_handle(call, 0));
     return 0;
 }
+
+PKG_DBE_XML_RETURNING(xml_dom_free_nodelist, call.null())
 
 } // namespace pkg_dbe_xml

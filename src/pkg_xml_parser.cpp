@@ -307,6 +307,8 @@ PKG_DBE_XML_FUNCTION(xmlparser_parse_clob) {
     return call.null();
 }
 
+PKG_DBE_XML_RETURNING(xmlparser_parse_clob, call.same_as(0))
+
 // Arguments: parser, text of at most 32,767 bytes. A null parser is passed over in silence, before
 // anything else. Reports handle_not_found, null_not_allowed, parser_not_found and
 // buffer_too_large, in this order.
@@ -326,6 +328,8 @@ PKG_DBE_XML_FUNCTION(xmlparser_parse_buffer) {
     parse_value(parser, call.value(1));
     return call.null();
 }
+
+PKG_DBE_XML_RETURNING(xmlparser_parse_buffer, call.same_as(0))
 
 // The parser's document as a new document handle; null when it has none. Asked twice, two handles
 // name one tree. Reports handle_not_found and parser_not_found. The result lives as long as the
@@ -360,6 +364,8 @@ PKG_DBE_XML_FUNCTION(xmlparser_set_validation_mode) {
     return call.null();
 }
 
+PKG_DBE_XML_RETURNING(xmlparser_set_validation_mode, call.same_as(0))
+
 // Whether the parser's next parse validates. Reports handle_not_found and parser_not_found.
 PKG_DBE_XML_FUNCTION(xmlparser_get_validation_mode) {
     using namespace pkg_dbe_xml;
@@ -380,3 +386,5 @@ PKG_DBE_XML_FUNCTION(xmlparser_free_parser) {
     free_record(parser);
     return call.null();
 }
+
+PKG_DBE_XML_RETURNING(xmlparser_free_parser, call.null())

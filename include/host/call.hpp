@@ -50,6 +50,11 @@ struct call {
         result_is_null = true;
         return 0;
     }
+    // Argument `index` as the result.
+    datum same_as(int index) noexcept {
+        result_is_null = is_null(index);
+        return result_is_null ? 0 : value(index);
+    }
 };
 
 [[nodiscard]] constexpr datum from_boolean(bool value) noexcept { return value ? 1 : 0; }
@@ -89,3 +94,11 @@ inline constexpr function_info k_version_one{1};
         return host::invoke(record, name##_body);                                                  \
     }                                                                                              \
     static host::datum name##_body([[maybe_unused]] host::call &call)
+
+// Declares the SQL function `name`_returning, which does what `name` does and gives `result`
+// instead; calls of it can be chained. Stands behind the body of `name`.
+#define PKG_DBE_XML_RETURNING(name, result)                                                        \
+    PKG_DBE_XML_FUNCTION(name##_returning) {                                                       \
+        static_cast<void>(name##_body(call));                                                      \
+        return result;                                                                             \
+    }

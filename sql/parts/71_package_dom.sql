@@ -1,0 +1,320 @@
+-- The package xmldom: the methods of the DOM
+
+-- Documents.
+
+CREATE FUNCTION xmldom.new_document() RETURNS xmldom.document
+    AS 'MODULE_PATHNAME', 'xml_dom_new_document_empty' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.new_document() IS
+    'new document without any node';
+CREATE FUNCTION xmldom.parse(document text) RETURNS xmldom.document
+    AS 'MODULE_PATHNAME', 'xml_dom_new_document_clob' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.parse(text) IS
+    'new document parsed from a text';
+CREATE FUNCTION xmldom.parse(document xml) RETURNS xmldom.document
+    AS 'MODULE_PATHNAME', 'xml_dom_new_document_xmltype' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.parse(xml) IS
+    'new document parsed from an XML value, null for null';
+CREATE FUNCTION xmldom.get_document_element(document xmldom.document) RETURNS xmldom.element
+    AS 'MODULE_PATHNAME', 'xml_dom_get_document_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_document_element(xmldom.document) IS
+    'root element of a document';
+CREATE FUNCTION xmldom.set_charset(document xmldom.document, character_set text) RETURNS xmldom.document
+    AS 'MODULE_PATHNAME', 'xml_dom_set_charset_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.set_charset(xmldom.document, text) IS
+    'sets the character set that the document declares, UTF-8 for null; the document';
+CREATE FUNCTION xmldom.set_doctype(document xmldom.document, name text, system_id text, public_id text) RETURNS xmldom.document
+    AS 'MODULE_PATHNAME', 'xml_dom_set_doctype_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.set_doctype(xmldom.document, text, text, text) IS
+    'sets the document type declaration; the document';
+CREATE FUNCTION xmldom.free_document(document xmldom.document) RETURNS xmldom.document
+    AS 'MODULE_PATHNAME', 'xml_dom_free_document_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.free_document(xmldom.document) IS
+    'releases a document with every handle that belongs to it; null';
+
+-- Casts of handles.
+
+CREATE FUNCTION xmldom.make_node(document xmldom.document) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_makenode' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.make_node(xmldom.document) IS
+    'new handle as a node; the cast to xmldom.node needs none';
+CREATE FUNCTION xmldom.make_node(element xmldom.element) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_makenode' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.make_node(xmldom.element) IS
+    'new handle as a node; the cast to xmldom.node needs none';
+CREATE FUNCTION xmldom.make_node(attr xmldom.attr) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_makenode' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.make_node(xmldom.attr) IS
+    'new handle as a node; the cast to xmldom.node needs none';
+CREATE FUNCTION xmldom.make_node(text_node xmldom.text_node) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_makenode' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.make_node(xmldom.text_node) IS
+    'new handle as a node; the cast to xmldom.node needs none';
+CREATE FUNCTION xmldom.make_element(node xmldom.node) RETURNS xmldom.element
+    AS 'MODULE_PATHNAME', 'xml_dom_make_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.make_element(xmldom.node) IS
+    'handle as an element of what a node handle names; an error for texts, documents and attributes';
+CREATE FUNCTION xmldom.make_attr(node xmldom.node) RETURNS xmldom.attr
+    AS 'MODULE_PATHNAME', 'xml_dom_make_attr' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.make_attr(xmldom.node) IS
+    'handle as an attribute of what a node handle names; an error for other nodes';
+
+CREATE CAST (xmldom.node AS xmldom.element)
+    WITH FUNCTION xmldom.make_element(xmldom.node) AS ASSIGNMENT;
+CREATE CAST (xmldom.node AS xmldom.attr)
+    WITH FUNCTION xmldom.make_attr(xmldom.node) AS ASSIGNMENT;
+
+CREATE FUNCTION xmldom.is_null(node xmldom.node) RETURNS boolean
+    AS 'MODULE_PATHNAME', 'xml_dom_is_null' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.is_null(xmldom.node) IS
+    'whether the handle is null or names nothing any more';
+CREATE FUNCTION xmldom.is_null(list xmldom.node_list) RETURNS boolean
+    AS 'MODULE_PATHNAME', 'xml_dom_is_null' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.is_null(xmldom.node_list) IS
+    'whether the list is null, released or empty';
+CREATE FUNCTION xmldom.is_null(map xmldom.named_node_map) RETURNS boolean
+    AS 'MODULE_PATHNAME', 'xml_dom_is_null' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.is_null(xmldom.named_node_map) IS
+    'whether the handle is null';
+
+-- Walking the tree.
+
+CREATE FUNCTION xmldom.get_parent_node(node xmldom.node) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_get_parent_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_parent_node(xmldom.node) IS
+    'parent; null for attributes';
+CREATE FUNCTION xmldom.get_first_child(node xmldom.node) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_get_first_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_first_child(xmldom.node) IS
+    'first child; of a document the first element';
+CREATE FUNCTION xmldom.get_last_child(node xmldom.node) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_get_last_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_last_child(xmldom.node) IS
+    'last child';
+CREATE FUNCTION xmldom.get_next_sibling(node xmldom.node) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_get_next_sibling' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_next_sibling(xmldom.node) IS
+    'next sibling; null for attributes';
+CREATE FUNCTION xmldom.get_child_nodes(node xmldom.node) RETURNS xmldom.node_list
+    AS 'MODULE_PATHNAME', 'xml_dom_get_child_nodes' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_child_nodes(xmldom.node) IS
+    'list of the children, without blank texts between others';
+CREATE FUNCTION xmldom.has_child_nodes(node xmldom.node) RETURNS boolean
+    AS 'MODULE_PATHNAME', 'xml_dom_has_child_nodes' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.has_child_nodes(xmldom.node) IS
+    'whether there is a child; false for attributes';
+
+-- Reading nodes.
+
+CREATE FUNCTION xmldom.get_node_name(node xmldom.node) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_get_node_name' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_node_name(xmldom.node) IS
+    'name, with its prefix; #text, #document and so on for nodes without one';
+CREATE FUNCTION xmldom.get_node_value(node xmldom.node) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_get_node_value' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_node_value(xmldom.node) IS
+    'value of an attribute, text, CDATA section, comment or processing instruction; null when empty';
+CREATE FUNCTION xmldom.get_node_type(node xmldom.node) RETURNS integer
+    AS 'MODULE_PATHNAME', 'xml_dom_get_node_type' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_node_type(xmldom.node) IS
+    '1 element, 2 attribute, 3 text, 4 CDATA section, 7 processing instruction, 8 comment, 9 document, ...';
+CREATE FUNCTION xmldom.get_local_name(node xmldom.node) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_get_localname' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_local_name(xmldom.node) IS
+    'name without prefix, of a node, element or attribute';
+CREATE FUNCTION xmldom.get_tag_name(element xmldom.element) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_get_tagname' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_tag_name(xmldom.element) IS
+    'name with prefix';
+
+-- Finding elements.
+
+CREATE FUNCTION xmldom.get_elements_by_tag_name(document xmldom.document, name text) RETURNS xmldom.node_list
+    AS 'MODULE_PATHNAME', 'xml_dom_get_elements_by_tagname_document' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_elements_by_tag_name(xmldom.document, text) IS
+    'list of all elements of that name below, in document order; * means any name';
+CREATE FUNCTION xmldom.get_elements_by_tag_name(element xmldom.element, name text) RETURNS xmldom.node_list
+    AS 'MODULE_PATHNAME', 'xml_dom_get_elements_by_tagname_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_elements_by_tag_name(xmldom.element, text) IS
+    'list of all elements of that name below, in document order; * means any name';
+CREATE FUNCTION xmldom.get_elements_by_tag_name_ns(document xmldom.document, name text, namespace_uri text) RETURNS xmldom.node_list
+    AS 'MODULE_PATHNAME', 'xml_dom_get_elements_by_tagname_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_elements_by_tag_name_ns(xmldom.document, text, text) IS
+    'list of all elements of that name in that namespace below; * means any';
+CREATE FUNCTION xmldom.get_elements_by_tag_name_ns(element xmldom.element, name text, namespace_uri text) RETURNS xmldom.node_list
+    AS 'MODULE_PATHNAME', 'xml_dom_get_elements_by_tagname_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_elements_by_tag_name_ns(xmldom.element, text, text) IS
+    'list of all elements of that name in that namespace below; * means any';
+CREATE FUNCTION xmldom.get_children_by_tag_name(element xmldom.element, name text) RETURNS xmldom.node_list
+    AS 'MODULE_PATHNAME', 'xml_dom_get_children_by_tagname' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_children_by_tag_name(xmldom.element, text) IS
+    'list of the children of that name';
+CREATE FUNCTION xmldom.get_children_by_tag_name_ns(element xmldom.element, name text, namespace_uri text) RETURNS xmldom.node_list
+    AS 'MODULE_PATHNAME', 'xml_dom_get_children_by_tagname_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_children_by_tag_name_ns(xmldom.element, text, text) IS
+    'list of the children of that name in that namespace';
+
+-- Attributes.
+
+CREATE FUNCTION xmldom.get_attribute(element xmldom.element, name text) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_get_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_attribute(xmldom.element, text) IS
+    'value of an attribute, null when there is none';
+CREATE FUNCTION xmldom.get_attribute_ns(element xmldom.element, name text, namespace_uri text) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_get_attribute_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_attribute_ns(xmldom.element, text, text) IS
+    'value of an attribute in a namespace';
+CREATE FUNCTION xmldom.get_attribute_node(element xmldom.element, name text) RETURNS xmldom.attr
+    AS 'MODULE_PATHNAME', 'xml_dom_get_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_attribute_node(xmldom.element, text) IS
+    'attribute of that name';
+CREATE FUNCTION xmldom.get_attribute_node(element xmldom.element, name text, namespace_uri text) RETURNS xmldom.attr
+    AS 'MODULE_PATHNAME', 'xml_dom_get_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_attribute_node(xmldom.element, text, text) IS
+    'attribute of that name in that namespace';
+CREATE FUNCTION xmldom.set_attribute(element xmldom.element, name text, value text) RETURNS xmldom.element
+    AS 'MODULE_PATHNAME', 'xml_dom_set_attribute_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.set_attribute(xmldom.element, text, text) IS
+    'sets an attribute, a null value means the empty one; the element';
+CREATE FUNCTION xmldom.set_attribute_ns(element xmldom.element, name text, value text, namespace_uri text) RETURNS xmldom.element
+    AS 'MODULE_PATHNAME', 'xml_dom_set_attribute_ns_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.set_attribute_ns(xmldom.element, text, text, text) IS
+    'sets an attribute in a namespace, without declaring the namespace; the element';
+CREATE FUNCTION xmldom.set_attribute_node(element xmldom.element, attribute xmldom.attr) RETURNS xmldom.attr
+    AS 'MODULE_PATHNAME', 'xml_dom_set_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.set_attribute_node(xmldom.element, xmldom.attr) IS
+    'puts an attribute in the place of one of its name; null when the element has none';
+CREATE FUNCTION xmldom.remove_attribute_node(element xmldom.element, attribute xmldom.attr) RETURNS xmldom.attr
+    AS 'MODULE_PATHNAME', 'xml_dom_remove_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.remove_attribute_node(xmldom.element, xmldom.attr) IS
+    'takes an attribute off its element; a copy that stands nowhere, null when the element has none of its name';
+CREATE FUNCTION xmldom.get_attributes(node xmldom.node) RETURNS xmldom.named_node_map
+    AS 'MODULE_PATHNAME', 'xml_dom_get_attributes_of_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_attributes(xmldom.node) IS
+    'map of the attributes of an element, empty for other nodes';
+
+-- Lists and maps.
+
+CREATE FUNCTION xmldom.get_length(list xmldom.node_list) RETURNS integer
+    AS 'MODULE_PATHNAME', 'xml_dom_get_length' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_length(xmldom.node_list) IS
+    'number of members; 0 for null';
+CREATE FUNCTION xmldom.get_length(map xmldom.named_node_map) RETURNS integer
+    AS 'MODULE_PATHNAME', 'xml_dom_get_length' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_length(xmldom.named_node_map) IS
+    'number of attributes; 0 for null';
+CREATE FUNCTION xmldom.item(list xmldom.node_list, item_index integer) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_item' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.item(xmldom.node_list, integer) IS
+    'member of a list, from 0; null beyond the end';
+CREATE FUNCTION xmldom.item(map xmldom.named_node_map, item_index integer) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_item' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.item(xmldom.named_node_map, integer) IS
+    'text of an attribute, from 0; null beyond the end and for an empty value';
+CREATE FUNCTION xmldom.get_named_item(map xmldom.named_node_map, name text) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_get_named_item' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_named_item(xmldom.named_node_map, text) IS
+    'attribute of that name, as a node';
+CREATE FUNCTION xmldom.get_named_item_ns(map xmldom.named_node_map, name text, namespace_uri text) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_get_named_item_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.get_named_item_ns(xmldom.named_node_map, text, text) IS
+    'attribute of that name, in that namespace or in none, as a node';
+
+-- New nodes.
+
+CREATE FUNCTION xmldom.create_element(document xmldom.document, tag_name text) RETURNS xmldom.element
+    AS 'MODULE_PATHNAME', 'xml_dom_create_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.create_element(xmldom.document, text) IS
+    'new element of the document, in no tree yet';
+CREATE FUNCTION xmldom.create_element_ns(document xmldom.document, qualified_name text, namespace_uri text) RETURNS xmldom.element
+    AS 'MODULE_PATHNAME', 'xml_dom_create_element_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.create_element_ns(xmldom.document, text, text) IS
+    'new element with a default namespace of its own; none when the URI is null';
+CREATE FUNCTION xmldom.create_text_node(document xmldom.document, data text) RETURNS xmldom.text_node
+    AS 'MODULE_PATHNAME', 'xml_dom_create_text_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.create_text_node(xmldom.document, text) IS
+    'new text of the document, in no tree yet';
+CREATE FUNCTION xmldom.create_attribute(document xmldom.document, name text) RETURNS xmldom.attr
+    AS 'MODULE_PATHNAME', 'xml_dom_create_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.create_attribute(xmldom.document, text) IS
+    'new attribute of the document, with an empty value';
+
+-- Changing the tree.
+
+CREATE FUNCTION xmldom.append_child(parent xmldom.node, child xmldom.node) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_append_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.append_child(xmldom.node, xmldom.node) IS
+    'moves a node behind the last child of another; the node, or the text it was merged into';
+CREATE FUNCTION xmldom.append_child(parent xmldom.node, child xmldom.element) RETURNS xmldom.element
+    AS 'MODULE_PATHNAME', 'xml_dom_append_child_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.append_child(xmldom.node, xmldom.element) IS
+    'moves an element behind the last child of a node; the element';
+CREATE FUNCTION xmldom.import_node(document xmldom.document, node xmldom.node) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_import_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.import_node(xmldom.document, xmldom.node) IS
+    'copy of a node and its attributes for the document, without what stands below';
+CREATE FUNCTION xmldom.import_node(document xmldom.document, node xmldom.node, deep boolean) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_import_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.import_node(xmldom.document, xmldom.node, boolean) IS
+    'copy of a node for the document, with all that stands below it when deep is true';
+CREATE FUNCTION xmldom.set_node_value(node xmldom.node, value text) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_set_node_value_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.set_node_value(xmldom.node, text) IS
+    'sets the value of an attribute, text, CDATA section, comment or processing instruction; the node';
+CREATE FUNCTION xmldom.set_node_value(attr xmldom.attr, value text) RETURNS xmldom.attr
+    AS 'MODULE_PATHNAME', 'xml_dom_set_node_value_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.set_node_value(xmldom.attr, text) IS
+    'sets the value of an attribute; the attribute';
+CREATE FUNCTION xmldom.set_node_value(text_node xmldom.text_node, value text) RETURNS xmldom.text_node
+    AS 'MODULE_PATHNAME', 'xml_dom_set_node_value_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.set_node_value(xmldom.text_node, text) IS
+    'sets the value of a text; the text';
+
+-- Writing.
+
+CREATE FUNCTION xmldom.write_to_buffer(document xmldom.document) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_write_to_buffer_doc' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.write_to_buffer(xmldom.document) IS
+    'document as a text below 1 GiB, with declaration and indentation';
+CREATE FUNCTION xmldom.write_to_buffer(node xmldom.node) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_write_to_buffer_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.write_to_buffer(xmldom.node) IS
+    'node with all below it as a text below 1 GiB; of an attribute the value';
+CREATE FUNCTION xmldom.write_to_clob(document xmldom.document) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_write_to_clob_doc' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.write_to_clob(xmldom.document) IS
+    'document as a CLOB, with declaration and indentation';
+CREATE FUNCTION xmldom.write_to_clob(node xmldom.node) RETURNS text
+    AS 'MODULE_PATHNAME', 'xml_dom_write_to_clob_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.write_to_clob(xmldom.node) IS
+    'node with all below it as a CLOB; of an attribute the value';
+CREATE FUNCTION xmldom.write_to_file(document xmldom.document, file text) RETURNS xmldom.document
+    AS 'MODULE_PATHNAME', 'xml_dom_write_to_file_doc_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.write_to_file(xmldom.document, text) IS
+    'writes a document into DIRECTORY/NAME.xml; the document';
+CREATE FUNCTION xmldom.write_to_file(document xmldom.document, file text, character_set text) RETURNS xmldom.document
+    AS 'MODULE_PATHNAME', 'xml_dom_write_to_file_doc_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.write_to_file(xmldom.document, text, text) IS
+    'the same in a character set; the document';
+CREATE FUNCTION xmldom.write_to_file(node xmldom.node, file text) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_write_to_file_node_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.write_to_file(xmldom.node, text) IS
+    'writes a node into DIRECTORY/NAME.xml; the node';
+CREATE FUNCTION xmldom.write_to_file(node xmldom.node, file text, character_set text) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_write_to_file_node_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.write_to_file(xmldom.node, text, text) IS
+    'the same in a character set; the node';
+
+-- Giving handles up.
+
+CREATE FUNCTION xmldom.free_node(node xmldom.node) RETURNS xmldom.node
+    AS 'MODULE_PATHNAME', 'xml_dom_free_node_returning' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.free_node(xmldom.node) IS
+    'gives a handle up, the tree stays; null';
+CREATE FUNCTION xmldom.free_node_list(list xmldom.node_list) RETURNS xmldom.node_list
+    AS 'MODULE_PATHNAME', 'xml_dom_free_nodelist_returning' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.free_node_list(xmldom.node_list) IS
+    'gives a list up, its members stay; null';
+CREATE FUNCTION xmldom.free_named_node_map(map xmldom.named_node_map) RETURNS xmldom.named_node_map
+    AS 'MODULE_PATHNAME', 'xml_dom_free_node_returning' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.free_named_node_map(xmldom.named_node_map) IS
+    'gives a map up, the attributes stay; null';

@@ -27,18 +27,18 @@ is 'a column of type raw stands in the way' "$(sqlstate_of 'create table holds (
 
 # In a schema that is not on the search path.
 is 'installed into a schema of its own' "$(sqlstate_of 'drop table holds' 'drop extension pkg_dbe_xml' \
-    'create schema xmldom' 'create extension pkg_dbe_xml schema xmldom')" 00000
-like 'called by the full name' "$(sql "select xmldom.xml_dom_write_to_buffer_doc(xmldom.xml_dom_new_document_clob('<a/>'))")" '<a/>'
+    'create schema own_place' 'create extension pkg_dbe_xml schema own_place')" 00000
+like 'called by the full name' "$(sql "select own_place.xml_dom_write_to_buffer_doc(own_place.xml_dom_new_document_clob('<a/>'))")" '<a/>'
 is 'not called otherwise' "$(sqlstate_of "$nested")" 42883
 is 'compared, by the operator of the schema' "$(sql \
-    "select xmldom.xml_dom_new_document_empty() operator(xmldom.<>) xmldom.xml_dom_new_document_empty()")" t
-like 'or through the search path' "$(sql 'set search_path = xmldom' "$nested")" '<a/>'
+    "select own_place.xml_dom_new_document_empty() operator(own_place.<>) own_place.xml_dom_new_document_empty()")" t
+like 'or through the search path' "$(sql 'set search_path = own_place' "$nested")" '<a/>'
 is 'directory objects there' "$(sql 'create temporary table t as select 1' \
-    "select xmldom.xml_directory_create('t_install', '/tmp')" "select name, path from xmldom.pg_directory" \
-    "select xmldom.xml_directory_drop('t_install')" 'select count(*) from xmldom.pg_directory' | grep -v '^$' | tr '\n' ' ')" \
+    "select own_place.xml_directory_create('t_install', '/tmp')" "select name, path from own_place.pg_directory" \
+    "select own_place.xml_directory_drop('t_install')" 'select count(*) from own_place.pg_directory' | grep -v '^$' | tr '\n' ' ')" \
     't_install|/tmp 0 '
 
 # Everyone may call the functions; handles are the session's.
-like 'a role without any right' "$(sql 'create role t_install_user' 'grant usage on schema xmldom to t_install_user' \
-    'set role t_install_user' 'set search_path = xmldom' "$nested")" '<a/>'
+like 'a role without any right' "$(sql 'create role t_install_user' 'grant usage on schema own_place to t_install_user' \
+    'set role t_install_user' 'set search_path = own_place' "$nested")" '<a/>'
 done_testing

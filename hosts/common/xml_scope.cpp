@@ -7,6 +7,8 @@
 #include <libxml/globals.h>
 #include <libxml/parserInternals.h>
 
+#include <algorithm>
+#include <cstring>
 #include <mutex>
 
 // Several of the defaults are deprecated in later versions, in favour of settings per context. They
@@ -30,6 +32,8 @@ constexpr int k_scope_defaults[k_default_count] = {
     0, // no line numbers on nodes unless a parse asks for them
     0, // no pedantic warnings
 };
+
+constexpr const char *k_indent_string = "  ";
 
 void read_defaults(int (&values)[k_default_count]) noexcept {
     values[0] = xmlKeepBlanksDefaultValue;
@@ -70,7 +74,7 @@ void ignore_generic_error(void * /*context*/, const char * /*format*/, ...) noex
 xml_scope::xml_scope() noexcept
     : structured_error_(xmlStructuredError), structured_error_context_(xmlStructuredErrorContext),
       generic_error_(xmlGenericError), generic_error_context_(xmlGenericErrorContext),
-      loader_(nullptr), indent_string_(xmlTreeIndentString), defaults_{} {
+      loader_(nullptr), indent_string_(xmlTreeIndentString), defaults_{}, changed_(false) {
     ++gate.quiet_scopes;
     xmlSetStructuredErrorFunc(nullptr, note_xml_error);
     xmlSetGenericErrorFunc(nullptr, ignore_generic_error);
@@ -80,14 +84,20 @@ xml_scope::xml_scope() noexcept
     loader_ = xmlGetExternalEntityLoader();
     xmlSetExternalEntityLoader(load_nothing);
 #endif
-    xmlTreeIndentString = "  ";
     read_defaults(defaults_);
-    write_defaults(k_scope_defaults);
+    changed_ = !std::ranges::equal(defaults_, k_scope_defaults) ||
+               std::strcmp(indent_string_, k_indent_string) != 0;
+    if (changed_) [[unlikely]] {
+        xmlTreeIndentString = k_indent_string;
+        write_defaults(k_scope_defaults);
+    }
 }
 
 xml_scope::~xml_scope() {
-    write_defaults(defaults_);
-    xmlTreeIndentString = indent_string_;
+    if (changed_) [[unlikely]] {
+        write_defaults(defaults_);
+        xmlTreeIndentString = indent_string_;
+    }
 #ifndef PKG_DBE_XML_SESSIONS_ARE_THREADS
     xmlSetExternalEntityLoader(loader_);
 #endif

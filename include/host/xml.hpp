@@ -97,6 +97,7 @@ class xml_scope {
     [[maybe_unused]] xmlExternalEntityLoader loader_;
     const char *indent_string_;
     int defaults_[8];
+    bool changed_; // the defaults were others
 };
 
 // A fresh parser context that loads nothing from anywhere; the caller frees it with

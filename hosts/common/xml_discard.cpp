@@ -46,6 +46,11 @@ bool free_some_nodes(xmlDocPtr document, int count) noexcept {
     return node != nullptr;
 }
 
+int free_at_end_of_session() {
+    forget_abandoned();
+    return 0;
+}
+
 } // namespace
 
 void discard_document(xmlDocPtr document) noexcept {
@@ -55,6 +60,9 @@ void discard_document(xmlDocPtr document) noexcept {
         while (free_some_nodes(document, k_nodes_between_looks)) {
             if (clock::now() > end) {
                 abandoned = document;
+                if (u_sess.clean_up == nullptr) { // the session has nothing else yet
+                    u_sess.clean_up = free_at_end_of_session;
+                }
                 return;
             }
         }

@@ -88,6 +88,52 @@ TEST_F(xml_gate, an_impossible_size_is_a_failure_like_any) {
     EXPECT_EQ(host::gate.bytes_in_use, 0);
 }
 
+TEST_F(xml_gate, a_parse_that_does_not_stop_is_refused_memory_in_the_end) {
+    const host::tree_scope scope;
+    host::gate.parsing = true;
+    host::gate.polls = true;
+    standalone::cancel_statement();
+    int given = 0;
+    void *block = nullptr;
+    while (given < 10'000'000 && (block = xmlMalloc(16)) != nullptr) {
+        xmlFree(block);
+        ++given;
+    }
+    EXPECT_TRUE(host::gate.cancelled);
+    EXPECT_EQ(block, nullptr);
+    EXPECT_GT(given, 10'000); // it has time to reach a callback
+    EXPECT_TRUE(scope.refused());
+    host::gate.parsing = false;
+    host::gate.polls = false;
+    standalone::forget_cancel();
+    block = xmlMalloc(16);
+    EXPECT_NE(block, nullptr);
+    xmlFree(block);
+}
+
+TEST_F(xml_gate, a_parse_beyond_its_budget_is_told_first_and_refused_later) {
+    const host::tree_scope scope;
+    host::gate.parsing = true;
+    host::gate.budget_spent = false;
+    host::gate.ceiling = host::gate.bytes_in_use + 1000;
+    host::gate.wall = host::gate.bytes_in_use + 2000;
+    void *first = xmlMalloc(900);
+    EXPECT_FALSE(host::gate.budget_spent);
+    void *second = xmlMalloc(500);
+    EXPECT_NE(second, nullptr);
+    EXPECT_TRUE(host::gate.budget_spent);
+    EXPECT_FALSE(scope.refused());
+    EXPECT_EQ(xmlMalloc(1000), nullptr);
+    EXPECT_EQ(xmlRealloc(second, 1600), nullptr);
+    EXPECT_TRUE(scope.refused());
+    xmlFree(first);
+    xmlFree(second);
+    host::gate.parsing = false;
+    host::gate.budget_spent = false;
+    host::gate.ceiling = INT64_MAX;
+    host::gate.wall = INT64_MAX;
+}
+
 int foreign_errors = 0;
 void foreign_handler(void * /*context*/, const char * /*format*/, ...) { ++foreign_errors; }
 

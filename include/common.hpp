@@ -68,6 +68,10 @@ void count_nodes_separate_type(const xmlNode *node, node_counts &counts);
                                        const xmlChar *namespace_uri, xmlListPtr list);
 [[nodiscard]] bool xml_node_pushback(xmlNodePtr node, const xmlChar *name,
                                      const xmlChar *namespace_uri, xmlListPtr list);
+// The element after `node` in document order below `top` that has the name ("*": any), null when
+// there is none. Throws when the statement was asked to stop.
+[[nodiscard]] xmlNodePtr next_element_by_name(xmlNodePtr node, const xmlNode *top,
+                                              const xmlChar *name);
 // Appends a node and marks it as listed; false when that failed.
 [[nodiscard]] bool xml_list_pushback(xmlNodePtr node, xmlListPtr list);
 

@@ -44,6 +44,11 @@ void xml_parser_delete_hashentry(const parser_key &key);
 void xml_parser_generate_key(std::uint32_t id, parser_key &key);
 // The session's counter as it stands, which is then advanced.
 [[nodiscard]] std::uint32_t xml_parser_get_next_id() noexcept;
+// The number that the next parser will get.
+[[nodiscard]] std::uint32_t xml_parser_next_id() noexcept;
+// Frees every parser with this number or a later one, as xmlparser_free_parser does; returns how
+// many there were.
+std::size_t xml_parser_release_since(std::uint32_t id);
 // Frees every parser with its context and the document it still owns, then the table. Documents
 // that were handed over are left to the registry of DOM handles. The context
 // "SessionXMLMemoryContext" stays for the caller to delete. Does nothing without a table.

@@ -212,6 +212,15 @@ void xml_recycle_docid(std::uint32_t document_id);
 // Everything that xml_dom_free_document does for a registered handle; unknown keys are ignored.
 void xml_release_document(const DomKey &key);
 
+// The serial that the next document will get.
+[[nodiscard]] std::uint32_t xml_next_serial();
+// Releases every document id whose document got this serial or a later one, as
+// xml_release_document does; returns their number. Throws when memory runs out; can then be called
+// again.
+std::size_t xml_release_documents_since(std::uint32_t serial);
+// The same for every document id of the session.
+std::size_t xml_release_all_documents();
+
 // Number of handles of every kind, released ones included.
 [[nodiscard]] std::size_t xml_count_hashentries() noexcept;
 // Calls `visit` for each entry of the session that names something. The visitor must not change the

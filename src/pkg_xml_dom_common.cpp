@@ -160,6 +160,15 @@ bool search_node_by_name(xmlNodePtr start, const xmlChar *name, const xmlChar *n
     return true;
 }
 
+xmlNodePtr next_element_by_name(xmlNodePtr node, const xmlNode *top, const xmlChar *name) {
+    poll_counter poll;
+    do {
+        node = next_element_below(node, top);
+        poll.step();
+    } while (node != nullptr && !same_text(node->name, name) && !is_wildcard(name));
+    return node;
+}
+
 bool xml_node_pushback(xmlNodePtr node, const xmlChar *name, const xmlChar *namespace_uri,
                        xmlListPtr list) {
     if (node->type != XML_ELEMENT_NODE || !(same_text(node->name, name) || is_wildcard(name)) ||

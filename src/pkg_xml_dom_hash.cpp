@@ -4,6 +4,7 @@
 #include "registry.hpp"
 
 #include "dom_map.hpp"
+#include "growing_array.hpp"
 #include "host/xml.hpp"
 
 #include <limits>
@@ -127,6 +128,37 @@ void park_detached_nodes(document_entry &document) {
             park_root(owner, as_node(entry.object));
         }
     });
+}
+
+// The keys under which documents are registered: those whose serial is `first` or later, or all.
+// Serials wrap.
+using document_keys = growing_array<DomKey, 32>;
+void collect_documents(registry &state, const std::uint32_t *first, document_keys &keys) {
+    keys.reserve(host::hash_get_num_entries(state.document_map)); // a walk must come to its end
+    host::hash_walk walk;
+    host::hash_seq_init(walk, state.document_map);
+    while (auto *const document = static_cast<document_entry *>(host::hash_seq_search(walk))) {
+        const XMLHashEntry *const own = document->pieces[0];
+        if (own == nullptr || own->kind == XMLDomNodeType::none) {
+            continue; // an id that was just taken
+        }
+        if (first == nullptr || static_cast<std::int32_t>(own->key.serial() - *first) >= 0) {
+            keys.push_back(own->key);
+        }
+    }
+}
+
+std::size_t release_documents(const std::uint32_t *first) {
+    registry *const state = current_registry();
+    if (state == nullptr || state->document_map == nullptr) {
+        return 0;
+    }
+    document_keys keys;
+    collect_documents(*state, first, keys);
+    for (const DomKey &key : keys) {
+        xml_release_document(key);
+    }
+    return keys.size();
 }
 
 // Ends every family, deletes every list and destroys the tables that were made.
@@ -377,6 +409,12 @@ void xml_release_document(const DomKey &key) {
     drop_document(state, document);
     push_recycled(state.recycled, document_id);
 }
+
+std::uint32_t xml_next_serial() { return ready_registry().serial; }
+
+std::size_t xml_release_documents_since(std::uint32_t serial) { return release_documents(&serial); }
+
+std::size_t xml_release_all_documents() { return release_documents(nullptr); }
 
 std::size_t xml_count_hashentries() noexcept {
     const registry *const state = current_registry();

@@ -236,6 +236,26 @@ void xml_parser_generate_key(std::uint32_t id, parser_key &key) {
 
 std::uint32_t xml_parser_get_next_id() noexcept { return host::u_sess.next_parser_id++; }
 
+std::uint32_t xml_parser_next_id() noexcept { return host::u_sess.next_parser_id; }
+
+std::size_t xml_parser_release_since(std::uint32_t id) {
+    if (host::u_sess.xmlparser_map == nullptr) {
+        return 0;
+    }
+    std::size_t count = 0;
+    for (; id < host::u_sess.next_parser_id && id <= k_last_parser_id; ++id) {
+        parser_key key{};
+        xml_parser_generate_key(id, key);
+        if (const parser_map_entry *entry = xml_parser_get_hashentry(key)) {
+            XmlParserHashEntry *parser = entry->parser;
+            xml_parser_delete_hashentry(key);
+            free_record(parser);
+            ++count;
+        }
+    }
+    return count;
+}
+
 void xml_parser_table_clean_res() noexcept {
     host::hash_table *table = std::exchange(host::u_sess.xmlparser_map, nullptr);
     if (table == nullptr) {

@@ -170,6 +170,26 @@ COMMENT ON FUNCTION dom_parser_send(xmlparser.parser) IS 'writes a handle in bin
 CREATE CAST (xmlparser.parser AS raw) WITHOUT FUNCTION AS ASSIGNMENT;
 CREATE CAST (raw AS xmlparser.parser) WITHOUT FUNCTION AS ASSIGNMENT;
 
+CREATE TYPE xmldom.scope;
+CREATE FUNCTION dom_scope_in(cstring) RETURNS xmldom.scope
+    AS 'byteain' LANGUAGE internal IMMUTABLE STRICT PARALLEL SAFE;
+CREATE FUNCTION dom_scope_out(xmldom.scope) RETURNS cstring
+    AS 'byteaout' LANGUAGE internal STABLE STRICT PARALLEL SAFE;
+CREATE FUNCTION dom_scope_recv(internal) RETURNS xmldom.scope
+    AS 'bytearecv' LANGUAGE internal IMMUTABLE STRICT PARALLEL SAFE;
+CREATE FUNCTION dom_scope_send(xmldom.scope) RETURNS bytea
+    AS 'byteasend' LANGUAGE internal IMMUTABLE STRICT PARALLEL SAFE;
+CREATE TYPE xmldom.scope (
+    INPUT = dom_scope_in, OUTPUT = dom_scope_out, RECEIVE = dom_scope_recv, SEND = dom_scope_send, LIKE = raw
+);
+COMMENT ON TYPE xmldom.scope IS 'time since which documents and parsers were made';
+COMMENT ON FUNCTION dom_scope_in(cstring) IS 'reads a scope as raw is read';
+COMMENT ON FUNCTION dom_scope_out(xmldom.scope) IS 'writes a scope as raw is written';
+COMMENT ON FUNCTION dom_scope_recv(internal) IS 'reads a scope in binary form';
+COMMENT ON FUNCTION dom_scope_send(xmldom.scope) IS 'writes a scope in binary form';
+CREATE CAST (xmldom.scope AS raw) WITHOUT FUNCTION AS ASSIGNMENT;
+CREATE CAST (raw AS xmldom.scope) WITHOUT FUNCTION AS ASSIGNMENT;
+
 -- What every node can do, these can: their handles are passed as they are.
 CREATE CAST (xmldom.document AS xmldom.node) WITHOUT FUNCTION AS IMPLICIT;
 CREATE CAST (xmldom.element AS xmldom.node) WITHOUT FUNCTION AS IMPLICIT;

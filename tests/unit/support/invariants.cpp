@@ -607,15 +607,26 @@ std::string audit::run() {
 
 } // namespace
 
+// Sets the callbacks of this thread, null for none.
+static void set_callbacks(xmlRegisterNodeFunc made, xmlDeregisterNodeFunc freed) {
+#if LIBXML_VERSION < 21200
+    // xmlRegisterNodeDefault sets those of the main thread, whichever thread calls it.
+    xmlThrDefRegisterNodeDefault(nullptr); // from here on callbacks are called at all
+    xmlRegisterNodeDefaultValue = made;
+    xmlDeregisterNodeDefaultValue = freed;
+#else
+    xmlRegisterNodeDefault(made);
+    xmlDeregisterNodeDefault(freed);
+#endif
+}
+
 node_watch::node_watch() {
     t_watched = new watched_nodes;
-    xmlRegisterNodeDefault(note_made);
-    xmlDeregisterNodeDefault(note_freed);
+    set_callbacks(note_made, note_freed);
 }
 
 node_watch::~node_watch() {
-    xmlRegisterNodeDefault(nullptr);
-    xmlDeregisterNodeDefault(nullptr);
+    set_callbacks(nullptr, nullptr);
     delete std::exchange(t_watched, nullptr);
 }
 

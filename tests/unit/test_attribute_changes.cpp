@@ -307,7 +307,7 @@ TEST_F(attribute_changes, set_node_refuses_what_is_no_attribute_of_the_document)
 
 TEST_F(attribute_changes, set_node_takes_the_bytes_of_a_handle_in_every_encoding) {
     use_database_encoding("EUC_JP");
-    for (int round = 0; round < 300; ++round) { // node ids with bytes from 0x80 on
+    for (int round = 0; round < 3; ++round) { // node ids with bytes from 0x80 on
         const sql::handle tree = document("<a x='1'/>");
         sql::handle made = attribute(tree, "x", "2");
         while (made.node_id() < 0xA5) {
@@ -315,9 +315,6 @@ TEST_F(attribute_changes, set_node_takes_the_bytes_of_a_handle_in_every_encoding
         }
         EXPECT_EQ(call(xml_dom_set_attribute_node, root(tree), made).handle(), made);
         call(xml_dom_free_document, tree);
-        if (round == 2) {
-            break;
-        }
     }
 }
 

@@ -133,6 +133,24 @@ SELECT xmldom.free_node(NULL) IS NULL AS null_node;
 SELECT xmldom.free_document(doc) IS NULL AS freed FROM held;
 SELECT xmldom.get_tag_name(root) FROM root;
 
+-- Files: the handle comes back, too.
+SELECT '/tmp/pkg_dbe_xml_package_' || pg_backend_pid() AS folder \gset
+\set command 'mkdir -p ' :folder '; chmod 700 ' :folder
+COPY (SELECT 1) TO PROGRAM :'command';
+SELECT xml_directory_create('package', :'folder');
+SELECT xmldom.write_to_file(doc, 'package/a.xml')::raw = doc::raw AS document,
+       xmldom.write_to_file(doc, 'package/b.xml', 'ISO-8859-1')::raw = doc::raw AS in_latin1,
+       xmldom.write_to_file(root, 'package/c.xml')::raw = root::raw AS element,
+       xmldom.write_to_file(root, 'package/d.xml', 'UTF-8')::raw = root::raw AS in_utf8,
+       xmldom.free_document(doc) IS NULL AS freed
+    FROM xmldom.parse('<a><b/></a>') AS doc, xmldom.get_document_element(doc) AS root;
+SELECT name, pg_read_file(:'folder' || '/' || name) AS written FROM unnest(ARRAY['a.xml', 'b.xml', 'c.xml', 'd.xml']) AS name;
+SELECT xmldom.write_to_file(xmldom.new_document(), 'package/e.txt');
+SELECT xml_directory_drop('package');
+\set command 'rm -r ' :folder
+COPY (SELECT 1) TO PROGRAM :'command';
+SELECT xmldom.free_all() > 0 AS freed;
+
 -- Parser objects.
 DO $$
 DECLARE

@@ -97,7 +97,7 @@ bool admit(std::size_t size) noexcept {
     return admitted;
 }
 
-bool may_allocate(std::size_t size) noexcept {
+[[gnu::always_inline]] inline bool may_allocate(std::size_t size) noexcept {
     const std::int64_t sum = gate.bytes_in_use + static_cast<std::int64_t>(size);
     if (sum > gate.ceiling || --gate.countdown == 0) [[unlikely]] {
         return admit(size);

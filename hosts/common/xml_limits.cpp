@@ -103,7 +103,7 @@ void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, co
         const std::int64_t count = attribute_count + 1;
         charge(run, context, count * (count + context->nsNr) / k_steps_per_byte);
     }
-    if (!gate_in_force()) [[unlikely]] {
+    if (!run.gated) [[unlikely]] {
         charge(run, context,
                k_node_cost * (1 + namespace_count) + cost_of(attributes, attribute_count));
     }

@@ -316,6 +316,7 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
         run.budget = budget_for(length);
         run.start = gate.bytes_in_use;
         run.entity_start = run.start;
+        run.gated = gate_in_force();
         run.polls = polls;
         context->recovery = 0;
         xmlDocPtr document = nullptr;

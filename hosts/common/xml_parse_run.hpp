@@ -27,6 +27,7 @@ struct parse_run {
     xmlHashTablePtr declared; // attributes declared, by the name of the element; made when needed
     int depth;                // open elements, entities included
     int namespaces;           // what libxml2 had of them at the last tag
+    bool gated;               // the gate counts what libxml2 allocates
     bool polls;               // watches for requests to stop
     bool stopped;     // by a limit or a request; nothing that libxml2 returns counts any more
     bool cancelled;   // a request was the reason

@@ -32,7 +32,9 @@ on_private_server() {
         (
             ulimit -v 8000000
             # shellcheck disable=SC2016  # for the shell inside
+            # All private servers have one name: each gets its own file that says whether it runs.
             exec pg_virtualenv -t -v "$server_version" -i '--locale=C.UTF-8 --encoding=UTF8' \
+                -o "external_pid_file=$begun.pid" \
                 bash -c 'touch "$0" && exec "$@"' "$begun" "$@"
         )
         status=$?

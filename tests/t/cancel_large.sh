@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Documents of 200 MB, cancelled while they are parsed: the statement ends soon, whatever the
 # document is made of, and what it had made is given back.
 #

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Documents that mean harm, on a real server: each ends in an error that names the setting, in
 # bounded time and memory; nothing that a document names is opened.
 #

@@ -8,7 +8,11 @@
 # Works from the source folder, or from an empty folder with `make -f <source>/Makefile`.
 
 EXTENSION = pkg_dbe_xml
-EXTVERSION = 1.0
+EXTVERSION = 1.1
+# The release before, and the parts that are new since.
+previous_version = 1.0
+new_parts = 45_large_objects 74_package_large_objects
+
 MODULE_big = $(EXTENSION)
 PGFILEDESC = "pkg_dbe_xml - DOM for XML documents"
 
@@ -23,10 +27,15 @@ sources := $(sort $(wildcard $(addprefix $(source)/,src/*.cpp hosts/common/*.cpp
 objects_folder := build/postgres
 OBJS = $(patsubst $(source)/%.cpp,$(objects_folder)/%.o,$(sources))
 
-# The install script is the parts in the order of their numbers.
+# The install script is the parts in the order of their numbers. The upgrade from the release before
+# is what sql/changes.sql does to older parts, if there is such a file, and the new parts. Upgrades
+# between older releases stay as they were released, in sql/.
 sql_parts := $(sort $(wildcard $(source)/sql/parts/*.sql))
+upgrade_parts := $(wildcard $(source)/sql/changes.sql) \
+	$(filter $(patsubst %,$(source)/sql/parts/%.sql,$(new_parts)),$(sql_parts))
 install_script = $(EXTENSION)--$(EXTVERSION).sql
-DATA_built = $(install_script)
+upgrade_script = $(EXTENSION)--$(previous_version)--$(EXTVERSION).sql
+DATA_built = $(install_script) $(upgrade_script)
 DATA = $(patsubst $(source)/%,%,$(wildcard $(source)/sql/$(EXTENSION)--*--*.sql))
 
 REGRESS = $(patsubst $(source)/tests/sql/%.sql,%,$(sort $(wildcard $(source)/tests/sql/*.sql)))
@@ -47,6 +56,11 @@ ifeq ($(PGXS),)
 $(error $(PG_CONFIG) does not run; install the server's development package or set PG_CONFIG)
 endif
 include $(PGXS)
+
+# From here on nothing of a build in the source folder is taken for the one of this folder.
+srcdir := $(source)
+override VPATH :=
+vpath %.control $(source)
 
 # --- compiling ----------------------------------------------------------------------------------
 
@@ -76,9 +90,13 @@ $(objects_folder)/hosts/postgres/%.o: $(source)/hosts/postgres/%.cpp $(source)/M
 
 $(shlib): $(exports_map)
 
+# $(call put_together,statement that loads it,parts)
+put_together = @{ printf '%s\n' '\echo Use "$(1)" to load this file. \quit'; cat $(2) /dev/null; } > $@
+
 $(install_script): $(sql_parts) $(source)/Makefile
-	@{ printf '%s\n' '\echo Use "CREATE EXTENSION $(EXTENSION)" to load this file. \quit'; \
-	  cat $(sql_parts); } > $@
+	$(call put_together,CREATE EXTENSION $(EXTENSION),$(sql_parts))
+$(upgrade_script): $(upgrade_parts) $(source)/Makefile
+	$(call put_together,ALTER EXTENSION $(EXTENSION) UPDATE,$(upgrade_parts))
 
 # --- checks ---------------------------------------------------------------------------------------
 

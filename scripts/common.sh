@@ -50,3 +50,12 @@ on_private_server() {
 now() { date +%s.%N; }
 # How long it is since $1, in seconds with one digit.
 since() { awk -v from="$1" -v to="$(now)" 'BEGIN { printf "%.1f", to - from }'; }
+
+# Counters of tests: they read a log and print the passed and the failed.
+count_lines() { printf '%d %d\n' "$(grep -cE "$2" "$1")" "$(grep -cE "$3" "$1")"; }
+count_tap() { count_lines "$1" '^ok( |$)' '^not ok( |$)'; }
+# pg_regress speaks TAP from PostgreSQL 16 on.
+count_regress() {
+    count_lines "$1" '^(ok [0-9]|test .* \.\.\. +ok |  +[^ ]+ +\.\.\. ok )' \
+        '^(not ok [0-9]|test .* \.\.\. +FAILED|  +[^ ]+ +\.\.\. FAILED)'
+}

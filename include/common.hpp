@@ -2,6 +2,7 @@
 #pragma once
 
 #include "error_reports.hpp"
+#include "host/large_object.hpp"
 #include "host/path.hpp"
 #include "host/text.hpp"
 #include "host/xml.hpp"
@@ -31,11 +32,17 @@ void copy_lob_to_flat_buffer(host::datum large_value, std::int64_t length, char 
 // text_too_large and invalid_document (with libxml2's words, line and column as context).
 [[nodiscard]] host::datum create_dom_document(host::datum value);
 
+// The same for the text of a large object.
+[[nodiscard]] host::datum create_dom_document_of_object(host::object_number number);
+
 // The text of a value in UTF-8, for parsing, in one piece of host memory or in place.
 class parse_text {
   public:
     // `too_large` is the report for a large value above k_longest_text. Throws.
     parse_text(host::datum value, const report_row &too_large);
+    // The text of a large object, in memory of `context`; `too_large` as above. Throws.
+    parse_text(host::object_number number, const report_row &too_large,
+               host::memory_context *context);
     ~parse_text();
     parse_text(const parse_text &) = delete;
     parse_text &operator=(const parse_text &) = delete;

@@ -4,7 +4,7 @@
 // a long text is written once and never copied into a value. Short texts are collected inside the
 // object and copied into a value of their exact size. Beyond a given length nothing more is kept
 // and the bytes are only counted: a caller that refuses long texts learns how long it was, and the
-// memory stays bounded.
+// memory stays bounded. A text that is not to be kept at all goes to a sink, piece by piece.
 #pragma once
 
 #include "host/text.hpp"
@@ -16,12 +16,22 @@
 
 namespace pkg_dbe_xml {
 
+// Where a long text goes that is not kept as a whole: it is told the bytes in their order.
+struct text_sink {
+    void *state;
+    void (*take)(void *state, std::string_view bytes); // may throw
+    void (*start_over)(void *state) noexcept;          // what was taken does not count any more
+    std::size_t room;                                  // bytes worth collecting
+};
+
 class text_output {
   public:
     // Keeps a text of up to `longest` bytes; 0 only counts.
     explicit text_output(std::int64_t longest) noexcept
         : begin_(room_ + host::k_long_header), next_(begin_), end_(room_ + sizeof room_),
-          longest_(longest), dropped_(0), memory_(nullptr) {}
+          longest_(longest), dropped_(0), memory_(nullptr), sink_(nullptr) {}
+    // Keeps nothing: hands the text to the sink, which outlives this. `flush` hands over the rest.
+    explicit text_output(const text_sink &sink) noexcept : text_output(INT64_MAX) { sink_ = &sink; }
     ~text_output() { host::mmgr_free_with_fl(memory_, __FILE__, __LINE__); }
     text_output(const text_output &) = delete;
     text_output &operator=(const text_output &) = delete;
@@ -51,6 +61,8 @@ class text_output {
     // The text, with a zero byte behind it. Only for texts that did not overflow. Good until the
     // next change. Throws when memory runs out.
     [[nodiscard]] char *c_str();
+    // Hands the sink what it has not been told yet. Throws what the sink throws.
+    void flush();
     // Forgets everything written.
     void clear() noexcept;
     // The text as a value of the current context, which was the current one all the while; the
@@ -66,8 +78,9 @@ class text_output {
     char *next_;
     char *end_;
     std::int64_t longest_;
-    std::int64_t dropped_; // bytes counted and thrown away
-    char *memory_;         // host memory, null while the text fits room_
+    std::int64_t dropped_;  // bytes counted and thrown away, or handed over
+    char *memory_;          // host memory, null while the text fits room_
+    const text_sink *sink_; // null: the text is kept
     alignas(8) char room_[4096];
 };
 

@@ -116,6 +116,88 @@ parse_text::parse_text(host::datum value, const report_row &too_large)
     owned_ = fetched.release();
 }
 
+namespace {
+
+// A text that is put together from pieces, in host memory of a context, with room for a zero byte.
+class collected_text {
+  public:
+    collected_text(host::memory_context *context, std::size_t room)
+        : bytes_(static_cast<char *>(host::mmgr_memory_alloc_huge(context, room + 1))),
+          room_(room) {}
+    void append(const char *bytes, std::size_t count) {
+        if (count > room_ - size_) {
+            const std::size_t room = std::max(size_ + count, room_ + room_ / 2);
+            char *const larger = static_cast<char *>(host::mmgr_resize(bytes_.get(), room + 1));
+            static_cast<void>(bytes_.release()); // it moved
+            bytes_.reset(larger);
+            room_ = room;
+        }
+        host::copy_bytes(bytes_.get() + size_, room_ - size_, bytes, count);
+        size_ += count;
+    }
+    [[nodiscard]] std::size_t size() const noexcept { return size_; }
+    [[nodiscard]] char *release() noexcept {
+        bytes_.get()[size_] = '\0';
+        return bytes_.release();
+    }
+
+  private:
+    host_text_ptr bytes_;
+    std::size_t room_;
+    std::size_t size_ = 0;
+};
+
+// Bytes of the longest character that a piece may cut, in any encoding.
+constexpr std::size_t k_longest_character = 8;
+
+void append_in_utf8(collected_text &text, char *bytes, std::size_t count, int encoding) {
+    if (encoding == host::k_utf8 || count == 0) {
+        text.append(bytes, count);
+        return;
+    }
+    char *const converted =
+        host::mb_do_encoding_conversion(bytes, count, encoding, host::k_utf8, false);
+    const host_text_ptr owned(converted != bytes ? converted : nullptr);
+    text.append(converted, owned != nullptr ? std::strlen(converted) : count);
+}
+
+} // namespace
+
+// Piece by piece: what a piece holds of a character that goes on in the next stays for that.
+parse_text::parse_text(host::object_number number, const report_row &too_large,
+                       host::memory_context *context)
+    : bytes_(nullptr), size_(0), owned_(nullptr) {
+    const host::large_object object(number, host::object_use::read);
+    const std::int64_t length = host::large_object_size(object.descriptor());
+    if (length > k_longest_text) {
+        report(too_large);
+    }
+    const int encoding = host::mb_get_database_encoding();
+    collected_text text(context, static_cast<std::size_t>(length));
+    const auto piece = static_cast<std::size_t>(std::min(host::object_piece(), length));
+    const host_text_ptr room(static_cast<char *>(host::mmgr_memory_alloc_from_controller(
+        host::current_memory_context(), piece + k_longest_character)));
+    std::size_t held = 0;
+    for (std::int64_t offset = 0; offset < length;) {
+        host::check_for_interrupts();
+        const std::size_t count =
+            host::read_large_object(object.descriptor(), offset, room.get() + held,
+                                    std::min(piece, static_cast<std::size_t>(length - offset)));
+        if (count == 0) {
+            fail_assertion(k_no_slice); // the object is shorter than it says
+        }
+        offset += static_cast<std::int64_t>(count);
+        held += count;
+        const std::size_t whole = host::mb_check_text(room.get(), held, encoding, offset == length);
+        append_in_utf8(text, room.get(), whole, encoding);
+        held -= whole;
+        std::memmove(room.get(), room.get() + whole, held);
+    }
+    size_ = text.size();
+    owned_ = text.release();
+    bytes_ = owned_;
+}
+
 parse_text::~parse_text() { host::mmgr_free_with_fl(owned_, __FILE__, __LINE__); }
 
 } // namespace pkg_dbe_xml

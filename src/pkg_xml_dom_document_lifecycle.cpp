@@ -38,9 +38,8 @@ constexpr int k_parse_options =
     report(reports::invalid_document, {}, {}, context);
 }
 
-[[nodiscard]] xml_doc_ptr parse_document(host::datum value) {
+[[nodiscard]] xml_doc_ptr parse_document(const parse_text &text) {
     const xml_parser_ctxt_ptr context(host::get_new_parser_ctxt());
-    const parse_text text(value, reports::text_too_large);
     host::parse_diagnostics diagnostics{};
     xml_doc_ptr document(host::xml_parse_doc(context.get(), text.bytes(), text.size(),
                                              k_parse_options, true, diagnostics));
@@ -58,7 +57,14 @@ constexpr int k_parse_options =
 
 } // namespace
 
-host::datum create_dom_document(host::datum value) { return hand_over(parse_document(value)); }
+host::datum create_dom_document(host::datum value) {
+    return hand_over(parse_document(parse_text(value, reports::text_too_large)));
+}
+
+host::datum create_dom_document_of_object(host::object_number number) {
+    return hand_over(parse_document(
+        parse_text(number, reports::text_too_large, host::current_memory_context())));
+}
 
 } // namespace pkg_dbe_xml
 

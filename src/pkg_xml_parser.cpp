@@ -329,6 +329,24 @@ PKG_DBE_XML_FUNCTION(xmlparser_parse_clob) {
 
 PKG_DBE_XML_RETURNING(xmlparser_parse_clob, call.same_as(0))
 
+// Arguments: parser, number of a large object. The same for the text that this holds.
+PKG_DBE_XML_FUNCTION(xmlparser_parse_large_object) {
+    using namespace pkg_dbe_xml;
+    if (call.is_null(1)) {
+        report(reports::null_not_allowed, {}, {"2"});
+    }
+    if (call.is_null(0)) {
+        return call.null();
+    }
+    XmlParserHashEntry &parser = find_parser(call);
+    const parse_text text(call.uint4(1), reports::parser_text_too_large,
+                          host::u_sess.xmlparser_context);
+    parse_inner(parser, text.bytes(), text.size());
+    return call.null();
+}
+
+PKG_DBE_XML_RETURNING(xmlparser_parse_large_object, call.same_as(0))
+
 // Arguments: parser, text of at most 32,767 bytes. A null parser is passed over in silence, before
 // anything else. Reports handle_not_found, null_not_allowed, parser_not_found and
 // buffer_too_large, in this order.

@@ -19,6 +19,12 @@ constexpr std::size_t k_counted_piece = 4096;
 
 // Doubles, so that the copying is linear in all, and starts over where nothing is kept any more.
 void text_output::grow(std::size_t count) {
+    if (sink_ != nullptr && static_cast<std::size_t>(end_ - begin_) >= sink_->room) {
+        flush();
+        if (static_cast<std::size_t>(end_ - begin_) >= count) {
+            return;
+        }
+    }
     auto used = static_cast<std::size_t>(next_ - begin_);
     if (overflowed()) {
         dropped_ += static_cast<std::int64_t>(used);
@@ -28,8 +34,10 @@ void text_output::grow(std::size_t count) {
             return;
         }
     }
-    const std::size_t size = std::max(
-        {k_first_allocation, 2 * (used + host::k_long_header), used + count + host::k_long_header});
+    const std::size_t wanted =
+        sink_ != nullptr ? sink_->room + host::k_long_header : k_first_allocation;
+    const std::size_t size =
+        std::max({wanted, 2 * (used + host::k_long_header), used + count + host::k_long_header});
     char *memory = nullptr;
     if (memory_ != nullptr) {
         memory = static_cast<char *>(host::mmgr_resize(memory_, size));
@@ -44,8 +52,23 @@ void text_output::grow(std::size_t count) {
     end_ = memory + size;
 }
 
-// For bytes that there is no room for: makes it, or only counts them.
+void text_output::flush() {
+    const std::string_view collected(begin_, static_cast<std::size_t>(next_ - begin_));
+    next_ = begin_;
+    dropped_ += static_cast<std::int64_t>(collected.size());
+    if (!collected.empty()) {
+        sink_->take(sink_->state, collected);
+    }
+}
+
+// For bytes that there is no room for: makes it, or hands them on, or only counts them.
 void text_output::append_slowly(std::string_view bytes) {
+    if (sink_ != nullptr && bytes.size() > sink_->room) {
+        flush();
+        dropped_ += static_cast<std::int64_t>(bytes.size());
+        sink_->take(sink_->state, bytes);
+        return;
+    }
     while (!bytes.empty()) {
         const std::size_t piece =
             overflowed() ? std::min(bytes.size(), k_counted_piece) : bytes.size();
@@ -62,6 +85,9 @@ char *text_output::c_str() {
 }
 
 void text_output::clear() noexcept {
+    if (sink_ != nullptr && dropped_ != 0) {
+        sink_->start_over(sink_->state);
+    }
     next_ = begin_;
     dropped_ = 0;
 }

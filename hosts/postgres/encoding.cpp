@@ -7,6 +7,7 @@
 #include "guard.hpp"
 #include "invocation.hpp"
 
+#include <algorithm>
 #include <climits>
 
 #include "server.hpp"
@@ -40,6 +41,21 @@ char *mb_do_encoding_conversion(char *text, std::size_t length, int from, int to
                                            renumbered(to));
     });
     return reinterpret_cast<char *>(result);
+}
+
+std::size_t mb_check_text(const char *text, std::size_t length, int encoding, bool last) {
+    const int own = encoding == PG_SQL_ASCII ? static_cast<int>(PG_UTF8) : renumbered(encoding);
+    const auto size = static_cast<int>(std::min<std::size_t>(length, INT_MAX));
+    // Looking at bytes allocates nothing and does not fail.
+    const int valid = pg_encoding_verifymbstr(own, text, size);
+    const int rest = size - valid;
+    const bool cut = rest != 0 && !last && text[valid] != '\0' &&
+                     rest < pg_encoding_max_length(own) &&
+                     pg_encoding_mblen(own, text + valid) > rest;
+    if (rest != 0 && !cut) {
+        guard([&] { report_invalid_encoding(own, text + valid, rest); });
+    }
+    return static_cast<std::size_t>(valid);
 }
 
 } // namespace host

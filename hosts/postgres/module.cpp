@@ -11,6 +11,7 @@ PGDLLEXPORT void _PG_init(void);
 }
 
 void _PG_init(void) {
+    host::define_large_object_piece();
     host::define_settings();
     host::watch_discards();
 }

@@ -134,6 +134,47 @@ std::string shown_bytes(std::string_view text, std::size_t most) {
                      "\" has no equivalent in encoding \"" + display_name(to) + "\"");
 }
 
+// Bytes of the well-formed UTF-8 that `text` begins with.
+std::size_t valid_utf8(std::string_view text) noexcept {
+    std::size_t valid = 0;
+    while (valid < text.size()) {
+        const std::size_t length = utf8_character(text.substr(valid));
+        if (length == 0) {
+            break;
+        }
+        valid += length;
+    }
+    return valid;
+}
+
+// Bytes at the beginning that iconv converts; it stops at a character that is cut, too.
+std::size_t convertible(iconv_t handle, const char *text, std::size_t length) noexcept {
+    iconv(handle, nullptr, nullptr, nullptr, nullptr);
+    char *input = const_cast<char *>(text); // read only
+    std::size_t left = length;
+    while (left != 0) {
+        char output[256];
+        char *place = output;
+        std::size_t room = sizeof output;
+        if (iconv(handle, &input, &left, &place, &room) == static_cast<std::size_t>(-1) &&
+            errno != E2BIG) {
+            break;
+        }
+    }
+    return length - left;
+}
+
+// Whether the rest of a piece is the beginning of a character of several bytes: one that its first
+// byte says is longer. Encodings of two or three bytes are only asked for a byte beyond ASCII.
+bool may_go_on(std::string_view rest, bool utf8) noexcept {
+    const auto first = static_cast<unsigned char>(rest.front());
+    if (!utf8) {
+        return first >= 0x80U;
+    }
+    const std::size_t length = first >= 0xF0U ? 4 : first >= 0xE0U ? 3 : first >= 0xC0U ? 2 : 1;
+    return length > rest.size();
+}
+
 // What a database without a character set says to text that has to be of one.
 void verify(std::string_view text, int encoding) {
     while (encoding == k_utf8 && !text.empty()) {
@@ -230,6 +271,25 @@ char *mb_do_encoding_conversion(char *text, std::size_t length, int from, int to
         return convert(own.from_utf8, text, length, from, to);
     }
     standalone::misuse("a conversion other than between the database's encoding and UTF-8");
+}
+
+std::size_t mb_check_text(const char *text, std::size_t length, int encoding, bool last) {
+    const encoding_row *row = row_of(encoding);
+    const bool utf8 = encoding == k_utf8 || encoding == k_sql_ascii;
+    const std::size_t zero = std::string_view(text, length).find('\0');
+    const std::size_t end = std::min(zero, length);
+    std::size_t whole = end;
+    if (utf8) {
+        whole = valid_utf8({text, end});
+    } else if (row == nullptr || !row->single_byte) {
+        whole = convertible(current_session().to_utf8, text, end);
+    }
+    // A character is cut when what is there of it can still become one.
+    const bool cut = whole < length && zero >= length && !last && length - whole < 4;
+    if (whole < length && !(cut && may_go_on({text + whole, length - whole}, utf8))) {
+        raise_invalid(utf8 ? k_utf8 : encoding, {text + whole, length - whole});
+    }
+    return whole;
 }
 
 namespace standalone {

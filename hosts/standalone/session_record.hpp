@@ -65,6 +65,14 @@ struct large_object {
     char fill;
 };
 
+// A large object with a number; bytes beyond those kept are zeros.
+struct numbered_object {
+    std::uint32_t number;
+    std::string bytes;
+    std::int64_t size;
+    bool read_only;
+};
+
 inline constexpr int k_most_end_callbacks = 8;
 
 struct session {
@@ -86,6 +94,9 @@ struct session {
 
     std::int64_t piece_size;
     std::vector<large_object *> large_objects;
+    std::vector<numbered_object> objects;
+    std::vector<std::uint32_t> open_objects; // by descriptor; 0 where none is open
+    std::uint32_t last_object;
 
     std::atomic<bool> cancel;
     std::int64_t polls;

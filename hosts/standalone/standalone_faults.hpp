@@ -16,6 +16,7 @@ enum class service : int {
     detoast,            // fetching a value
     slice,              // reading a piece of a large value: raises
     missing_slice,      // the same: gives nothing
+    large_object,       // making, opening, reading and writing large objects
     catalogue,          // directory look-ups and privileges
     warning,            // sending a warning
     file,               // opening, writing, closing

@@ -116,6 +116,19 @@ void reset_caller_context() noexcept;
 // Sets the piece size in force, 0 for the true one; lasts until the session ends.
 void set_piece_size(std::int64_t bytes) noexcept;
 
+// --- large objects ------------------------------------------------------------------------------
+
+// A new one with these bytes; its number. It lives as long as the session.
+std::uint32_t make_numbered_object(std::string_view bytes);
+// Makes it as long as `size`, with zeros behind its bytes, for which no memory is taken.
+void set_object_size(std::uint32_t number, std::int64_t size) noexcept;
+// The session may not write into it any more.
+void forbid_writing(std::uint32_t number) noexcept;
+[[nodiscard]] std::string bytes_of_object(std::uint32_t number);
+// How many there are, and how many of them are open.
+[[nodiscard]] std::size_t count_of_objects() noexcept;
+[[nodiscard]] std::size_t open_objects() noexcept;
+
 // --- interrupts --------------------------------------------------------------------------------
 
 // Asks the statement to stop, now or when it has polled `polls` times.

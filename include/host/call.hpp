@@ -45,6 +45,9 @@ struct call {
     [[nodiscard]] std::int32_t int4(int index) const noexcept {
         return static_cast<std::int32_t>(static_cast<std::uint32_t>(arguments[index].value));
     }
+    [[nodiscard]] std::uint32_t uint4(int index) const noexcept {
+        return static_cast<std::uint32_t>(arguments[index].value);
+    }
     // Makes the result null; `return call.null();` ends a body.
     datum null() noexcept {
         result_is_null = true;
@@ -61,6 +64,7 @@ struct call {
 [[nodiscard]] constexpr datum from_int4(std::int32_t value) noexcept {
     return static_cast<datum>(static_cast<std::intptr_t>(value));
 }
+[[nodiscard]] constexpr datum from_uint4(std::uint32_t value) noexcept { return value; }
 [[nodiscard]] inline datum from_pointer(const void *value) noexcept {
     return reinterpret_cast<datum>(value);
 }

@@ -17,9 +17,17 @@ namespace standalone = host::standalone;
 constexpr std::int64_t k_most_rounds = 200000;
 
 const char *name_of(standalone::service which) {
-    constexpr const char *names[] = {
-        "host allocation", "libxml2 allocation", "conversion", "detoasting", "slice",
-        "missing slice",   "catalogue",          "warning",    "file",       "poll"};
+    constexpr const char *names[] = {"host allocation",
+                                     "libxml2 allocation",
+                                     "conversion",
+                                     "detoasting",
+                                     "slice",
+                                     "missing slice",
+                                     "large object",
+                                     "catalogue",
+                                     "warning",
+                                     "file",
+                                     "poll"};
     static_assert(std::size(names) == static_cast<std::size_t>(standalone::service::count));
     return names[static_cast<int>(which)];
 }

@@ -1,0 +1,105 @@
+// Large objects of the server, through the functions that its clients use: these check privileges
+// and read-only transactions, and what is left open they close when the transaction, or the
+// subtransaction in which it was opened, ends.
+#include "host/large_object.hpp"
+
+#include "guard.hpp"
+#include "settings.hpp"
+
+#include <algorithm>
+
+#include "server.hpp"
+
+extern "C" {
+#include <libpq/be-fsstubs.h>
+#include <libpq/libpq-fs.h>
+#include <utils/fmgrprotos.h>
+}
+
+namespace host {
+
+namespace {
+
+constinit int piece_setting = static_cast<int>(k_object_piece);
+
+void seek(int descriptor, std::int64_t offset, int from) {
+    DirectFunctionCall3(be_lo_lseek64, Int32GetDatum(descriptor), Int64GetDatum(offset),
+                        Int32GetDatum(from));
+}
+
+} // namespace
+
+object_number create_large_object() {
+    Oid number = InvalidOid;
+    guard([&] {
+        number = DatumGetObjectId(DirectFunctionCall1(be_lo_create, ObjectIdGetDatum(InvalidOid)));
+    });
+    return number;
+}
+
+int open_large_object(object_number number, object_use use) {
+    const int mode = use == object_use::read ? INV_READ : INV_WRITE;
+    int descriptor = -1;
+    guard([&] {
+        descriptor = DatumGetInt32(
+            DirectFunctionCall2(be_lo_open, ObjectIdGetDatum(number), Int32GetDatum(mode)));
+    });
+    return descriptor;
+}
+
+void close_large_object(int descriptor) noexcept {
+    const guarded_step close = [](void *state) noexcept {
+        DirectFunctionCall1(be_lo_close, Int32GetDatum(*static_cast<int *>(state)));
+    };
+    // Fails only for what is not open; the end of the transaction closes it in any case.
+    server_error ignored{nullptr};
+    static_cast<void>(run_and_keep(close, &descriptor, ignored));
+}
+
+std::int64_t large_object_size(int descriptor) {
+    std::int64_t size = 0;
+    guard([&] {
+        seek(descriptor, 0, SEEK_END);
+        size = DatumGetInt64(DirectFunctionCall1(be_lo_tell64, Int32GetDatum(descriptor)));
+    });
+    return size;
+}
+
+std::size_t read_large_object(int descriptor, std::int64_t offset, char *bytes,
+                              std::size_t length) {
+    int count = 0;
+    guard([&] {
+        seek(descriptor, offset, SEEK_SET);
+        count = ::lo_read(descriptor, bytes, static_cast<int>(length));
+    });
+    return static_cast<std::size_t>(std::max(count, 0));
+}
+
+void write_large_object(int descriptor, std::int64_t offset, const char *bytes,
+                        std::size_t length) {
+    guard([&] {
+        seek(descriptor, offset, SEEK_SET);
+        // Writes everything or fails.
+        static_cast<void>(::lo_write(descriptor, bytes, static_cast<int>(length)));
+    });
+}
+
+void truncate_large_object(int descriptor, std::int64_t length) {
+    guard([&] {
+        DirectFunctionCall2(be_lo_truncate64, Int32GetDatum(descriptor), Int64GetDatum(length));
+    });
+}
+
+std::int64_t object_piece() noexcept { return piece_setting; }
+
+void define_large_object_piece() {
+    // Called by the server while it loads the library: failures are the server's own, and nothing
+    // here has a destructor.
+    DefineCustomIntVariable("pkg_dbe_xml.large_object_piece",
+                            "Bytes that are read from or written to a large object at a time.",
+                            "For tests.", &piece_setting, piece_setting, 1, piece_setting,
+                            PGC_SUSET, GUC_NO_SHOW_ALL | GUC_NOT_IN_SAMPLE | GUC_UNIT_BYTE, nullptr,
+                            nullptr, nullptr);
+}
+
+} // namespace host

@@ -5,11 +5,62 @@
 
 #include "server.hpp"
 
+extern "C" {
+#include <access/parallel.h>
+#include <access/xact.h>
+}
+
 namespace host {
 
 namespace {
 
 constinit char *safe_data_path_value = nullptr;
+constinit bool settings_are_being_defined = false;
+
+// Whether the one who set it is told: SET, ALTER ROLE, ALTER SYSTEM, an option of a connection.
+// What was stored earlier comes back without anybody to ask: when a session begins, when the
+// library is loaded after it was set, when the configuration is read again, in a parallel worker.
+bool refusal_is_seen(GucSource source) noexcept {
+    if (settings_are_being_defined || InitializingParallelWorker) {
+        return false;
+    }
+    switch (source) {
+    case PGC_S_FILE: // ALTER SYSTEM runs in a transaction of its own; files are read in none
+        return IsTransactionState() && !IsTransactionBlock();
+    case PGC_S_GLOBAL:
+    case PGC_S_DATABASE:
+    case PGC_S_USER:
+    case PGC_S_DATABASE_USER:
+        return false;
+    default:
+        return true;
+    }
+}
+
+// A relative path would mean another directory to every reader, so nothing can be written below it.
+// It is refused, but for a stored one: refusing that would leave the setting empty, which allows
+// all writing, and so it stays and nothing can be written.
+// Called by the server; nothing here has a destructor.
+bool check_safe_data_path(char **value, void ** /*extra*/, GucSource source) {
+    if (*value == nullptr || **value == '\0' || is_absolute_path(*value)) {
+        return true;
+    }
+    if (!refusal_is_seen(source)) {
+        if (!InitializingParallelWorker) {
+            // When the configuration is read again, one process saying so is enough.
+            const bool said =
+                source == PGC_S_FILE && IsUnderPostmaster && !settings_are_being_defined;
+            ereport(said ? DEBUG3 : WARNING,
+                    (errcode(ERRCODE_INVALID_PARAMETER_VALUE),
+                     errmsg("pkg_dbe_xml.safe_data_path is not an absolute path: \"%s\"", *value),
+                     errdetail("No XML file can be written.")));
+        }
+        return true;
+    }
+    GUC_check_errdetail("It is not an absolute path.");
+    GUC_check_errhint("Name a directory from \"/\" on, or leave the setting empty.");
+    return false;
+}
 
 void define_limit(const char *name, const char *text, const char *details, int &value, int least,
                   int most, int flags) {
@@ -40,10 +91,12 @@ void define_limits() {
 void define_settings() {
     // Called by the server while it loads the library: failures are the server's own, and nothing
     // here has a destructor.
+    settings_are_being_defined = true;
     DefineCustomStringVariable(
         "pkg_dbe_xml.safe_data_path", "Directory below which XML files may be written.",
         "Empty: every directory object may be used by those who have the right to.",
-        &safe_data_path_value, "", PGC_SUSET, 0, nullptr, nullptr, nullptr);
+        &safe_data_path_value, "", PGC_SUSET, 0, check_safe_data_path, nullptr, nullptr);
+    settings_are_being_defined = false;
     define_limits();
 #if PG_VERSION_NUM >= 150000
     MarkGUCPrefixReserved("pkg_dbe_xml");

@@ -1,4 +1,4 @@
-# Shared by ./test and ./demo. Sourced, from the root of the project.
+# Shared by ./test, ./demo and examples/scale_out/run. Sourced, from the root of the project.
 
 # Runs a command with root's rights.
 as_root() {
@@ -20,6 +20,21 @@ find_server() {
     fi
     export PG_CONFIG
     server_version=$("$PG_CONFIG" --version | sed -E 's/^[^0-9]*([0-9]+).*/\1/')
+}
+
+# Builds the extension and installs it into the server of PG_CONFIG; the output goes to the file $1.
+build_and_install() {
+    local log=$1 begin
+    begin=$(now)
+    mkdir -p "$(dirname "$log")"
+    echo "building the extension for $("$PG_CONFIG" --version); the first time takes a minute"
+    if ! { make -j2 PG_CONFIG="$PG_CONFIG" && as_root make install PG_CONFIG="$PG_CONFIG"; } \
+        >"$log" 2>&1; then
+        tail -n 30 "$log" >&2
+        echo "the build failed; all of its output is in $log" >&2
+        return 1
+    fi
+    echo "built and installed in $(since "$begin") s"
 }
 
 # Runs a command against a private server that is thrown away afterwards. A runaway backend ends

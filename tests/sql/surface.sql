@@ -7,11 +7,12 @@ CREATE TEMPORARY VIEW declared AS
 CREATE TEMPORARY VIEW functions AS
     SELECT * FROM declared WHERE proname ~ '^(xml_dom|xmlparser)_' AND proname <> 'xml_dom_get_memory_info';
 
--- All of them, those with optional arguments once for each number of arguments.
+-- All of them, those with optional arguments once for each number of arguments, those that take a
+-- large object for a text twice.
 SELECT count(DISTINCT proname) AS names, count(*) AS declarations FROM functions;
 SELECT proname, array_agg(pronargs ORDER BY pronargs) AS arguments FROM functions
     GROUP BY proname HAVING count(*) > 1 ORDER BY proname COLLATE "C";
-SELECT proname, pronargs FROM functions WHERE prosrc <> proname;
+SELECT proname, pronargs, prosrc FROM functions WHERE prosrc <> proname ORDER BY proname COLLATE "C";
 
 -- And what stands beside them: administration and the type raw.
 SELECT oid::regprocedure FROM declared

@@ -12,15 +12,30 @@ create function bench.orders(records int) returns text language sql as $$
         1 + n % 9, n % 500, lpad((n % 100)::text, 2, '0')), '' order by n) || '</orders>'
     from generate_series(1, records) n
 $$;
-create table bench.documents as
-    select name, bench.orders(records) as content
-    from (values ('10 kB', 42), ('1 MB', 4250), ('50 MB', 208000)) size(name, records);
+-- Items: that many elements with a number each.
+create function bench.items(elements int) returns text language sql as $$
+    select '<items>' || string_agg(format('<item>%s</item>', n), '' order by n) || '</items>'
+    from generate_series(1, elements) n
+$$;
+create table bench.documents (name text, content text);
 alter table bench.documents alter content set storage external;
+insert into bench.documents
+    select name, bench.orders(records)
+    from (values ('10 kB', 42), ('1 MB', 4250), ('50 MB', 208000)) size(name, records)
+    union all select '2,000 items', bench.items(2000)
+    union all select '100,000 items', bench.items(100000);
 
--- One call of a do-nothing C function.
+-- Calls of a do-nothing C function, a handle in and a handle out; and as many of a function of the
+-- library's, whose handles go with their document.
 create function bench.nothing(calls int) returns int language plpgsql as $$
-declare h raw := '\x00000000000000000000000000'; begin
-    for i in 1 .. calls loop h := bare.limit_nothing(h); end loop;
+declare document raw := '\x00000000000000000000000000'; root raw; begin
+    for i in 1 .. calls loop root := bare.limit_nothing(document); end loop;
+    return calls;
+end $$;
+create function bench.calls(calls int) returns int language plpgsql as $$
+declare document raw := xml_dom_new_document_clob('<a/>'); root raw; begin
+    for i in 1 .. calls loop root := xml_dom_get_document_element(document); end loop;
+    perform xml_dom_free_document(document);
     return calls;
 end $$;
 
@@ -88,10 +103,6 @@ begin
 end $$;
 
 -- Search by tag name, then the sum of the text of all members through length and item.
-create function bench.items(elements int) returns text language sql as $$
-    select '<items>' || string_agg(format('<item>%s</item>', n), '' order by n) || '</items>'
-    from generate_series(1, elements) n
-$$;
 create function bench.sum_items(content text) returns bigint language plpgsql as $$
 declare
     document raw := xml_dom_new_document_clob(content);
@@ -121,6 +132,114 @@ begin
     return count;
 end $$;
 
+-- An attribute of each order read, another one set.
+create function bench.read_and_set(content text) returns bigint language plpgsql as $$
+declare
+    document raw := xml_dom_new_document_clob(content);
+    list raw := xml_dom_get_elements_by_tagname_document(document, 'order');
+    item raw; nothing boolean; total bigint := 0;
+begin
+    for i in 0 .. xml_dom_get_length(list) - 1 loop
+        item := xml_dom_make_element(xml_dom_item(list, i));
+        total := total + xml_dom_get_attribute(item, 'id')::bigint;
+        nothing := xml_dom_set_attribute(item, 'state', 'open') is null;
+    end loop;
+    perform xml_dom_free_document(document);
+    return total;
+end $$;
+
+-- Two attributes of each order read and one set, all its attributes by their map.
+create function bench.attributes(content text) returns int language plpgsql as $$
+declare
+    document raw := xml_dom_new_document_clob(content);
+    orders raw := xml_dom_get_elements_by_tagname_document(document, 'order');
+    item raw; attributes raw; value text; nothing boolean; seen int := 0;
+begin
+    for i in 0 .. xml_dom_get_length(orders) - 1 loop
+        item := xml_dom_item(orders, i);
+        attributes := xml_dom_get_attributes(item);
+        seen := seen + xml_dom_get_length(attributes);
+        value := xml_dom_get_node_value(xml_dom_item(attributes, 0));
+        value := xml_dom_get_node_value(xml_dom_get_named_item(attributes, 'id'));
+        item := xml_dom_make_element(item);
+        value := xml_dom_get_attribute(item, 'id');
+        value := xml_dom_get_attribute(item, 'absent');
+        nothing := xml_dom_set_attribute(item, 'state', 'open') is null;
+    end loop;
+    perform xml_dom_free_document(document);
+    return seen;
+end $$;
+
+-- The children of each order by a list of them, and by a list of those of a name.
+create function bench.lists(content text) returns int language plpgsql as $$
+declare
+    document raw := xml_dom_new_document_clob(content);
+    orders raw := xml_dom_get_child_nodes(xml_dom_get_document_element(document));
+    item raw; list raw; child raw; nothing boolean; seen int := 0;
+begin
+    for i in 0 .. xml_dom_get_length(orders) - 1 loop
+        item := xml_dom_item(orders, i);
+        list := xml_dom_get_child_nodes(item);
+        for j in 0 .. xml_dom_get_length(list) - 1 loop
+            child := xml_dom_item(list, j);
+            seen := seen + 1;
+        end loop;
+        nothing := xml_dom_free_nodelist(list) is null;
+        list := xml_dom_get_children_by_tagname(xml_dom_make_element(item), 'price');
+        child := xml_dom_item(list, 0);
+        nothing := xml_dom_free_nodelist(list) is null;
+    end loop;
+    perform xml_dom_free_document(document);
+    return seen;
+end $$;
+
+-- Each order copied into another document, appended there, its first text changed and written.
+create function bench.copies(content text) returns int language plpgsql as $$
+declare
+    document raw := xml_dom_new_document_clob(content);
+    target raw := xml_dom_new_document_clob('<copies/>');
+    root raw := xml_dom_get_document_element(target);
+    node raw := xml_dom_get_first_child(xml_dom_get_document_element(document));
+    copy raw; nothing boolean; written bigint := 0;
+begin
+    while node is not null loop
+        copy := xml_dom_append_child(root, xml_dom_import_node(target, node, true));
+        nothing := xml_dom_set_node_value(
+            xml_dom_get_first_child(xml_dom_get_first_child(copy)), 'Customer') is null;
+        written := written + octet_length(xml_dom_write_to_buffer_node(copy));
+        node := xml_dom_get_next_sibling(node);
+    end loop;
+    perform xml_dom_free_document(document), xml_dom_free_document(target);
+    return written;
+end $$;
+
+-- One parser object for many texts.
+create function bench.parses(content text, times int) returns bigint language plpgsql as $$
+declare
+    parser raw := xmlparser_new_parser(); document raw; nothing boolean; size bigint := 0;
+begin
+    nothing := xmlparser_set_validation_mode(parser, false) is null;
+    for i in 1 .. times loop
+        nothing := xmlparser_parse_buffer(parser, content) is null;
+        document := xmlparser_get_doc(parser);
+        size := size + octet_length(xml_dom_get_tagname(xml_dom_get_document_element(document)));
+        nothing := xml_dom_free_document(document) is null;
+    end loop;
+    perform xmlparser_free_parser(parser);
+    return size;
+end $$;
+
+-- The packages: descendants as rows, attributes by the functions of the package.
+create function bench.packages(content text) returns bigint language plpgsql as $$
+declare
+    document xmldom.document := xmldom.parse(content); size bigint;
+begin
+    select sum(length(xmldom.get_attribute(item, 'id'))) into size
+    from xmldom.descendants(document, 'order') as item;
+    perform xmldom.free_all();
+    return size;
+end $$;
+
 -- Parse, serialise, free.
 create function bench.round_trip(content text) returns bigint language plpgsql as $$
 declare document raw := xml_dom_new_document_clob(content); size bigint; begin
@@ -129,7 +248,7 @@ declare document raw := xml_dom_new_document_clob(content); size bigint; begin
     return size;
 end $$;
 
--- Seconds of one execution; the smallest and the median of `rounds`.
+-- Seconds of one execution.
 create function bench.seconds(statement text) returns double precision language plpgsql as $$
 declare begun timestamptz := clock_timestamp(); result text; begin
     execute statement into result;

@@ -5,6 +5,7 @@
 # PKG_DBE_XML_LONG_TEXT=1100 makes that text 1100 MB long instead of 8, and prints what it cost.
 . "$(dirname "$0")/lib.sh"
 megabytes=${PKG_DBE_XML_LONG_TEXT:-8}
+[ "$megabytes" -lt 100 ] || ANSWER_TIMEOUT=1200
 
 # --- privileges -------------------------------------------------------------------------------------
 

@@ -90,7 +90,7 @@ open_session() {
 tell() {
     local line
     { statements "$@"; printf '%s\n' '\echo end of answer'; } >&"$session_input"
-    while IFS= read -r -t 60 line <&"$session_output" && [ "$line" != "end of answer" ]; do
+    while IFS= read -r -t "${ANSWER_TIMEOUT:-60}" line <&"$session_output" && [ "$line" != "end of answer" ]; do
         printf '%s\n' "$line"
     done
 }

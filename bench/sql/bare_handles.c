@@ -83,6 +83,8 @@ LIMIT_FUNCTION(limit_get_document_element) {
     RETURN_NODE(fcinfo, xmlDocGetRootElement(object_of(PG_GETARG_DATUM(0))));
 }
 
+LIMIT_FUNCTION(limit_make_element) { return handle_of(object_of(PG_GETARG_DATUM(0))); }
+
 LIMIT_FUNCTION(limit_get_first_child) {
     RETURN_NODE(fcinfo, ((xmlNodePtr)object_of(PG_GETARG_DATUM(0)))->children);
 }

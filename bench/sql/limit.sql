@@ -7,6 +7,7 @@ create function xml_dom_new_document_clob(t text) returns raw as :'library', 'li
 create function xml_dom_free_document(h raw) returns void as :'library', 'limit_free_document' language c;
 create function xml_dom_free_node(h raw) returns void as :'library', 'limit_free_node' language c strict;
 create function xml_dom_get_document_element(h raw) returns raw as :'library', 'limit_get_document_element' language c;
+create function xml_dom_make_element(h raw) returns raw as :'library', 'limit_make_element' language c;
 create function xml_dom_get_first_child(h raw) returns raw as :'library', 'limit_get_first_child' language c;
 create function xml_dom_get_next_sibling(h raw) returns raw as :'library', 'limit_get_next_sibling' language c;
 create function xml_dom_get_parent_node(h raw) returns raw as :'library', 'limit_get_parent_node' language c;

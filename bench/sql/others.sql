@@ -57,6 +57,29 @@ while (my $node = pop @stack) {
 }
 return $visited;
 $$;
+create function bench.lxml_read_and_set(content text) returns bigint language plpython3u as $$
+from lxml import etree
+parser = etree.XMLParser(remove_blank_text=True, huge_tree=True, resolve_entities=True)
+tree = etree.fromstring(content.encode('utf-8'), parser)
+total = 0
+for item in tree.iter('order'):
+    total += int(item.get('id'))
+    item.set('state', 'open')
+return total
+$$;
+create function bench.libxml_read_and_set(content text) returns bigint language plperlu as $$
+use XML::LibXML;
+my $document = XML::LibXML->new(no_blanks => 1, huge => 1)->parse_string($_[0]);
+my $total = 0;
+for my $item ($document->getElementsByTagName('order')) {
+    $total += $item->getAttribute('id');
+    $item->setAttribute('state', 'open');
+}
+return $total;
+$$;
+create function bench.xml_type_xpath_items(content text) returns bigint language sql as $$
+    select sum(value::text::bigint) from unnest(xpath('/items/item/text()', content::xml)) value
+$$;
 create function bench.xml_type_sum_items(content text) returns bigint language sql as $$
     select sum(value) from xmltable('/items/item' passing (content::xml)
                                     columns value bigint path '.')

@@ -22,14 +22,26 @@ find_server() {
     server_version=$("$PG_CONFIG" --version | sed -E 's/^[^0-9]*([0-9]+).*/\1/')
 }
 
+# Reads what make prints and counts the files compiled, for whoever waits at a terminal.
+show_progress() {
+    if [ -t 1 ]; then
+        awk '/ -c -o / { printf "\r%d files compiled", ++files; fflush() } END { if (files) print "" }'
+    else
+        cat >/dev/null
+    fi
+}
+
 # Builds the extension and installs it into the server of PG_CONFIG; the output goes to the file $1.
 build_and_install() {
     local log=$1 begin
     begin=$(now)
     mkdir -p "$(dirname "$log")"
-    echo "building the extension for $("$PG_CONFIG" --version); the first time takes a minute"
-    if ! { make -j2 PG_CONFIG="$PG_CONFIG" && as_root make install PG_CONFIG="$PG_CONFIG"; } \
-        >"$log" 2>&1; then
+    echo "building the extension for $("$PG_CONFIG" --version); the first time takes some minutes"
+    if ! (
+        set -o pipefail
+        { make -j2 PG_CONFIG="$PG_CONFIG" && as_root make install PG_CONFIG="$PG_CONFIG"; } 2>&1 |
+            tee "$log" | show_progress
+    ); then
         tail -n 30 "$log" >&2
         echo "the build failed; all of its output is in $log" >&2
         return 1

@@ -187,6 +187,44 @@ TEST_F(importing, a_prefix_that_the_top_of_the_copy_uses_otherwise) {
     EXPECT_EQ(written(copy), "<b xmlns:p=\"urn:inner\"><p:c/><p:d xmlns:p=\"urn:outer\"/></b>");
 }
 
+TEST_F(importing, a_prefix_that_the_top_of_the_copy_declares_alike) {
+    const sql::handle from = document("<x xmlns:p='urn:u'><p:b/><a xmlns:p='urn:u'/></x>");
+    const sql::handle top = root(from);
+    append(last(top), first(top)); // <p:b> uses the outer of two like declarations
+    const sql::handle into = document("<r/>");
+    const sql::handle copy = import(into, first(top), true);
+    EXPECT_EQ(written(copy), "<a xmlns:p=\"urn:u\"><p:b/></a>");
+    EXPECT_EQ(node(first(copy))->ns, node(copy)->nsDef);
+    EXPECT_EQ(node(first(copy))->nsDef, nullptr);
+}
+
+TEST_F(importing, a_prefix_is_declared_once_on_an_element_that_uses_it_often) {
+    const sql::handle from =
+        document("<x xmlns:p='urn:u'><p:b p:k='1' p:l='2'/><a xmlns:p='urn:v'/></x>");
+    const sql::handle top = root(from);
+    append(last(top), first(top));
+    const sql::handle into = document("<r/>");
+    EXPECT_EQ(written(import(into, first(top), true)),
+              "<a xmlns:p=\"urn:v\"><p:b xmlns:p=\"urn:u\" p:k=\"1\" p:l=\"2\"/></a>");
+}
+
+TEST_F(importing, an_attribute_whose_prefix_is_taken_on_its_element_too) {
+    const sql::handle from =
+        document("<x xmlns:p='urn:u' p:k='1'><b xmlns:p='urn:w'/><a xmlns:p='urn:v'/></x>");
+    const sql::handle top = root(from);
+    const sql::handle moved = attribute_of(top, "k");
+    append(first(top), moved);
+    append(last(top), first(top));
+    const sql::handle into = document("<r/>");
+    const sql::handle copy = import(into, first(top), true);
+    call(xml_dom_free_document, from);
+    EXPECT_EQ(written(copy), "<a xmlns:p=\"urn:v\"><b xmlns:p=\"urn:w\" p:k=\"1\"/></a>");
+    const sql::handle below = call(xml_dom_make_element, first(copy)).handle();
+    EXPECT_EQ(call(xml_dom_get_attribute_ns, below, "k", "urn:u").text(), "1");
+    EXPECT_TRUE(call(xml_dom_get_attribute_ns, below, "k", "urn:w").is_null());
+    EXPECT_EQ(node(below)->nsDef->next, nullptr);
+}
+
 TEST_F(importing, attributes_keep_their_namespace) {
     const sql::handle from = document("<a xmlns:p='urn:p' p:x='1' xml:lang='en'/>");
     const sql::handle top = root(from);

@@ -107,6 +107,36 @@ TEST_F(memory_info, counts_what_is_detached_and_what_was_imported) {
     EXPECT_GT(after[0].nodes, before[0].nodes);
 }
 
+// Every particle of a content model counts the same, however they nest.
+TEST_F(memory_info, counts_the_particles_of_content_models) {
+    const auto bytes_with = [](const std::string &model) {
+        const sql::handle document =
+            parsed("<!DOCTYPE a [<!ELEMENT b EMPTY><!ELEMENT a " + model + ">]><a/>");
+        const memory_line line = line_of(lines(), document);
+        EXPECT_EQ(line.nodes, 5); // document, its type, two declarations, the root
+        sql::call(xml_dom_free_document, document);
+        return line.bytes;
+    };
+    const std::int64_t without = bytes_with("ANY");
+    EXPECT_EQ(bytes_with("EMPTY"), without);
+    const std::int64_t one = bytes_with("(b)") - without;
+    EXPECT_GE(one, static_cast<std::int64_t>(sizeof(xmlElementContent)));
+    struct counted_model {
+        const char *text;
+        int particles;
+    };
+    for (const counted_model &model : {counted_model{"(b,b)", 3},
+                                       {"(b|b|b)", 5},
+                                       {"((b,b),b)", 5},
+                                       {"(b,(b,b))", 5},
+                                       {"((b|b)*,b?,(b,b)+)", 9},
+                                       {"(((b,b),b),((b,b),(b,b)))", 13},
+                                       {"(#PCDATA)", 1},
+                                       {"(#PCDATA|b)*", 3}}) {
+        EXPECT_EQ(bytes_with(model.text), without + model.particles * one) << model.text;
+    }
+}
+
 TEST_F(memory_info, parser_objects_are_in_the_whole) {
     const sql::handle parser = sql::call(xmlparser_new_parser).handle();
     EXPECT_EQ(lines().size(), 1U);

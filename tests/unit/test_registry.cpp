@@ -5,6 +5,7 @@
 #include "host/xml.hpp"
 #include "registry.hpp"
 #include "standalone_session.hpp"
+#include "support/broken_tables.hpp"
 
 #include <cstring>
 #include <functional>
@@ -572,6 +573,73 @@ TEST_F(registry, list_members_are_read_in_order_and_beyond_the_end_is_null) {
     EXPECT_EQ(pkg_dbe_xml::list_member(entry, 100), nullptr);
     pkg_dbe_xml::delete_list(entry);
     EXPECT_EQ(entry.object, nullptr);
+}
+
+TEST_F(registry, a_document_that_no_family_shares_is_reported) {
+    add_document();
+    const sql::value argument = sql::value::of_datum(handle);
+    {
+        const sql::lost_document lost(document);
+        EXPECT_REPORT(sql::call(xml_dom_free_node, argument), reports::dom_keys_not_found);
+        EXPECT_EQ(
+            sqlstate_of([&] { pkg_dbe_xml::xml_domkeys_hash_decrease_key(&entry_of(handle)); }),
+            reports::dom_keys_not_found.sqlstate);
+        EXPECT_EQ(host::standalone::last_report().message, reports::dom_keys_not_found.message);
+        // The handle names the document as before.
+        EXPECT_EQ(entry_of(handle).object, document);
+        EXPECT_EQ(pkg_dbe_xml::first_name(reinterpret_cast<xmlNodePtr>(document)),
+                  &entry_of(handle));
+    }
+    EXPECT_FALSE(sql::call(xml_dom_free_node, argument).failed());
+    EXPECT_EQ(entry_of(handle).object, nullptr);
+    EXPECT_EQ(host::gate.bytes_in_use, 0);
+}
+
+TEST_F(registry, only_handles_of_documents_have_a_share_to_give_up) {
+    add_document();
+    const host::datum node = mint(document->children);
+    const family &owner = pkg_dbe_xml::family_of(entry_of(handle));
+    pkg_dbe_xml::xml_domkeys_hash_decrease_key(&entry_of(node));
+    pkg_dbe_xml::xml_free_hashentry(k_dom_map, key_of(node));
+    pkg_dbe_xml::xml_domkeys_hash_decrease_key(&entry_of(node));
+    EXPECT_EQ(owner.shares, 1U);
+    pkg_dbe_xml::xml_free_hashentry(k_dom_map, key_of(handle));
+    pkg_dbe_xml::xml_domkeys_hash_decrease_key(&entry_of(handle));
+    EXPECT_EQ(host::gate.bytes_in_use, 0);
+}
+
+TEST_F(registry, document_ids_in_use_are_passed_over_once_the_counter_has_wrapped) {
+    std::vector<std::pair<host::datum, xmlDocPtr>> made;
+    const auto id_of_next = [&] {
+        add_document();
+        made.emplace_back(handle, document);
+        const DomKey key = key_of(handle);
+        return pkg_dbe_xml::xml_getdom_docid(&key);
+    };
+    for (const std::uint32_t expected : {0U, 1U, 2U}) {
+        EXPECT_EQ(id_of_next(), expected);
+    }
+    sql::set_serial_counter(0xFFFFFFFFU);
+    for (const std::uint32_t expected : {0xFFFFFFFDU, 0xFFFFFFFEU, 0xFFFFFFFFU, 3U, 4U, 5U}) {
+        EXPECT_EQ(id_of_next(), expected);
+    }
+    for (const auto &[value, named] : made) {
+        EXPECT_EQ(entry_of(value).object, named);
+    }
+    EXPECT_EQ(pkg_dbe_xml::xml_release_all_documents(), made.size());
+    EXPECT_EQ(host::gate.bytes_in_use, 0);
+}
+
+TEST_F(registry, an_id_that_no_document_has_yet_is_not_released) {
+    add_document();
+    const std::uint32_t taken = pkg_dbe_xml::xml_get_next_docid();
+    EXPECT_EQ(taken, 1U);
+    EXPECT_EQ(pkg_dbe_xml::xml_release_documents_since(0), 1U);
+    EXPECT_EQ(pkg_dbe_xml::xml_release_all_documents(), 0U);
+    EXPECT_EQ(pkg_dbe_xml::xml_get_next_nodeid(taken), 1U); // the id is still known
+    pkg_dbe_xml::xml_dom_remove_doc_entry(taken);
+    EXPECT_EQ(sqlstate_of([&] { static_cast<void>(pkg_dbe_xml::xml_get_next_nodeid(taken)); }),
+              "22023");
 }
 
 TEST_F(registry, clean_up_frees_everything_and_a_new_registry_starts) {

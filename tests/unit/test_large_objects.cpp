@@ -398,7 +398,7 @@ TEST_P(large_object_failures, leave_everything_as_it_was) {
     played.shown = [&](const sql::result &outcome) {
         return (outcome.is_null() ? "null" : "value") + standalone::bytes_of_object(number);
     };
-    std::int64_t reported = 0;
+    sql::sweep_figures all;
     for (const standalone::service which :
          {standalone::service::large_object, standalone::service::allocation,
           standalone::service::conversion, standalone::service::poll}) {
@@ -407,9 +407,11 @@ TEST_P(large_object_failures, leave_everything_as_it_was) {
         }
         const sql::sweep_figures figures = sql::sweep_failures(played, which);
         EXPECT_GT(figures.reported, 0) << static_cast<int>(which);
-        reported += figures.reported;
+        all += figures;
     }
-    std::printf("             %lld reported\n", static_cast<long long>(reported));
+    std::printf("             %lld injected, %lld reported, %lld harmless\n",
+                static_cast<long long>(all.rounds), static_cast<long long>(all.reported),
+                static_cast<long long>(all.harmless));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,7 +1,7 @@
 // What the trees of the session take of the process's memory, for administrators.
 //
 // A tree is measured by going through it: each node, name and text counts with the size of the
-// heap block that it needs, strings of the document's dictionary once with the dictionary. Nodes
+// block that it needs, strings of the document's dictionary once with the dictionary. Nodes
 // that a document keeps for handles that still name them, and documents imported into it, count
 // with it.
 
@@ -35,12 +35,9 @@ struct tree_size {
     std::int64_t bytes;
 };
 
-// The block that the C library's heap takes for `size` bytes, its header included.
-constexpr std::int64_t heap_block(std::size_t size) noexcept {
-    const std::size_t with_header = (size + 8 + 15) / 16 * 16;
-    return static_cast<std::int64_t>(std::max<std::size_t>(with_header, 32));
+std::int64_t block_size(std::size_t size) noexcept {
+    return static_cast<std::int64_t>(host::allocation_cost(size));
 }
-static_assert(heap_block(24) == 32 && heap_block(25) == 48 && heap_block(120) == 128);
 
 // Adds up the parts of one document and what is kept with it.
 class tree_measure {
@@ -87,12 +84,12 @@ class tree_measure {
   private:
     void add(std::size_t bytes) noexcept {
         ++size_.nodes;
-        size_.bytes += heap_block(bytes);
+        size_.bytes += block_size(bytes);
     }
 
     void string(const xmlChar *text) noexcept {
         if (text != nullptr && (dictionary_ == nullptr || xmlDictOwns(dictionary_, text) != 1)) {
-            size_.bytes += heap_block(static_cast<std::size_t>(xmlStrlen(text)) + 1);
+            size_.bytes += block_size(static_cast<std::size_t>(xmlStrlen(text)) + 1);
         }
     }
 
@@ -109,7 +106,7 @@ class tree_measure {
         }
         for (const xmlNs *record = declared_namespaces(node); record != nullptr;
              record = record->next) {
-            size_.bytes += heap_block(sizeof(xmlNs));
+            size_.bytes += block_size(sizeof(xmlNs));
             string(record->href);
             string(record->prefix);
         }
@@ -168,7 +165,7 @@ class tree_measure {
     void model(const xmlElementContent *top) {
         const xmlElementContent *particle = top;
         while (particle != nullptr) {
-            size_.bytes += heap_block(sizeof(xmlElementContent));
+            size_.bytes += block_size(sizeof(xmlElementContent));
             if (particle->c1 != nullptr) {
                 particle = particle->c1;
                 continue;

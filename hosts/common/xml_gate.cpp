@@ -1,7 +1,12 @@
 // The allocation gate: stands in libxml2's allocation functions, counts, and refuses within scopes.
 //
-// The usual allocation costs two comparisons more than malloc. Everything else (faults for tests,
-// requests to stop, the ceiling of a parse) waits behind `countdown` and `ceiling`.
+// The usual allocation costs two comparisons more than what stands behind the gate. Everything else
+// (faults for tests, requests to stop, the ceiling of a parse) waits behind `countdown` and
+// `ceiling`.
+//
+// Behind it stands the heap for small sessions, for large blocks and for whoever uses libxml2
+// outside scopes, and the arena for the rest.
+#include "xml_arena.hpp"
 #include "xml_service.hpp"
 
 #include <libxml/catalog.h>
@@ -9,6 +14,7 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -27,6 +33,22 @@ constexpr std::uint32_t k_looks_before_refusal = 16384;
 // Freed in one go, from which on memory is given back to the machine; and what the heap keeps then.
 constexpr std::int64_t k_worth_giving_back = 32LL * 1024 * 1024;
 constexpr std::size_t k_kept_for_the_next = 8U * 1024 * 1024;
+
+// Under the sanitizers every block is to be one of theirs.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool k_has_arena = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) ||                         \
+    __has_feature(memory_sanitizer)
+constexpr bool k_has_arena = false;
+#else
+constexpr bool k_has_arena = true;
+#endif
+#else
+constexpr bool k_has_arena = true;
+#endif
+// Below so much in use the pages of the arena, one for each size of block, would hardly fill.
+constexpr std::int64_t k_small_session = 256LL * 1024;
 
 struct error_handlers {
     xmlStructuredErrorFunc structured;
@@ -105,9 +127,19 @@ bool admit(std::size_t size) noexcept {
     return true;
 }
 
-void *gated_malloc(std::size_t size) noexcept {
-    if (!may_allocate(size)) [[unlikely]] {
-        return nullptr;
+[[gnu::always_inline]] inline bool is_for_arena(std::size_t size) noexcept {
+    return k_has_arena && size - 1 < k_largest_arena_block &&
+           gate.bytes_in_use >= k_small_session && gate.depth != 0;
+}
+
+// From here on the gate has been asked.
+
+void *counted_malloc(std::size_t size) noexcept {
+    if (is_for_arena(size)) {
+        if (void *block = arena_allocate(size)) [[likely]] {
+            gate.bytes_in_use += static_cast<std::int64_t>(arena_block_size(size));
+            return block;
+        }
     }
     void *block = std::malloc(size);
     if (block == nullptr) [[unlikely]] {
@@ -118,18 +150,29 @@ void *gated_malloc(std::size_t size) noexcept {
     return block;
 }
 
-void gated_free(void *block) noexcept {
-    if (block != nullptr) {
-        gate.bytes_in_use -= static_cast<std::int64_t>(malloc_usable_size(block));
+void counted_free(void *block) noexcept {
+    std::size_t size = k_has_arena ? arena_free(block) : 0;
+    if (size == 0) {
+        size = malloc_usable_size(block);
         std::free(block);
     }
+    gate.bytes_in_use -= static_cast<std::int64_t>(size);
 }
 
-void *gated_realloc(void *block, std::size_t size) noexcept {
-    const std::size_t old_size = block == nullptr ? 0 : malloc_usable_size(block);
-    if (!may_allocate(size > old_size ? size - old_size : 0)) [[unlikely]] {
-        return nullptr;
+// A block of the arena, of `old_size` bytes, as one of `size`.
+void *resize_in_arena(void *block, std::size_t old_size, std::size_t size) noexcept {
+    if (size <= old_size && size > old_size / 2) {
+        return block;
     }
+    void *moved = counted_malloc(size);
+    if (moved != nullptr) {
+        std::memcpy(moved, block, std::min(old_size, size));
+        counted_free(block);
+    }
+    return moved;
+}
+
+void *resize_in_heap(void *block, std::size_t old_size, std::size_t size) noexcept {
     void *moved = std::realloc(block, size);
     if (moved == nullptr) [[unlikely]] {
         note_refusal(size);
@@ -138,6 +181,27 @@ void *gated_realloc(void *block, std::size_t size) noexcept {
     gate.bytes_in_use +=
         static_cast<std::int64_t>(malloc_usable_size(moved)) - static_cast<std::int64_t>(old_size);
     return moved;
+}
+
+void *gated_malloc(std::size_t size) noexcept {
+    return may_allocate(size) ? counted_malloc(size) : nullptr;
+}
+
+void gated_free(void *block) noexcept {
+    if (block != nullptr) {
+        counted_free(block);
+    }
+}
+
+void *gated_realloc(void *block, std::size_t size) noexcept {
+    const std::size_t in_arena = k_has_arena ? arena_size_of(block) : 0;
+    const std::size_t old_size =
+        in_arena != 0 || block == nullptr ? in_arena : malloc_usable_size(block);
+    if (!may_allocate(size > old_size ? size - old_size : 0)) [[unlikely]] {
+        return nullptr;
+    }
+    return in_arena != 0 ? resize_in_arena(block, old_size, size)
+                         : resize_in_heap(block, old_size, size);
 }
 
 char *gated_strdup(const char *text) noexcept {
@@ -194,12 +258,21 @@ void set_allocation_fault(allocation_fault function) noexcept {
     gate.countdown = 1;
 }
 
-void give_memory_back([[maybe_unused]] std::int64_t freed) noexcept {
-#ifdef __GLIBC__
-    if (freed >= k_worth_giving_back) {
-        malloc_trim(k_kept_for_the_next);
+void give_memory_back(std::int64_t freed) noexcept {
+    if (freed < k_worth_giving_back) {
+        return;
     }
+    arena_give_holes_back();
+#ifdef __GLIBC__
+    malloc_trim(k_kept_for_the_next);
 #endif
+}
+
+std::size_t allocation_cost(std::size_t size) noexcept {
+    if (k_has_arena && size - 1 < k_largest_arena_block && gate.bytes_in_use >= k_small_session) {
+        return arena_block_size(size);
+    }
+    return std::max<std::size_t>((size + 8 + 15) / 16 * 16, 32); // of the C library's heap
 }
 
 void restore_error_handlers() noexcept {

@@ -20,7 +20,8 @@ namespace host {
 // The allocation gate in front of libxml2, of this session.
 //
 // The gate stands in libxml2's allocation functions, of the whole process, and forwards to the
-// plain heap; blocks made before it was put there, or by others, are as good as any. It counts
+// plain heap, or within scopes to an arena of the session (hosts/common/xml_arena.hpp); blocks
+// made before it was put there, or by others, are as good as any. It counts
 // whatever libxml2 allocates and frees on behalf of the session, inside scopes or not, so that a
 // block freed late is not counted for ever. It refuses, and reports failures, only within scopes.
 struct allocation_gate {
@@ -50,6 +51,8 @@ void prepare_gate() noexcept;
 // To be told when `freed` bytes of libxml2's were freed in one go: gives them back to the machine
 // where that is worth its cost. The heap keeps what lies between blocks still in use otherwise.
 void give_memory_back(std::int64_t freed) noexcept;
+// What a block for `size` bytes of libxml2's takes of the session's memory, overhead included.
+[[nodiscard]] std::size_t allocation_cost(std::size_t size) noexcept;
 // Puts the error handlers back that were replaced when an allocation failed.
 void restore_error_handlers() noexcept;
 

@@ -5,106 +5,14 @@
 #include "standalone_session.hpp"
 #include "support/invariants.hpp"
 
-#include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <string_view>
 
 namespace fuzz {
 namespace {
 
-// A function and the types of its arguments: h handle, n name, v value, u namespace URI, x text of
-// a document, m XML value, i index, b truth value, p parser, f file, c character set. Of optional
-// arguments the shorter form stands beside the longer one.
-struct signature {
-    const char *name;
-    sql::function entry;
-    const char *arguments;
-    char result; // h handle, p parser, t text, i integer, b truth value, 0 none
-};
-
-#define CALL(function_name, arguments, result)                                                     \
-    signature { #function_name, function_name, arguments, result }
-
-constexpr std::array k_signatures{
-    CALL(xml_dom_new_document_clob, "x", 'h'),
-    CALL(xml_dom_new_document_empty, "", 'h'),
-    CALL(xml_dom_new_document_xmltype, "m", 'h'),
-    CALL(xml_dom_free_document, "h", 0),
-    CALL(xml_dom_create_element, "hn", 'h'),
-    CALL(xml_dom_create_element_ns, "hnu", 'h'),
-    CALL(xml_dom_create_text_node, "hv", 'h'),
-    CALL(xml_dom_create_attribute, "hn", 'h'),
-    CALL(xml_dom_get_document_element, "h", 'h'),
-    CALL(xml_dom_set_charset, "hc", 0),
-    CALL(xml_dom_set_doctype, "hnvv", 0),
-    CALL(xml_dom_get_parent_node, "h", 'h'),
-    CALL(xml_dom_get_first_child, "h", 'h'),
-    CALL(xml_dom_get_last_child, "h", 'h'),
-    CALL(xml_dom_get_next_sibling, "h", 'h'),
-    CALL(xml_dom_get_child_nodes, "h", 'h'),
-    CALL(xml_dom_get_node_value, "h", 't'),
-    CALL(xml_dom_get_node_name, "h", 't'),
-    CALL(xml_dom_get_node_type, "h", 'i'),
-    CALL(xml_dom_get_attributes, "h", 'h'),
-    CALL(xml_dom_get_attribute_ns, "hnu", 't'),
-    CALL(xml_dom_get_length, "h", 'i'),
-    CALL(xml_dom_item, "hi", 'h'),
-    CALL(xml_dom_get_named_item, "hn", 'h'),
-    CALL(xml_dom_get_named_item_ns, "hnu", 'h'),
-    CALL(xml_dom_get_session_tree_num, "", 'i'),
-    CALL(xml_dom_get_detail_doc_tree_info, "h", 't'),
-    CALL(xml_dom_get_attribute, "hn", 't'),
-    CALL(xml_dom_get_tagname, "h", 't'),
-    CALL(xml_dom_get_localname, "h", 't'),
-    CALL(xml_dom_get_attribute_node, "hn", 'h'),
-    CALL(xml_dom_get_attribute_node, "hnu", 'h'),
-    CALL(xml_dom_get_children_by_tagname, "hn", 'h'),
-    CALL(xml_dom_get_children_by_tagname_ns, "hnu", 'h'),
-    CALL(xml_dom_get_elements_by_tagname_document, "hn", 'h'),
-    CALL(xml_dom_get_elements_by_tagname_element, "hn", 'h'),
-    CALL(xml_dom_get_elements_by_tagname_ns, "hnu", 'h'),
-    CALL(xml_dom_set_attribute, "hnv", 0),
-    CALL(xml_dom_set_attribute_node, "hh", 'h'),
-    CALL(xml_dom_set_attribute_ns, "hnvu", 0),
-    CALL(xml_dom_remove_attribute_node, "hh", 'h'),
-    CALL(xml_dom_make_attr, "h", 'h'),
-    CALL(xml_dom_free_element, "h", 0),
-    CALL(xml_dom_append_child, "hh", 'h'),
-    CALL(xml_dom_append_child, "hh", 'h'), // twice: most can go wrong here
-    CALL(xml_dom_import_node, "hh", 'h'),
-    CALL(xml_dom_import_node, "hhb", 'h'),
-    CALL(xml_dom_set_node_value, "hv", 0),
-    CALL(xml_dom_free_node, "h", 0),
-    CALL(xml_dom_free_nodelist, "h", 0),
-    CALL(xml_dom_make_element, "h", 'h'),
-    CALL(xml_dom_makenode, "h", 'h'),
-    CALL(xml_dom_is_null, "h", 'b'),
-    CALL(xml_dom_has_child_nodes, "h", 'b'),
-    CALL(xml_dom_write_to_buffer_doc, "h", 't'),
-    CALL(xml_dom_write_to_clob_doc, "h", 't'),
-    CALL(xml_dom_write_to_buffer_node, "h", 't'),
-    CALL(xml_dom_write_to_clob_node, "h", 't'),
-    CALL(xmlparser_new_parser, "", 'p'),
-    CALL(xmlparser_free_parser, "p", 0),
-    CALL(xmlparser_parse_clob, "px", 0),
-    CALL(xmlparser_parse_buffer, "px", 0),
-    CALL(xmlparser_get_doc, "p", 'h'),
-    CALL(xmlparser_set_validation_mode, "pb", 0),
-    CALL(xmlparser_get_validation_mode, "p", 'b'),
-    // The rest depends on the machine or on the order of a table: not compared between hosts.
-    CALL(xml_dom_get_doc_trees_info, "", 't'),
-    CALL(xml_dom_write_to_file_doc, "hf", 0),
-    CALL(xml_dom_write_to_file_doc, "hfc", 0),
-    CALL(xml_dom_write_to_file_node, "hf", 0),
-    CALL(xml_dom_write_to_file_node, "hfc", 0),
-};
-#undef CALL
-constexpr std::size_t k_calls_without_files = k_signatures.size() - 5;
-
-constexpr std::array<sql::function, 6> k_strict{
-    xml_dom_free_node, xml_dom_free_nodelist, xml_dom_free_element,
-    xmlparser_get_doc, xmlparser_free_parser, xmlparser_get_validation_mode};
+// The values below this one choose among the 65, the others among what the packages add.
+constexpr std::uint8_t k_first_package_choice = 210;
 
 constexpr std::array<std::string_view, 15> k_documents{
     "<a/>",
@@ -143,20 +51,10 @@ constexpr std::array<std::string_view, 8> k_files{
 
 constexpr std::size_t k_ring_size = 48;
 constexpr std::size_t k_most_calls = 4000;
-constexpr std::string_view k_hexadecimal = "0123456789abcdef";
 
 template <std::size_t size>
 std::string pick(const std::array<std::string_view, size> &choices, std::uint8_t choice) {
     return std::string(choices.at(choice % size));
-}
-
-std::string hexadecimal(std::span<const std::uint8_t> bytes) {
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        text += k_hexadecimal[byte >> 4U];
-        text += k_hexadecimal[byte & 15U];
-    }
-    return text;
 }
 
 std::string sql_literal(std::string_view text) {
@@ -170,13 +68,13 @@ std::string sql_literal(std::string_view text) {
     return result + "'";
 }
 
-const signature &signature_of(const program_call &call) {
-    for (const signature &candidate : k_signatures) {
-        if (candidate.entry == call.entry) {
-            return candidate;
+const handle_type *handle_type_of(char letter) {
+    for (const handle_type &candidate : k_handle_types) {
+        if (candidate.letter == letter) {
+            return &candidate;
         }
     }
-    std::abort();
+    return nullptr;
 }
 
 void keep(std::vector<sql::handle> &ring, const sql::handle &handle, std::uint8_t place) {
@@ -206,11 +104,12 @@ void program::add_text(program_call &call, const std::string &text, const char *
 }
 
 // A handle of the ring; sometimes null, changed in one byte, or of another length.
-void program::add_handle(program_call &call, const std::vector<sql::handle> &ring) {
+void program::add_handle(program_call &call, const handle_type &type) {
     const std::uint8_t choice = byte();
-    sql::handle chosen = ring.empty() ? sql::handle{} : ring[choice % ring.size()];
+    const std::vector<sql::handle> &kept = kept_in(type.from);
+    sql::handle chosen = kept.empty() ? sql::handle{} : kept[choice % kept.size()];
     if (choice >= 252) {
-        add_null(call, "raw");
+        add_null(call, type.name);
         return;
     }
     if (choice == 251) {
@@ -221,11 +120,11 @@ void program::add_handle(program_call &call, const std::vector<sql::handle> &rin
     }
     if (choice == 250) {
         const sql::raw wrong{std::vector<std::uint8_t>(byte() % 20U, byte())};
-        call.statement += "'\\x" + hexadecimal(wrong.bytes) + "'::raw";
+        call.statement += "'\\x" + hexadecimal(wrong.bytes) + "'::" + type.name;
         call.arguments.emplace_back(wrong);
         return;
     }
-    call.statement += "'\\x" + hexadecimal(chosen.bytes) + "'::raw";
+    call.statement += "'\\x" + hexadecimal(chosen.bytes) + "'::" + type.name;
     call.arguments.emplace_back(chosen);
 }
 
@@ -239,12 +138,8 @@ std::string program::made_text() {
 }
 
 void program::add_argument(program_call &call, char type) {
-    if (type == 'h') {
-        add_handle(call, handles_);
-        return;
-    }
-    if (type == 'p') {
-        add_handle(call, parsers_);
+    if (const handle_type *handles = handle_type_of(type)) {
+        add_handle(call, *handles);
         return;
     }
     const std::uint8_t choice = byte();
@@ -290,25 +185,35 @@ void program::add_argument(program_call &call, char type) {
     }
 }
 
+// The function that the next byte chooses. A rare one is passed over most of the time.
+const signature &program::choose() {
+    const std::uint8_t choice = byte();
+    if (choice < k_first_package_choice) {
+        const std::span<const signature> own = own_functions(with_files_);
+        return own[choice % own.size()];
+    }
+    const std::span<const signature> package = package_functions(with_files_);
+    const signature &chosen =
+        package[static_cast<std::size_t>(choice - k_first_package_choice) % package.size()];
+    return chosen.rarity > 1 && byte() % chosen.rarity != 0 ? package[0] : chosen;
+}
+
 bool program::next(program_call &call) {
     if (place_ >= bytes_.size() || calls_ == k_most_calls) {
         return false;
     }
     ++calls_;
-    const std::size_t count = with_files_ ? k_signatures.size() : k_calls_without_files;
-    const signature &chosen = k_signatures.at(byte() % count);
-    call.name = chosen.name;
-    call.entry = chosen.entry;
+    call.function = &choose();
     call.arguments.clear();
     call.has_null = false;
-    call.statement = std::string(chosen.name) + "(";
-    for (const char *type = chosen.arguments; *type != '\0'; ++type) {
-        if (type != chosen.arguments) {
+    call.statement = call.function->name;
+    for (const char *type = call.function->arguments; *type != '\0'; ++type) {
+        if (type != call.function->arguments) {
             call.statement += ", ";
         }
         add_argument(call, *type);
     }
-    call.statement += ")";
+    call.statement += call.function->end;
     return true;
 }
 
@@ -316,23 +221,50 @@ void program::note(const program_call &call, const sql::result &outcome) {
     if (outcome.failed() || outcome.is_null()) {
         return;
     }
-    const char type = signature_of(call).result;
     const auto place = static_cast<std::uint8_t>(calls_ * 7U);
-    if (type == 'h') {
-        keep(handles_, outcome.handle(), place);
-    } else if (type == 'p') {
-        keep(parsers_, outcome.handle(), place);
+    switch (call.function->result) {
+    case 'h':
+        keep(kept_in(ring::handles), outcome.handle(), place);
+        break;
+    case 'p':
+        keep(kept_in(ring::parsers), outcome.handle(), place);
+        break;
+    case 's':
+        keep(kept_in(ring::scopes), outcome.handle(), place);
+        break;
+    default:
+        break;
     }
 }
 
+std::vector<program_call> program::closing_calls() {
+    const std::vector<sql::handle> &scopes = kept_in(ring::scopes);
+    const sql::handle scope = scopes.empty() ? sql::handle{} : scopes.front();
+    std::vector<program_call> calls;
+    for (const std::string_view name : {k_release, k_session, k_free_all, k_session}) {
+        for (const signature &function : package_functions(true)) {
+            if (function.name == name) {
+                calls.push_back({&function, {}, false, function.name});
+            }
+        }
+        if (name == k_release) {
+            calls.back().arguments.emplace_back(scope);
+            calls.back().statement += "'\\x" + hexadecimal(scope.bytes) + "'::xmldom.scope";
+        }
+        calls.back().statement += calls.back().function->end;
+    }
+    return calls;
+}
+
 sql::result make(const program_call &call) {
-    if (call.has_null &&
-        std::find(k_strict.begin(), k_strict.end(), call.entry) != k_strict.end()) {
+    const signature &function = *call.function;
+    if (call.has_null && function.strict) {
         sql::result nothing;
         nothing.is_null_ = true;
         return nothing;
     }
-    return sql::call_with(call.entry, call.arguments);
+    return function.set != nullptr ? function.set(call.arguments)
+                                   : sql::call_with(function.entry, call.arguments);
 }
 
 std::string shown(const program_call &call, const sql::result &outcome) {
@@ -342,9 +274,10 @@ std::string shown(const program_call &call, const sql::result &outcome) {
     if (outcome.is_null()) {
         return "NULL";
     }
-    switch (signature_of(call).result) {
+    switch (call.function->result) {
     case 'h':
     case 'p':
+    case 's':
         return "\\x" + hexadecimal(outcome.handle().bytes);
     case 't':
         return outcome.text();

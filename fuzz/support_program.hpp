@@ -6,7 +6,9 @@
 #pragma once
 
 #include "support/sql.hpp"
+#include "support_signatures.hpp"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -17,11 +19,10 @@ namespace fuzz {
 
 // One call: what to make it with, and how it is written in SQL.
 struct program_call {
-    const char *name;
-    sql::function entry;
+    const signature *function;
     std::vector<sql::value> arguments;
     bool has_null;
-    std::string statement; // name(argument, ...)
+    std::string statement; // an SQL expression: name(argument, ...)
 };
 
 class program {
@@ -33,11 +34,18 @@ class program {
     bool next(program_call &call);
     // To be told what the call gave, so that its handle can be used by later calls.
     void note(const program_call &call, const sql::result &outcome);
+    // Calls to end with, which give back what was made since the first scope, then everything. How
+    // documents are numbered after that differs between hosts.
+    [[nodiscard]] std::vector<program_call> closing_calls();
 
   private:
     [[nodiscard]] std::uint8_t byte();
+    [[nodiscard]] const signature &choose();
+    [[nodiscard]] std::vector<sql::handle> &kept_in(ring which) {
+        return kept_.at(static_cast<std::size_t>(which));
+    }
     void add_argument(program_call &call, char type);
-    void add_handle(program_call &call, const std::vector<sql::handle> &ring);
+    void add_handle(program_call &call, const handle_type &type);
     void add_null(program_call &call, const char *type);
     void add_text(program_call &call, const std::string &text, const char *type);
     [[nodiscard]] std::string made_text();
@@ -46,8 +54,7 @@ class program {
     std::size_t place_ = 0;
     std::size_t calls_ = 0;
     bool with_files_;
-    std::vector<sql::handle> handles_;
-    std::vector<sql::handle> parsers_;
+    std::array<std::vector<sql::handle>, k_ring_count> kept_;
 };
 
 // Makes the call as a server does: functions declared STRICT are not called with a null, and give

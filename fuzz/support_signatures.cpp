@@ -1,0 +1,271 @@
+// The tables of functions, and the sets of the packages made of single calls.
+#include "support_signatures.hpp"
+
+#include <array>
+#include <string_view>
+
+#define PACKAGE_ENTRY(name) extern "C" host::datum name(host::call_record *record)
+PACKAGE_ENTRY(xml_dom_set_attribute_returning);
+PACKAGE_ENTRY(xml_dom_set_attribute_ns_returning);
+PACKAGE_ENTRY(xml_dom_set_node_value_returning);
+PACKAGE_ENTRY(xml_dom_set_charset_returning);
+PACKAGE_ENTRY(xml_dom_set_doctype_returning);
+PACKAGE_ENTRY(xml_dom_append_child_returning);
+PACKAGE_ENTRY(xml_dom_free_document_returning);
+PACKAGE_ENTRY(xml_dom_free_node_returning);
+PACKAGE_ENTRY(xml_dom_free_nodelist_returning);
+PACKAGE_ENTRY(xml_dom_write_to_file_doc_returning);
+PACKAGE_ENTRY(xml_dom_write_to_file_node_returning);
+PACKAGE_ENTRY(xmlparser_parse_clob_returning);
+PACKAGE_ENTRY(xmlparser_parse_buffer_returning);
+PACKAGE_ENTRY(xmlparser_set_validation_mode_returning);
+PACKAGE_ENTRY(xmlparser_free_parser_returning);
+PACKAGE_ENTRY(xml_dom_get_attributes_of_node);
+PACKAGE_ENTRY(xml_dom_first_node);
+PACKAGE_ENTRY(xml_dom_first_attribute);
+PACKAGE_ENTRY(xml_dom_next_attribute);
+PACKAGE_ENTRY(xml_dom_next_element);
+PACKAGE_ENTRY(xml_dom_outline);
+PACKAGE_ENTRY(xml_dom_mark_scope);
+PACKAGE_ENTRY(xml_dom_release_scope);
+PACKAGE_ENTRY(xml_dom_free_all);
+PACKAGE_ENTRY(xml_dom_get_memory_info);
+#undef PACKAGE_ENTRY
+
+namespace fuzz {
+namespace {
+
+#define CALL(function_name, arguments, result)                                                     \
+    signature { #function_name "(", function_name, arguments, result }
+#define STRICT(function_name, arguments, result)                                                   \
+    signature { #function_name "(", function_name, arguments, result, true }
+
+constexpr std::array k_own{
+    CALL(xml_dom_new_document_clob, "x", 'h'),
+    CALL(xml_dom_new_document_empty, "", 'h'),
+    CALL(xml_dom_new_document_xmltype, "m", 'h'),
+    CALL(xml_dom_free_document, "h", 0),
+    CALL(xml_dom_create_element, "hn", 'h'),
+    CALL(xml_dom_create_element_ns, "hnu", 'h'),
+    CALL(xml_dom_create_text_node, "hv", 'h'),
+    CALL(xml_dom_create_attribute, "hn", 'h'),
+    CALL(xml_dom_get_document_element, "h", 'h'),
+    CALL(xml_dom_set_charset, "hc", 0),
+    CALL(xml_dom_set_doctype, "hnvv", 0),
+    CALL(xml_dom_get_parent_node, "h", 'h'),
+    CALL(xml_dom_get_first_child, "h", 'h'),
+    CALL(xml_dom_get_last_child, "h", 'h'),
+    CALL(xml_dom_get_next_sibling, "h", 'h'),
+    CALL(xml_dom_get_child_nodes, "h", 'h'),
+    CALL(xml_dom_get_node_value, "h", 't'),
+    CALL(xml_dom_get_node_name, "h", 't'),
+    CALL(xml_dom_get_node_type, "h", 'i'),
+    CALL(xml_dom_get_attributes, "h", 'h'),
+    CALL(xml_dom_get_attribute_ns, "hnu", 't'),
+    CALL(xml_dom_get_length, "h", 'i'),
+    CALL(xml_dom_item, "hi", 'h'),
+    CALL(xml_dom_get_named_item, "hn", 'h'),
+    CALL(xml_dom_get_named_item_ns, "hnu", 'h'),
+    CALL(xml_dom_get_session_tree_num, "", 'i'),
+    CALL(xml_dom_get_detail_doc_tree_info, "h", 't'),
+    CALL(xml_dom_get_attribute, "hn", 't'),
+    CALL(xml_dom_get_tagname, "h", 't'),
+    CALL(xml_dom_get_localname, "h", 't'),
+    CALL(xml_dom_get_attribute_node, "hn", 'h'),
+    CALL(xml_dom_get_attribute_node, "hnu", 'h'),
+    CALL(xml_dom_get_children_by_tagname, "hn", 'h'),
+    CALL(xml_dom_get_children_by_tagname_ns, "hnu", 'h'),
+    CALL(xml_dom_get_elements_by_tagname_document, "hn", 'h'),
+    CALL(xml_dom_get_elements_by_tagname_element, "hn", 'h'),
+    CALL(xml_dom_get_elements_by_tagname_ns, "hnu", 'h'),
+    CALL(xml_dom_set_attribute, "hnv", 0),
+    CALL(xml_dom_set_attribute_node, "hh", 'h'),
+    CALL(xml_dom_set_attribute_ns, "hnvu", 0),
+    CALL(xml_dom_remove_attribute_node, "hh", 'h'),
+    CALL(xml_dom_make_attr, "h", 'h'),
+    STRICT(xml_dom_free_element, "h", 0),
+    CALL(xml_dom_append_child, "hh", 'h'),
+    CALL(xml_dom_append_child, "hh", 'h'), // twice: most can go wrong here
+    CALL(xml_dom_import_node, "hh", 'h'),
+    CALL(xml_dom_import_node, "hhb", 'h'),
+    CALL(xml_dom_set_node_value, "hv", 0),
+    STRICT(xml_dom_free_node, "h", 0),
+    STRICT(xml_dom_free_nodelist, "h", 0),
+    CALL(xml_dom_make_element, "h", 'h'),
+    CALL(xml_dom_makenode, "h", 'h'),
+    CALL(xml_dom_is_null, "h", 'b'),
+    CALL(xml_dom_has_child_nodes, "h", 'b'),
+    CALL(xml_dom_write_to_buffer_doc, "h", 't'),
+    CALL(xml_dom_write_to_clob_doc, "h", 't'),
+    CALL(xml_dom_write_to_buffer_node, "h", 't'),
+    CALL(xml_dom_write_to_clob_node, "h", 't'),
+    CALL(xmlparser_new_parser, "", 'p'),
+    STRICT(xmlparser_free_parser, "p", 0),
+    CALL(xmlparser_parse_clob, "px", 0),
+    CALL(xmlparser_parse_buffer, "px", 0),
+    STRICT(xmlparser_get_doc, "p", 'h'),
+    CALL(xmlparser_set_validation_mode, "pb", 0),
+    STRICT(xmlparser_get_validation_mode, "p", 'b'),
+    // The rest depends on the machine or on the order of a table.
+    CALL(xml_dom_get_doc_trees_info, "", 't'),
+    CALL(xml_dom_write_to_file_doc, "hf", 0),
+    CALL(xml_dom_write_to_file_doc, "hfc", 0),
+    CALL(xml_dom_write_to_file_node, "hf", 0),
+    CALL(xml_dom_write_to_file_node, "hfc", 0),
+};
+constexpr std::size_t k_own_of_the_machine = 5;
+#undef CALL
+#undef STRICT
+
+// --- sets ---------------------------------------------------------------------------------------
+
+sql::result text_result(const std::string &text) {
+    sql::result given;
+    given.is_null_ = text.empty();
+    given.datum_ = text.empty() ? 0 : sql::value(text).argument().value;
+    return given;
+}
+
+void append_row(std::string &rows, const sql::handle &row) {
+    rows += (rows.empty() ? "\\x" : " \\x") + hexadecimal(row.bytes);
+}
+
+// The rows that `first` gives and then `next` of each, until there is none.
+template <class Next> sql::result chain(sql::result first, Next next) {
+    std::string rows;
+    while (!first.failed() && !first.is_null()) {
+        const sql::handle row = first.handle();
+        append_row(rows, row);
+        first = next(row);
+    }
+    return first.failed() ? first : text_result(rows);
+}
+
+sql::result children(const std::vector<sql::value> &arguments) {
+    return chain(sql::call_with(xml_dom_first_node, arguments), [](const sql::handle &child) {
+        return sql::call(xml_dom_get_next_sibling, child);
+    });
+}
+
+sql::result attributes(const std::vector<sql::value> &arguments) {
+    return chain(
+        sql::call_with(xml_dom_first_attribute, arguments),
+        [](const sql::handle &attribute) { return sql::call(xml_dom_next_attribute, attribute); });
+}
+
+sql::result descendants(const std::vector<sql::value> &arguments) {
+    const sql::value &top = arguments[0];
+    const sql::value &name = arguments[1];
+    return chain(sql::call_with(xml_dom_next_element, {top, top, name}),
+                 [&](const sql::handle &element) {
+                     return sql::call_with(xml_dom_next_element, {sql::value(element), top, name});
+                 });
+}
+
+// Rows may be null here: what a list held and what is gone.
+sql::result nodes(const std::vector<sql::value> &arguments) {
+    const sql::result length = sql::call_with(xml_dom_get_length, arguments);
+    if (length.failed() || length.is_null()) {
+        return length;
+    }
+    std::string rows;
+    for (int place = 0; place < length.integer(); ++place) {
+        sql::result member = sql::call_with(xml_dom_item, {arguments[0], sql::value(place)});
+        if (member.failed()) {
+            return member;
+        }
+        if (!member.is_null()) {
+            append_row(rows, member.handle());
+        }
+    }
+    return text_result(rows);
+}
+
+// Documents, handles and nodes of the session, read from what the function for administrators
+// tells. The bytes depend on the machine.
+sql::result session(const std::vector<sql::value> & /*arguments*/) {
+    sql::result told = sql::call(xml_dom_get_memory_info);
+    if (told.failed()) {
+        return told;
+    }
+    const std::string lines = told.text();
+    std::size_t documents = 0;
+    for (const char byte : lines) {
+        documents += byte == '\n' ? 1 : 0;
+    }
+    const std::size_t nodes_begin = lines.rfind("all ") + 4;
+    const std::string nodes_held =
+        lines.substr(nodes_begin, lines.find(' ', nodes_begin) - nodes_begin);
+    return text_result(std::to_string(documents) + " " +
+                       std::to_string(sql::call(xml_dom_get_session_tree_num).integer()) + " " +
+                       nodes_held);
+}
+
+#define SET(function_name, arguments)                                                              \
+    signature {                                                                                    \
+        "(select string_agg(found::raw::text, ' ') from xmldom." #function_name "(", nullptr,      \
+            arguments, 't', false, 1, function_name, ") as found)"                                 \
+    }
+
+// The first of them stands in for a rare one that is not to be called this time.
+constexpr std::array k_package{
+    signature{"xmldom.mark(", xml_dom_mark_scope, "", 's'},
+    signature{"xmldom.append_child(", xml_dom_append_child_returning, "NE", 'h'},
+    signature{"xmldom.set_attribute(", xml_dom_set_attribute_returning, "Env", 'h'},
+    signature{"xmldom.next_element(", xml_dom_next_element, "NNn", 'h'},
+    signature{"xmldom.first_attribute(", xml_dom_first_attribute, "E", 'h'},
+    signature{"xmldom.next_attribute(", xml_dom_next_attribute, "A", 'h'},
+    signature{"xmldom.set_node_value(", xml_dom_set_node_value_returning, "Nv", 'h'},
+    SET(nodes, "L"),
+    SET(descendants, "Nn"),
+    SET(children, "N"),
+    SET(attributes, "E"),
+    signature{"xmldom.outline(", xml_dom_outline, "N", 't'},
+    signature{k_session, nullptr, "", 't', false, 1, session},
+    signature{"xmldom.first_node(", xml_dom_first_node, "N", 'h'},
+    signature{"xmldom.get_attributes(", xml_dom_get_attributes_of_node, "N", 'h'},
+    signature{"xmldom.set_attribute_ns(", xml_dom_set_attribute_ns_returning, "Envu", 'h'},
+    signature{"xmldom.set_charset(", xml_dom_set_charset_returning, "Dc", 'h'},
+    signature{"xmldom.set_doctype(", xml_dom_set_doctype_returning, "Dnvv", 'h'},
+    signature{"xmldom.free_document(", xml_dom_free_document_returning, "D", 'h'},
+    signature{"xmldom.free_node(", xml_dom_free_node_returning, "N", 'h', true},
+    signature{"xmldom.free_node_list(", xml_dom_free_nodelist_returning, "L", 'h', true},
+    signature{"xmlparser.parse(", xmlparser_parse_clob_returning, "Px", 'p'},
+    signature{"xmlparser.parse_buffer(", xmlparser_parse_buffer_returning, "Px", 'p'},
+    signature{"xmlparser.set_validation_mode(", xmlparser_set_validation_mode_returning, "Pb", 'p'},
+    signature{"xmlparser.free_parser(", xmlparser_free_parser_returning, "P", 'p', true},
+    // The rest depends on the machine, or frees documents in the order of a table: which of their
+    // numbers is given out next is another one there.
+    signature{k_release, xml_dom_release_scope, "S", 'i', false, 3},
+    signature{k_free_all, xml_dom_free_all, "", 'i', false, 24},
+    signature{"xml_dom_get_memory_info(", xml_dom_get_memory_info, "", 't'},
+    signature{"xmldom.write_to_file(", xml_dom_write_to_file_doc_returning, "Df", 'h'},
+    signature{"xmldom.write_to_file(", xml_dom_write_to_file_doc_returning, "Dfc", 'h'},
+    signature{"xmldom.write_to_file(", xml_dom_write_to_file_node_returning, "Nf", 'h'},
+    signature{"xmldom.write_to_file(", xml_dom_write_to_file_node_returning, "Nfc", 'h'},
+};
+constexpr std::size_t k_package_of_the_machine = 7;
+#undef SET
+
+} // namespace
+
+std::string hexadecimal(std::span<const std::uint8_t> bytes) {
+    constexpr std::string_view k_digits = "0123456789abcdef";
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        text += k_digits[byte >> 4U];
+        text += k_digits[byte & 15U];
+    }
+    return text;
+}
+
+std::span<const signature> own_functions(bool with_files) {
+    return std::span(k_own).first(k_own.size() - (with_files ? 0 : k_own_of_the_machine));
+}
+
+std::span<const signature> package_functions(bool with_files) {
+    return std::span(k_package).first(k_package.size() -
+                                      (with_files ? 0 : k_package_of_the_machine));
+}
+
+} // namespace fuzz

@@ -1,4 +1,4 @@
-# Shared by ./test, ./demo and examples/scale_out/run. Sourced, from the root of the project.
+# Shared by ./test, ./demo, examples/scale_out/run and scripts. Sourced, from the root of the project.
 
 # Runs a command with root's rights.
 as_root() {

@@ -86,7 +86,12 @@ $(objects_folder)/hosts/common/%.o: $(source)/hosts/common/%.cpp $(source)/Makef
 	$(call compile,$(library_flags))
 $(objects_folder)/hosts/postgres/%.o: $(source)/hosts/postgres/%.cpp $(source)/Makefile
 	$(call compile,$(server_flags))
--include $(OBJS:.o=.d)
+# For tests of ways to fail: never installed.
+$(objects_folder)/tests/%.o: $(source)/tests/t/%.cpp $(source)/Makefile
+	$(call compile,$(library_flags))
+$(objects_folder)/failing_calls.so: $(OBJS) $(objects_folder)/tests/failing_calls.o
+	$(CXX) -shared -Wl,-Bsymbolic -o $@ $^ $(shell $(XML2_CONFIG) --libs)
+-include $(OBJS:.o=.d) $(objects_folder)/tests/failing_calls.d
 
 $(shlib): $(exports_map)
 

@@ -28,14 +28,22 @@ namespace pkg_dbe_xml {
                             : nullptr;
 }
 
-// Checks a handle argument and finds its entry; reports handle_not_found. Handles that lie in
-// memory as they are returned or stored are read in place: the road of nearly every call.
-[[nodiscard]] inline XMLHashEntry &find_handle(const host::call &call, int index) {
+// Checks that an argument is a handle and gives its key: where it lies, the road of nearly every
+// call, or else brought into `room`. Reports handle_not_found. Copying a handle that was just
+// written waits for the write.
+[[nodiscard]] inline const DomKey &key_argument(const host::call &call, int index, DomKey &room) {
     const host::datum value = call.value(index);
     if (const DomKey *key = handle_in_place(value)) [[likely]] {
-        return *xml_get_hashentry(XMLEntryType::dom_map, *key);
+        return *key;
     }
-    return *xml_get_hashentry(XMLEntryType::dom_map, check_raw_id_valid(value));
+    room = check_raw_id_valid(value);
+    return room;
+}
+
+// Checks a handle argument and finds its entry; reports handle_not_found.
+[[nodiscard]] inline XMLHashEntry &find_handle(const host::call &call, int index) {
+    DomKey room;
+    return *xml_get_hashentry(XMLEntryType::dom_map, key_argument(call, index, room));
 }
 
 // True for the kinds whose object is no node: node lists, and maps, which stand for all the

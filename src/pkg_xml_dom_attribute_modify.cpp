@@ -100,11 +100,13 @@ PKG_DBE_XML_FUNCTION(xml_dom_remove_attribute_node) {
     if (call.is_null(1)) {
         report(reports::null_handle);
     }
-    const DomKey attribute_key = check_raw_id_valid(call.value(1));
+    DomKey attribute_room;
+    const DomKey &attribute_key = key_argument(call, 1, attribute_room);
     if (call.is_null(0)) {
         return call.null();
     }
-    const DomKey element_key = check_raw_id_valid(call.value(0));
+    DomKey element_room;
+    const DomKey &element_key = key_argument(call, 0, element_room);
     const XMLHashEntry attribute = *xml_get_hashentry(XMLEntryType::dom_map, attribute_key);
     if (attribute.object == nullptr) {
         return call.null();

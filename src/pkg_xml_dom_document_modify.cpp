@@ -160,7 +160,8 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_doctype) {
     if (call.is_null(0)) {
         return call.null();
     }
-    const DomKey key = check_raw_id_valid(call.value(0));
+    DomKey room;
+    const DomKey &key = key_argument(call, 0, room);
     // The texts are read before the handle is looked up.
     doctype_texts texts;
     for (auto [index, text] : {std::pair{1, &texts.name}, std::pair{2, &texts.system_id},

@@ -27,7 +27,8 @@ host::datum make_element(host::call &call, xmlNodePtr &element) {
     if (call.is_null(0)) {
         report(reports::null_handle);
     }
-    const DomKey key = check_raw_id_valid(call.value(0));
+    DomKey room;
+    const DomKey &key = key_argument(call, 0, room);
     if (call.is_null(1)) {
         report(reports::null_tag_name);
     }
@@ -95,7 +96,8 @@ PKG_DBE_XML_FUNCTION(xml_dom_create_text_node) {
     if (call.is_null(0)) {
         report(reports::null_handle);
     }
-    const DomKey key = check_raw_id_valid(call.value(0));
+    DomKey room;
+    const DomKey &key = key_argument(call, 0, room);
     std::optional<text_argument> data;
     if (!call.is_null(1)) {
         require_literal(data.emplace(call.value(1)));

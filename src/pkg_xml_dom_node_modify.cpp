@@ -96,8 +96,10 @@ PKG_DBE_XML_FUNCTION(xml_dom_append_child) {
     if (call.is_null(1)) {
         report(reports::null_child);
     }
-    const DomKey parent_key = check_raw_id_valid(call.value(0));
-    const DomKey child_key = check_raw_id_valid(call.value(1));
+    DomKey parent_room;
+    const DomKey &parent_key = key_argument(call, 0, parent_room);
+    DomKey child_room;
+    const DomKey &child_key = key_argument(call, 1, child_room);
     const XMLHashEntry parent = *xml_get_hashentry(XMLEntryType::dom_map, parent_key);
     const XMLHashEntry child = *xml_get_hashentry(XMLEntryType::dom_map, child_key);
     if (parent.object == nullptr || child.object == nullptr) {
@@ -130,8 +132,10 @@ PKG_DBE_XML_FUNCTION(xml_dom_import_node) {
     if (call.is_null(0) || call.is_null(1)) {
         return call.null();
     }
-    const DomKey document_key = check_raw_id_valid(call.value(0));
-    const DomKey node_key = check_raw_id_valid(call.value(1));
+    DomKey document_room;
+    const DomKey &document_key = key_argument(call, 0, document_room);
+    DomKey node_room;
+    const DomKey &node_key = key_argument(call, 1, node_room);
     const XMLHashEntry into = *xml_get_hashentry(XMLEntryType::dom_map, document_key);
     const XMLHashEntry from = *xml_get_hashentry(XMLEntryType::dom_map, node_key);
     if (into.object == nullptr || from.object == nullptr) {

@@ -77,7 +77,17 @@ const handle_type *handle_type_of(char letter) {
     return nullptr;
 }
 
-void keep(std::vector<sql::handle> &ring, const sql::handle &handle, std::uint8_t place) {
+std::vector<std::uint8_t> raw_bytes(const sql::result &outcome) {
+    const std::string bytes = outcome.text();
+    return {bytes.begin(), bytes.end()};
+}
+
+// A function that gives back what it was given may give back what is no handle.
+void keep(std::vector<sql::handle> &ring, const sql::result &outcome, std::uint8_t place) {
+    if (raw_bytes(outcome).size() != sql::handle{}.bytes.size()) {
+        return;
+    }
+    const sql::handle handle = outcome.handle();
     if (ring.size() < k_ring_size) {
         ring.push_back(handle);
     } else {
@@ -224,13 +234,13 @@ void program::note(const program_call &call, const sql::result &outcome) {
     const auto place = static_cast<std::uint8_t>(calls_ * 7U);
     switch (call.function->result) {
     case 'h':
-        keep(kept_in(ring::handles), outcome.handle(), place);
+        keep(kept_in(ring::handles), outcome, place);
         break;
     case 'p':
-        keep(kept_in(ring::parsers), outcome.handle(), place);
+        keep(kept_in(ring::parsers), outcome, place);
         break;
     case 's':
-        keep(kept_in(ring::scopes), outcome.handle(), place);
+        keep(kept_in(ring::scopes), outcome, place);
         break;
     default:
         break;
@@ -278,7 +288,7 @@ std::string shown(const program_call &call, const sql::result &outcome) {
     case 'h':
     case 'p':
     case 's':
-        return "\\x" + hexadecimal(outcome.handle().bytes);
+        return "\\x" + hexadecimal(raw_bytes(outcome));
     case 't':
         return outcome.text();
     case 'i':

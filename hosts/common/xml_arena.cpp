@@ -379,6 +379,21 @@ void arena_give_holes_back() noexcept {
     }
 }
 
+void arena_give_rest_back() noexcept {
+    for (segment *each = own.with_pages; each != nullptr;) {
+        segment *const next = each->next;
+        if (each->free_pages == ~std::uint64_t{0}) {
+            remove_segment(each);
+        }
+        each = next;
+    }
+    if (own.segments == 0) {
+        std::free(own.table);
+        own.table = nullptr;
+        own.table_size = 0;
+    }
+}
+
 arena_use arena_in_use() noexcept { return {own.segments, own.empty_segments, k_segment_size}; }
 
 } // namespace host

@@ -34,6 +34,9 @@ std::size_t arena_free(void *block) noexcept;
 // not do by itself: it takes a call of the system for each hole.
 void arena_give_holes_back() noexcept;
 
+// For the end of a session: gives back what is kept for the next document, too.
+void arena_give_rest_back() noexcept;
+
 // For tests and figures: segments held, those among them without a block in use, and the bytes of
 // one.
 struct arena_use {

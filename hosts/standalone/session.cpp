@@ -4,6 +4,7 @@
 #include "host/lob.hpp"
 #include "host/xml.hpp"
 #include "session_record.hpp"
+#include "xml_arena.hpp"
 
 #include <cstdio>
 #include <cstdlib>
@@ -84,6 +85,7 @@ session_remains end_session() {
     for (int i = own.end_callback_count; i-- > 0;) {
         own.end_callbacks[i]();
     }
+    arena_give_rest_back(); // the thread may end
     delete_session_contexts(own);
     free_large_objects(own);
     close_encoding(own);

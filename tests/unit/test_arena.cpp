@@ -143,6 +143,26 @@ TEST(arena, gives_everything_back_in_whatever_order_it_is_freed) {
     }
 }
 
+TEST(arena, the_rest_goes_at_the_end_unless_it_is_in_use) {
+    std::vector<held_block> blocks;
+    for (int index = 0; index < 50'000; ++index) {
+        blocks.push_back(take(120, 'x'));
+    }
+    const held_block lasting = take(24, 'l');
+    for (const held_block &block : blocks) {
+        ASSERT_TRUE(give(block));
+    }
+    host::arena_give_rest_back();
+    EXPECT_EQ(arena_in_use().segments, 1U);
+    EXPECT_EQ(arena_size_of(lasting.address), 24U);
+    EXPECT_TRUE(give(lasting));
+    host::arena_give_rest_back();
+    EXPECT_EQ(arena_in_use().segments, 0U);
+    EXPECT_EQ(arena_size_of(lasting.address), 0U);
+    EXPECT_TRUE(give(take(24, 'n')));
+    expect_nothing_in_use();
+}
+
 TEST(arena, freed_blocks_are_used_again) {
     std::vector<held_block> lasting;
     for (int index = 0; index < 1000; ++index) {

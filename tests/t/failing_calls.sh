@@ -20,8 +20,8 @@ held=$(tell "select xml_dom_new_document_clob('<held/>')")
 goes_on() { like "$1: another session goes on" "$(tell "select xml_dom_write_to_buffer_doc('$held')")" '<held/>'; }
 
 is 'an assertion reports its SQLSTATE and ends the session' \
-    "$(sql 'select fail_assertion()' 'select 1 + 1' | grep -oE 'FATAL:  [0-9A-Z]{5}|server closed the connection unexpectedly|^2$')" \
-    "$(printf 'FATAL:  29003\nserver closed the connection unexpectedly')"
+    "$(sql 'select fail_assertion()' 'select 1 + 1' | grep -oE 'FATAL:  [0-9A-Z]{5}|connection to server was lost|^2$')" \
+    "$(printf 'FATAL:  29003\nconnection to server was lost')"
 goes_on 'an assertion'
 like 'its words are in the log' "$(grep 'FATAL: .*xml_dom_fail_assertion' "$SERVER_LOG")" \
     'Failed on assertion in .*VARATT_IS_1B_E PTR is null'

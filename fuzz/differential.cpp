@@ -36,6 +36,13 @@ void print_line(std::string_view text) {
     std::puts(line.c_str());
 }
 
+sql::result print_call(const fuzz::program_call &call) {
+    const sql::result outcome = fuzz::make(call);
+    print_line(call.statement);
+    print_line(fuzz::shown(call, outcome));
+    return outcome;
+}
+
 void play(std::uint32_t seed) {
     std::mt19937 numbers(seed);
     std::vector<std::uint8_t> bytes(k_program_size);
@@ -47,10 +54,10 @@ void play(std::uint32_t seed) {
     fuzz::program calls(bytes, false);
     fuzz::program_call call{};
     while (calls.next(call)) {
-        const sql::result outcome = fuzz::make(call);
-        calls.note(call, outcome);
-        print_line(call.statement);
-        print_line(fuzz::shown(call, outcome));
+        calls.note(call, print_call(call));
+    }
+    for (const fuzz::program_call &last : calls.closing_calls()) {
+        print_call(last);
     }
     host::standalone::end_session();
 }

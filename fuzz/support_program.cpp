@@ -51,6 +51,7 @@ constexpr std::array<std::string_view, 8> k_files{
 
 constexpr std::size_t k_ring_size = 48;
 constexpr std::size_t k_most_calls = 4000;
+constexpr int k_large_objects = 12; // numbers below this one are asked for
 
 template <std::size_t size>
 std::string pick(const std::array<std::string_view, size> &choices, std::uint8_t choice) {
@@ -161,6 +162,16 @@ void program::add_argument(program_call &call, char type) {
         } else {
             call.arguments.emplace_back(number);
             call.statement += "(" + std::to_string(number) + ")";
+        }
+        return;
+    }
+    if (type == 'o') {
+        if (is_null) {
+            add_null(call, "oid");
+        } else {
+            const int number = choice % k_large_objects; // 0: a new one
+            call.arguments.emplace_back(number);
+            call.statement += std::to_string(number) + "::oid";
         }
         return;
     }
@@ -308,6 +319,8 @@ std::string run_program(std::span<const std::uint8_t> bytes, bool with_files,
         host::standalone::create_directory_object("out", "/tmp");
         host::standalone::create_directory_object("none", "/nonexistent");
         host::standalone::files().protected_names = {"f.xml", ".xml"};
+        host::standalone::make_numbered_object(k_documents[1]);
+        host::standalone::make_numbered_object("no document");
     }
     program calls(bytes, with_files);
     program_call call{};
@@ -326,6 +339,9 @@ std::string run_program(std::span<const std::uint8_t> bytes, bool with_files,
     }
     if (wrong.empty()) {
         wrong = sql::broken_invariants();
+    }
+    if (wrong.empty() && host::standalone::open_objects() != 0) {
+        wrong = "a large object was left open";
     }
     const host::standalone::session_remains remains = host::standalone::end_session();
     if (wrong.empty() && !remains.nothing()) {

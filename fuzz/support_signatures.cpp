@@ -30,6 +30,11 @@ PACKAGE_ENTRY(xml_dom_mark_scope);
 PACKAGE_ENTRY(xml_dom_release_scope);
 PACKAGE_ENTRY(xml_dom_free_all);
 PACKAGE_ENTRY(xml_dom_get_memory_info);
+PACKAGE_ENTRY(xml_dom_new_document_large_object);
+PACKAGE_ENTRY(xmlparser_parse_large_object);
+PACKAGE_ENTRY(xmlparser_parse_large_object_returning);
+PACKAGE_ENTRY(xml_dom_write_to_large_object_doc);
+PACKAGE_ENTRY(xml_dom_write_to_large_object_node);
 #undef PACKAGE_ENTRY
 
 namespace fuzz {
@@ -243,8 +248,19 @@ constexpr std::array k_package{
     signature{"xmldom.write_to_file(", xml_dom_write_to_file_doc_returning, "Dfc", 'h'},
     signature{"xmldom.write_to_file(", xml_dom_write_to_file_node_returning, "Nf", 'h'},
     signature{"xmldom.write_to_file(", xml_dom_write_to_file_node_returning, "Nfc", 'h'},
+    // What large objects hold is kept between sessions of a server.
+    signature{"xmldom.write_to_clob(", xml_dom_write_to_large_object_doc, "Do", 'i'},
+    signature{"xmldom.write_to_clob(", xml_dom_write_to_large_object_node, "No", 'i'},
+    signature{"xmldom.write_to_large_object(", xml_dom_write_to_large_object_doc, "D", 'i'},
+    signature{"xmldom.write_to_large_object(", xml_dom_write_to_large_object_node, "N", 'i'},
+    signature{"xmldom.parse(", xml_dom_new_document_large_object, "o", 'h'},
+    signature{"xmlparser.parse(", xmlparser_parse_large_object_returning, "Po", 'p'},
+    signature{"xml_dom_write_to_clob_doc(", xml_dom_write_to_large_object_doc, "ho", 'i'},
+    signature{"xml_dom_write_to_clob_node(", xml_dom_write_to_large_object_node, "ho", 'i'},
+    signature{"xml_dom_new_document_clob(", xml_dom_new_document_large_object, "o", 'h'},
+    signature{"xmlparser_parse_clob(", xmlparser_parse_large_object, "po", 0},
 };
-constexpr std::size_t k_package_of_the_machine = 7;
+constexpr std::size_t k_package_of_the_machine = 17;
 #undef SET
 
 } // namespace

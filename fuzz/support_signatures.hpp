@@ -17,9 +17,9 @@ namespace fuzz {
 using set_function = sql::result (*)(const std::vector<sql::value> &arguments);
 
 // A function and the types of its arguments: n name, v value, u namespace URI, x text of a
-// document, m XML value, i index, b truth value, f file, c character set; handles: h and p plain
-// ones of nodes and of parsers, others as in k_handle_types. Of optional arguments the shorter form
-// stands beside the longer one.
+// document, m XML value, i index, b truth value, f file, c character set, o large object; handles:
+// h and p plain ones of nodes and of parsers, others as in k_handle_types. Of optional arguments
+// the shorter form stands beside the longer one.
 struct signature {
     const char *name; // in SQL; of a set everything up to its arguments
     sql::function entry;
@@ -59,8 +59,8 @@ inline constexpr const char *k_free_all = "xmldom.free_all(";
 inline constexpr const char *k_session =
     "(select documents || ' ' || handles || ' ' || nodes from xmldom.session";
 
-// `with_files` adds those whose results depend on the machine: that write files, or tell of memory
-// or of tables in no order of their own.
+// `with_files` adds those whose results depend on the machine: that write files or large objects,
+// or tell of memory or of tables in no order of their own.
 [[nodiscard]] std::span<const signature> own_functions(bool with_files);
 [[nodiscard]] std::span<const signature> package_functions(bool with_files);
 

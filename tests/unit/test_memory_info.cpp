@@ -95,6 +95,16 @@ TEST_F(memory_info, bytes_are_those_of_the_heap) {
     }
 }
 
+// Comments and processing instructions of a document type are nodes like others.
+TEST_F(memory_info, what_stands_between_declarations_counts) {
+    const sql::handle bare = parsed("<!DOCTYPE a [<!ELEMENT a ANY>]><a/>");
+    const sql::handle full = parsed("<!DOCTYPE a [<!ELEMENT a ANY><!-- comment --><?p i?>]><a/>");
+    const std::vector<memory_line> found = lines();
+    EXPECT_EQ(line_of(found, full).nodes, line_of(found, bare).nodes + 2);
+    EXPECT_GT(line_of(found, full).bytes,
+              line_of(found, bare).bytes + static_cast<std::int64_t>(2 * sizeof(xmlNode)));
+}
+
 TEST_F(memory_info, counts_what_is_detached_and_what_was_imported) {
     const sql::handle document = parsed("<a><b/></a>");
     const std::vector<memory_line> before = lines();

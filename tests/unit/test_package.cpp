@@ -198,6 +198,24 @@ TEST_F(package, outline_of_every_type_of_node) {
     EXPECT_EQ(sql::call(xml_dom_outline, declaration).text(), "<!e>");
 }
 
+TEST_F(package, outline_shows_breaks_as_letters_and_the_beginning_of_a_long_text) {
+    const std::string beginning = std::string(59, 'x') + "\u00e4"; // 60 characters
+    const sql::handle root =
+        root_of(parsed("<a><b>one\ntwo\tthree&#13;</b><c>" + beginning + "y</c></a>"));
+    EXPECT_EQ(sql::call(xml_dom_outline, root).text(),
+              "a\n  b \"one\\ntwo\\tthree\\r\"\n  c \"" + beginning + "...\"");
+}
+
+TEST_F(package, outline_of_a_large_tree_has_all_its_lines) {
+    std::string text = "<a>";
+    std::string outline = "a";
+    for (int i = 0; i < 10'000; ++i) {
+        text += "<b/>";
+        outline += "\n  b";
+    }
+    EXPECT_EQ(sql::call(xml_dom_outline, root_of(parsed(text + "</a>"))).text(), outline);
+}
+
 TEST_F(package, outline_of_a_part_ends_with_it) {
     const sql::handle root = root_of(parsed("<a><b><c/><c/></b><d/></a>"));
     const sql::handle child = sql::call(xml_dom_first_node, root).handle();

@@ -68,7 +68,7 @@ OPTIMISE ?= -O2
 # Empty for a compiler newer than these sources.
 WARNINGS_AS_ERRORS ?= -Werror
 cxx_flags = -std=c++20 $(OPTIMISE) -g -fPIC -fvisibility=hidden -fvisibility-inlines-hidden \
-	-fno-omit-frame-pointer -Wall -Wextra -Wshadow -Wconversion $(WARNINGS_AS_ERRORS) \
+	-Wall -Wextra -Wshadow -Wconversion $(WARNINGS_AS_ERRORS) \
 	-ffile-prefix-map=$(source)/= -I$(source)/include -I$(source)/hosts/common \
 	$(patsubst -I%,-isystem %,$(shell $(XML2_CONFIG) --cflags)) $(EXTRA_CXXFLAGS)
 # Only the host sees the server's headers.

@@ -16,16 +16,14 @@ namespace pkg_dbe_xml {
     constexpr auto k_long = static_cast<std::uint32_t>(k_handle_size << 2U);
     const auto *bytes = reinterpret_cast<const std::byte *>(value);
     const auto first = std::to_integer<std::uint8_t>(*bytes);
-    if (first == k_packed) {
-        return reinterpret_cast<const DomKey *>(bytes + host::k_short_header);
+    if (first == static_cast<std::uint8_t>(k_long)) [[likely]] { // else it may end before byte 4
+        std::uint32_t header = 0;
+        std::memcpy(&header, bytes, sizeof header);
+        return header == k_long ? reinterpret_cast<const DomKey *>(bytes + host::k_long_header)
+                                : nullptr;
     }
-    if (first != static_cast<std::uint8_t>(k_long)) { // a shorter value may end here
-        return nullptr;
-    }
-    std::uint32_t header = 0;
-    std::memcpy(&header, bytes, sizeof header);
-    return header == k_long ? reinterpret_cast<const DomKey *>(bytes + host::k_long_header)
-                            : nullptr;
+    return first == k_packed ? reinterpret_cast<const DomKey *>(bytes + host::k_short_header)
+                             : nullptr;
 }
 
 // Checks that an argument is a handle and gives its key: where it lies, the road of nearly every
@@ -42,8 +40,9 @@ namespace pkg_dbe_xml {
 
 // Checks a handle argument and finds its entry; reports handle_not_found.
 [[nodiscard]] inline XMLHashEntry &find_handle(const host::call &call, int index) {
-    DomKey room;
-    return *xml_get_hashentry(XMLEntryType::dom_map, key_argument(call, index, room));
+    const host::datum value = call.value(index);
+    const DomKey *const key = handle_in_place(value);
+    return key != nullptr ? *xml_get_hashentry(XMLEntryType::dom_map, *key) : find_handle(value);
 }
 
 // True for the kinds whose object is no node: node lists, and maps, which stand for all the

@@ -39,6 +39,9 @@ inline constexpr std::size_t k_packed_handle_size = 14;
 // Size of a handle as it is returned, with a four-byte header.
 inline constexpr std::size_t k_handle_size = 17;
 
+// The last byte of every handle.
+inline constexpr std::uint8_t k_handle_flag = 1;
+
 // The 13 bytes of a handle, integers in the machine's byte order:
 // document id (0-3), node id (4-7; 0 is the document itself), serial (8-11), flag 1 (12).
 struct DomKey {
@@ -131,6 +134,7 @@ struct document_entry {
     std::uint32_t last_freed;    // their empty slots; 0 ends the chain
     std::uint32_t entry_count;   // handles registered, released ones included
     std::uint32_t page_capacity; // of `pages`
+    XMLHashEntry *next_slot;     // of `next_node_id`; null when it is to be looked up
     XMLHashEntry *pieces[3];     // node ids 0-7, 8-39, 40-255
     std::uintptr_t *pages;       // node ids from 256 on; see src/dom_map.cpp
     family *owner;               // null while no document is alive under the id
@@ -184,7 +188,9 @@ XMLHashEntry *xml_insert_hashentry(XMLEntryType type, const DomKey &key, void *o
                                    const char *text, XMLDomNodeType kind);
 // The entry of a handle; reports handle_not_found. The object may be null.
 XMLHashEntry *xml_get_hashentry(XMLEntryType type, const DomKey &key);
-// The same without a report: null when there is none.
+// The entry of a handle value in whatever form; reports handle_not_found.
+[[nodiscard]] XMLHashEntry &find_handle(host::datum value);
+// The same of a key and without a report: null when there is none.
 XMLHashEntry *xml_find_hashentry(const DomKey &key) noexcept;
 // The handle lets go of its object and goes on naming nothing. Of a document handle this gives up
 // the share, which may end the family. Reports handle_not_found.

@@ -33,6 +33,16 @@ void drop_packed_page(std::uintptr_t page) noexcept {
     }
 }
 
+// Whether all handles of a page have the kind and the serial of the first.
+[[nodiscard]] bool is_uniform(const entry_page &page) noexcept {
+    const XMLDomNodeType kind = page.entries[0].kind;
+    const std::uint32_t serial = page.entries[0].key.serial();
+    return std::all_of(std::begin(page.entries), std::end(page.entries),
+                       [kind, serial](const XMLHashEntry &entry) {
+                           return entry.kind == kind && entry.key.serial() == serial;
+                       });
+}
+
 [[nodiscard]] bool is_alike(const released_page &left, const released_page &right) noexcept {
     return std::equal(std::begin(left.codes), std::end(left.codes), std::begin(right.codes)) &&
            std::equal(std::begin(left.serials), std::end(left.serials), std::begin(right.serials));
@@ -122,11 +132,23 @@ void unpack_page(registry &state, document_entry &document, std::uint32_t number
 
 // Leaves the page as it is when their serials are too many or there
 // is no memory for the small form: it is only larger then.
-void give_page_back(document_entry &document, std::uint32_t number) noexcept {
+void give_page_back(const DomKey &key) noexcept {
+    registry &state = *current_registry();
+    document_entry &document = *find_document(state, key.document_id());
+    const std::uint32_t number = page_number(key.node_id());
     entry_page *const full = full_page(document.pages[number]);
+    forget_recent_entries(state);
+    if (is_uniform(*full)) {
+        const XMLHashEntry &first = full->entries[0];
+        document.pages[number] =
+            (static_cast<std::uintptr_t>(first.key.serial()) << k_uniform_serial_shift) |
+            (static_cast<std::uintptr_t>(first.kind) << k_uniform_kind_shift) |
+            static_cast<std::uintptr_t>(page_form::uniform);
+        free_memory(full);
+        return;
+    }
     released_page packed{};
     std::size_t serial_count = 0;
-    bool uniform = true;
     for (std::uint32_t index = 0; index < k_page_size; ++index) {
         const XMLHashEntry &entry = full->entries[index];
         std::size_t serial = 0;
@@ -138,15 +160,6 @@ void give_page_back(document_entry &document, std::uint32_t number) noexcept {
         }
         packed.codes[index] = static_cast<std::uint8_t>(
             static_cast<unsigned>(entry.kind) | static_cast<unsigned>(serial << k_kind_bits));
-        uniform = uniform && packed.codes[index] == packed.codes[0];
-    }
-    if (uniform) {
-        const auto kind = static_cast<std::uintptr_t>(packed.codes[0] & k_kind_mask);
-        document.pages[number] =
-            (static_cast<std::uintptr_t>(packed.serials[0]) << k_uniform_serial_shift) |
-            (kind << k_uniform_kind_shift) | static_cast<std::uintptr_t>(page_form::uniform);
-        free_memory(full);
-        return;
     }
     if (const std::uintptr_t shared = share_neighbour(document, number, packed)) {
         document.pages[number] = shared;
@@ -155,8 +168,8 @@ void give_page_back(document_entry &document, std::uint32_t number) noexcept {
     }
     released_page *kept = nullptr;
     try {
-        kept = static_cast<released_page *>(host::mmgr_memory_alloc_from_controller(
-            current_registry()->dom_map, sizeof(released_page)));
+        kept = static_cast<released_page *>(
+            host::mmgr_memory_alloc_from_controller(state.dom_map, sizeof(released_page)));
     } catch (const host::raised &) {
         return;
     }
@@ -199,6 +212,7 @@ void drop_document(registry &state, document_entry &document) noexcept {
             remove_name(entry);
         }
     });
+    forget_recent_entries(state);
     for (XMLHashEntry *const piece : document.pieces) {
         free_memory(piece);
     }
@@ -259,38 +273,21 @@ XMLHashEntry *find_released(registry &state, const document_entry &document,
     return entry.key == key ? &entry : nullptr;
 }
 
-void fill_slot(registry &state, document_entry &document, XMLHashEntry &slot, const DomKey &key,
-               void *object, const char *text, XMLDomNodeType kind) noexcept {
-    slot.key = key;
-    slot.type = XMLEntryType::dom_map;
-    slot.kind = kind;
-    slot.object = object;
-    slot.text = text;
-    slot.names = {};
-    ++document.entry_count;
-    ++state.entry_count;
-    if (kind == XMLDomNodeType::node_list) {
-        if (object != nullptr) {
-            const int size = xmlListSize(static_cast<xmlListPtr>(object));
-            slot.members.size = static_cast<std::size_t>(std::max(size, 0));
-        }
-    } else if (object != nullptr) {
-        add_name(slot);
-    }
-    if (object == nullptr) {
-        settle_slot(document, key.node_id());
-    }
+void measure_list(XMLHashEntry &entry) noexcept {
+    const int size = xmlListSize(static_cast<xmlListPtr>(entry.object));
+    entry.members = {nullptr, static_cast<std::size_t>(std::max(size, 0))};
 }
 
 void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, bool was_settled,
                 bool for_reuse) noexcept {
-    const std::uint32_t node_id = slot.key.node_id();
+    const DomKey key = slot.key;
+    const std::uint32_t node_id = key.node_id();
     slot = XMLHashEntry{};
     --document.entry_count;
     --state.entry_count;
     if (!for_reuse) {
         if (!was_settled) {
-            settle_slot(document, node_id);
+            settle_slot(slot, key);
         }
         return;
     }

@@ -5,6 +5,9 @@
 
 #include "registry.hpp"
 
+#include <algorithm>
+#include <iterator>
+
 namespace pkg_dbe_xml {
 
 // Document ids to be handed out again, first in first out: a ring.
@@ -16,6 +19,7 @@ struct id_queue {
 };
 
 inline constexpr std::size_t k_document_cache_size = 64;
+inline constexpr std::size_t k_recent_entries = 32;
 
 // What a session's registry consists of; u_sess.registry.
 struct registry {
@@ -26,12 +30,15 @@ struct registry {
     std::uint32_t serial;
     id_queue recycled;
     document_entry *document_cache[k_document_cache_size]; // by the low bits of the id
-    XMLHashEntry released_entry; // stands for an entry of a page that was given back
+    XMLHashEntry *recent[k_recent_entries]; // made or found last, by the low bits of the node id
+    XMLHashEntry released_entry;            // stands for an entry of a page that was given back
 };
 
 // Ids 0 to 255 stand in three pieces that grow with need; from 256 on in pages of 256.
 inline constexpr std::uint32_t k_page_size = 256;
 inline constexpr std::uint32_t k_piece_starts[4] = {0, 8, 40, k_page_size};
+// All of them begin at multiples of this, so that such runs of slots lie side by side.
+inline constexpr std::uint32_t k_run = 8;
 
 // A page counts the slots that may still come to name something. When none is left, every handle
 // in it is released for good and the page shrinks to their kinds and serials.
@@ -121,6 +128,17 @@ void drop_document(registry &state, document_entry &document) noexcept;
 // none.
 [[nodiscard]] XMLHashEntry *find_released(registry &state, const document_entry &document,
                                           const DomKey &key) noexcept;
+[[nodiscard]] inline XMLHashEntry *&recent_entry(registry &state, std::uint32_t node_id) noexcept {
+    return state.recent[node_id % k_recent_entries];
+}
+// To be called before the memory of entries goes.
+inline void forget_recent_entries(registry &state) noexcept {
+    std::fill(std::begin(state.recent), std::end(state.recent), nullptr);
+}
+
+[[nodiscard]] inline bool holds(const XMLHashEntry &slot, const DomKey &key) noexcept {
+    return slot.kind != XMLDomNodeType::none && slot.key == key;
+}
 // The entry registered under exactly this key, null when there is none. It is good until the next
 // call when its page was given back.
 [[nodiscard]] inline XMLHashEntry *find_entry(registry &state, const DomKey &key) noexcept {
@@ -129,29 +147,34 @@ void drop_document(registry &state, document_entry &document) noexcept;
         return nullptr;
     }
     if (XMLHashEntry *const slot = find_slot(*document, key.node_id())) [[likely]] {
-        return slot->kind != XMLDomNodeType::none && slot->key == key ? slot : nullptr;
+        return holds(*slot, key) ? slot : nullptr;
     }
     return find_released(state, *document, key);
 }
-// Fills an empty slot.
-void fill_slot(registry &state, document_entry &document, XMLHashEntry &slot, const DomKey &key,
-               void *object, const char *text, XMLDomNodeType kind) noexcept;
+// Notes the size of the list that an entry has just got.
+void measure_list(XMLHashEntry &entry) noexcept;
 // Empties a slot for good (`for_reuse` false) or so that its node id is handed out again. The entry
 // names nothing any more; `was_settled` tells whether that was so before the caller released it.
 void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, bool was_settled,
                 bool for_reuse) noexcept;
-// Shrinks a page whose handles are all released.
-void give_page_back(document_entry &document, std::uint32_t number) noexcept;
-// An entry's object has just become null: its page may be given back, and the entry with it.
-inline void settle_slot(document_entry &document, std::uint32_t node_id) noexcept {
+// Shrinks the page of a node id from k_page_size on, whose handles are all released.
+void give_page_back(const DomKey &key) noexcept;
+// The page that an entry of a node id from k_page_size on stands in.
+[[nodiscard]] inline entry_page &page_of(XMLHashEntry &entry, std::uint32_t node_id) noexcept {
+    XMLHashEntry *const first = &entry - node_id % k_page_size;
+    return *reinterpret_cast<entry_page *>(reinterpret_cast<std::byte *>(first) -
+                                           offsetof(entry_page, entries));
+}
+// An entry names nothing any more: its page may be given back, and the entry with it.
+inline void settle_slot(XMLHashEntry &entry, const DomKey &key) noexcept {
+    const std::uint32_t node_id = key.node_id();
     if (node_id < k_page_size) {
         return;
     }
-    const std::uint32_t number = page_number(node_id);
-    auto *const page = reinterpret_cast<entry_page *>(document.pages[number]);
-    --page->open_slots;
-    if (page->open_slots == 0) [[unlikely]] {
-        give_page_back(document, number);
+    entry_page &page = page_of(entry, node_id);
+    --page.open_slots;
+    if (page.open_slots == 0) [[unlikely]] {
+        give_page_back(key);
     }
 }
 
@@ -159,11 +182,24 @@ inline void settle_slot(document_entry &document, std::uint32_t node_id) noexcep
 [[nodiscard]] inline std::uint32_t next_node_id(const document_entry &document) noexcept {
     return document.first_freed != 0 ? document.first_freed : document.next_node_id;
 }
+// Its slot, which may be filled, as slot_for_insert gives it.
+[[nodiscard]] inline XMLHashEntry &slot_of_next_node(registry &state, document_entry &document) {
+    if (document.next_slot != nullptr && document.first_freed == 0) [[likely]] {
+        return *document.next_slot;
+    }
+    XMLHashEntry &slot = slot_for_insert(state, document, next_node_id(document));
+    if (document.first_freed == 0) {
+        document.next_slot = &slot;
+    }
+    return slot;
+}
 // Takes the first of the freed node ids off their queue.
 void take_freed_node_id(document_entry &document) noexcept;
 inline void take_node_id(document_entry &document) noexcept {
     if (document.first_freed == 0) [[likely]] {
         ++document.next_node_id;
+        const bool goes_on = document.next_slot != nullptr && document.next_node_id % k_run != 0;
+        document.next_slot = goes_on ? document.next_slot + 1 : nullptr;
     } else {
         take_freed_node_id(document);
     }
@@ -239,6 +275,44 @@ inline void remove_name(XMLHashEntry &entry) noexcept {
         entry.names.next->names.previous = entry.names.previous;
     }
     entry.names = {};
+}
+
+// The first 16 bytes of an entry, key, type and kind, as they are written: put together in
+// registers and stored in one go. What is read again soon and was stored in pieces makes the
+// processor wait.
+struct entry_head {
+    std::uint32_t document_id;
+    std::uint32_t node_id;
+    std::uint32_t serial;
+    std::uint8_t flag;
+    XMLEntryType type;
+    XMLDomNodeType kind;
+    std::uint8_t unused;
+};
+static_assert(sizeof(entry_head) == offsetof(XMLHashEntry, object));
+static_assert(offsetof(entry_head, flag) == offsetof(XMLHashEntry, key) + k_key_size - 1);
+static_assert(offsetof(entry_head, type) == offsetof(XMLHashEntry, type));
+static_assert(offsetof(entry_head, kind) == offsetof(XMLHashEntry, kind));
+
+// Fills an empty slot.
+inline void fill_slot(registry &state, document_entry &document, XMLHashEntry &slot,
+                      std::uint32_t node_id, std::uint32_t serial, void *object, const char *text,
+                      XMLDomNodeType kind) noexcept {
+    const entry_head head{document.document_id,  node_id, serial, k_handle_flag,
+                          XMLEntryType::dom_map, kind,    0};
+    std::memcpy(reinterpret_cast<std::byte *>(&slot), &head, sizeof head);
+    slot.object = object;
+    slot.text = text;
+    ++document.entry_count;
+    ++state.entry_count;
+    if (object == nullptr) [[unlikely]] {
+        slot.names = {};
+        settle_slot(slot, slot.key);
+    } else if (kind == XMLDomNodeType::node_list) [[unlikely]] {
+        measure_list(slot);
+    } else {
+        add_name(slot);
+    }
 }
 
 // The family that owns a libxml2 document, null when none does yet.

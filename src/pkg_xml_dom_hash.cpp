@@ -35,11 +35,32 @@ constexpr std::size_t k_flag_place = 12;
     return *current_registry();
 }
 
+// The entry of a key, wherever it is; reports handle_not_found.
+[[nodiscard, gnu::noinline]] XMLHashEntry *search_entry(const DomKey &key) {
+    registry &state = ready_registry();
+    XMLHashEntry *const entry = find_entry(state, key);
+    if (entry == nullptr) {
+        report(reports::handle_not_found);
+    }
+    if (entry != &state.released_entry) {
+        recent_entry(state, key.node_id()) = entry;
+    }
+    return entry;
+}
+
 [[nodiscard]] host::hash_table *make_table(const char *name, std::size_t expected,
                                            std::size_t key_size, std::size_t entry_size) {
     return host::hash_create_func(name, expected,
                                   {key_size, entry_size, host::hashfn_tag_hash,
                                    xml_dom_hash_key_cmp, host::u_sess.xmldom_context});
+}
+
+// A handle value, its key not written yet.
+[[nodiscard]] std::byte *handle_room() {
+    auto *const value =
+        asserted(static_cast<std::byte *>(host::allocate_result(k_handle_size)), k_no_result_room);
+    host::set_total_size(reinterpret_cast<host::varlena *>(value), k_handle_size);
+    return value;
 }
 
 // Registers a handle whose slot is known. A document handle takes its share of the document.
@@ -57,7 +78,7 @@ void register_entry(registry &state, document_entry &document, XMLHashEntry &slo
             join_family(*owner, document);
         }
     }
-    fill_slot(state, document, slot, key, object, text, kind);
+    fill_slot(state, document, slot, key.node_id(), key.serial(), object, text, kind);
 }
 
 // Takes a document id back if the registration of its document does not succeed.
@@ -85,22 +106,24 @@ class document_id_guard {
     std::uint32_t id_;
 };
 
-// Lets an entry go of its object: its share, its name, its list.
-void release_object(registry &state, XMLHashEntry &entry) {
-    if (entry.object == nullptr) {
-        return;
+// Gives up the share of a document handle, whose name is gone already.
+void release_share(XMLHashEntry &entry) {
+    if (find_shared(*current_registry(), entry.object) == nullptr) {
+        add_name(entry);
+        report(reports::dom_keys_not_found);
     }
-    if (entry.kind == XMLDomNodeType::node_list) {
+    xml_domkeys_hash_decrease_key(&entry);
+}
+
+// Lets an entry go of its object: its share, its name, its list.
+inline void release_object(XMLHashEntry &entry) {
+    if (entry.kind == XMLDomNodeType::node_list) [[unlikely]] {
         delete_list(entry);
         return;
     }
     remove_name(entry);
-    if (entry.key.node_id() == 0) {
-        if (find_shared(state, entry.object) == nullptr) {
-            add_name(entry);
-            report(reports::dom_keys_not_found);
-        }
-        xml_domkeys_hash_decrease_key(&entry);
+    if (entry.key.node_id() == 0) [[unlikely]] {
+        release_share(entry);
     }
     entry.object = nullptr;
 }
@@ -192,7 +215,7 @@ void xml_dom_general_key(std::uint32_t document_id, std::uint32_t node_id, std::
     std::memcpy(key.bytes.data() + k_document_id_place, &document_id, sizeof document_id);
     std::memcpy(key.bytes.data() + k_node_id_place, &node_id, sizeof node_id);
     std::memcpy(key.bytes.data() + k_serial_place, &serial, sizeof serial);
-    key.bytes[k_flag_place] = std::byte{1};
+    key.bytes[k_flag_place] = std::byte{k_handle_flag};
 }
 
 std::uint32_t xml_getdom_docid(const DomKey *key) noexcept {
@@ -217,9 +240,7 @@ int xml_dom_hash_key_cmp(const void *left, const void *right, std::size_t size) 
 }
 
 host::datum get_datum_by_dom_key(const DomKey &key) {
-    auto *const value =
-        asserted(static_cast<std::byte *>(host::allocate_result(k_handle_size)), k_no_result_room);
-    host::set_total_size(reinterpret_cast<host::varlena *>(value), k_handle_size);
+    std::byte *const value = handle_room();
     std::memcpy(value + host::k_long_header, key.bytes.data(), k_key_size);
     return host::from_pointer(value);
 }
@@ -290,11 +311,18 @@ XMLHashEntry *xml_find_hashentry(const DomKey &key) noexcept {
 }
 
 XMLHashEntry *xml_get_hashentry(XMLEntryType /*type*/, const DomKey &key) {
-    XMLHashEntry *const entry = find_entry(ready_registry(), key);
-    if (entry == nullptr) [[unlikely]] {
-        report(reports::handle_not_found);
+    // One of the last, the road of nearly every call, kept short.
+    if (registry *const state = current_registry()) [[likely]] {
+        XMLHashEntry *const recent = recent_entry(*state, key.node_id());
+        if (recent != nullptr && holds(*recent, key)) [[likely]] {
+            return recent;
+        }
     }
-    return entry;
+    return search_entry(key);
+}
+
+XMLHashEntry &find_handle(host::datum value) {
+    return *xml_get_hashentry(XMLEntryType::dom_map, check_raw_id_valid(value));
 }
 
 void xml_free_hashentry(XMLEntryType type, const DomKey &key) {
@@ -305,11 +333,8 @@ void release_entry(XMLHashEntry &entry) {
     if (entry.object == nullptr) {
         return;
     }
-    registry &state = *current_registry();
-    const std::uint32_t document_id = entry.key.document_id();
-    const std::uint32_t node_id = entry.key.node_id();
-    release_object(state, entry);
-    settle_slot(*find_document(state, document_id), node_id);
+    release_object(entry);
+    settle_slot(entry, entry.key);
 }
 
 void xml_delete_hashentry(XMLEntryType type, const DomKey &key) {
@@ -320,7 +345,9 @@ void xml_delete_hashentry(XMLEntryType type, const DomKey &key) {
     // Brings the entry back into memory if its page was given back.
     XMLHashEntry &entry = slot_for_insert(state, document, own_key.node_id());
     const bool was_settled = entry.object == nullptr;
-    release_object(state, entry);
+    if (!was_settled) {
+        release_object(entry);
+    }
     empty_slot(state, document, entry, was_settled, true);
 }
 
@@ -454,17 +481,19 @@ host::datum register_document(xmlDocPtr document) {
 
 host::datum mint_handle(const XMLHashEntry &from, std::uint32_t serial, void *object,
                         XMLDomNodeType kind) {
+    std::byte *const value = handle_room(); // first, when there is least to keep across the call
     registry &state = *current_registry();
     const std::uint32_t document_id = from.key.document_id();
     document_entry &document = *find_document(state, document_id);
     const std::uint32_t node_id = next_node_id(document);
-    XMLHashEntry &slot = slot_for_insert(state, document, node_id);
+    XMLHashEntry &slot = slot_of_next_node(state, document);
+    take_node_id(document);
+    recent_entry(state, node_id) = &slot;
     DomKey key;
     xml_dom_general_key(document_id, node_id, serial, key);
-    const host::datum value = get_datum_by_dom_key(key);
-    take_node_id(document);
-    fill_slot(state, document, slot, key, object, "", kind);
-    return value;
+    std::memcpy(value + host::k_long_header, key.bytes.data(), k_key_size);
+    fill_slot(state, document, slot, node_id, serial, object, "", kind);
+    return host::from_pointer(value);
 }
 
 host::datum mint_handle(const XMLHashEntry &from, void *object, XMLDomNodeType kind) {

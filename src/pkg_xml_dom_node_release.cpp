@@ -25,18 +25,22 @@ void release_list(XMLHashEntry &entry) {
            !is_declaration(node->type);
 }
 
-void release_node(XMLHashEntry &entry) {
-    xmlNodePtr const node = as_node(entry.object);
-    if (!is_detached(node)) {
-        // A document may be gone after this, and all its nodes with it.
-        release_entry(entry);
-        return;
-    }
+// Apart from release_node, which is short without it: most nodes stand in a tree.
+[[gnu::noinline]] void release_detached(XMLHashEntry &entry, xmlNodePtr node) {
     family &owner = family_of(entry);
     reserve_parking(owner, 1);
     release_entry(entry);
     if (first_name(node) == nullptr) {
         retire(owner, node);
+    }
+}
+
+inline void release_node(XMLHashEntry &entry) {
+    if (xmlNodePtr const node = as_node(entry.object); is_detached(node)) [[unlikely]] {
+        release_detached(entry, node);
+    } else {
+        // A document may be gone after this, and all its nodes with it.
+        release_entry(entry);
     }
 }
 

@@ -33,8 +33,13 @@ struct pending_failure {
 };
 static_assert(std::is_trivially_destructible_v<pending_failure>);
 
-constinit int calls_in_progress = 0;
-constinit MemoryContext callers_memory = nullptr;
+// A call in progress, on the stack of `invoke`.
+struct invocation {
+    MemoryContext callers_memory;
+    invocation *outer;
+};
+constinit invocation *innermost = nullptr;
+constinit bool state_is_in_doubt = false; // a call was left without being unwound
 
 pending_failure host_report(host_failure failure, const char *text) noexcept {
     begin_host_report(failure, 0, text);
@@ -49,7 +54,7 @@ pending_failure server_failure(ErrorData *data) noexcept {
 }
 
 // Names the exception in flight. Called from a handler only.
-pending_failure failure_in_flight() noexcept {
+[[gnu::noinline, gnu::cold]] pending_failure failure_in_flight() noexcept {
     try {
         throw;
     } catch (const raised &report) {
@@ -81,7 +86,12 @@ bool run_body(function_body body, call &frame, datum &result, pending_failure &f
     }
 }
 
-[[noreturn]] void raise(const pending_failure &failure) {
+// Raises a request to stop that was kept, or else the failure of the call.
+[[noreturn, gnu::noinline, gnu::cold]] void raise(const pending_failure *told) {
+    state_is_in_doubt =
+        state_is_in_doubt || (told != nullptr && told->what == pending_failure::kind::ends_session);
+    const pending_failure failure =
+        interrupt_is_kept ? server_failure(take_kept_interrupt().data) : *told;
     if (failure.what == pending_failure::kind::server) {
         ReThrowError(failure.data);
     }
@@ -90,37 +100,28 @@ bool run_body(function_body body, call &frame, datum &result, pending_failure &f
 
 } // namespace
 
-bool call_in_progress() noexcept { return calls_in_progress > 0; }
+bool call_in_progress() noexcept { return innermost != nullptr || state_is_in_doubt; }
 
 MemoryContextData *caller_memory(MemoryContextData *otherwise) noexcept {
-    return callers_memory != nullptr ? callers_memory : otherwise;
+    return innermost != nullptr ? innermost->callers_memory : otherwise;
 }
 
 datum invoke(call_record *record, function_body body) {
     auto *const info = reinterpret_cast<FunctionCallInfo>(record);
-    const MemoryContext outer_memory = callers_memory;
-    const MemoryContext memory = CurrentMemoryContext;
+    invocation here{CurrentMemoryContext, innermost};
     call frame{record, reinterpret_cast<const argument *>(info->args), info->nargs, false};
-    pending_failure failure{pending_failure::kind::report, nullptr};
-    datum result = 0;
+    pending_failure failure;
+    datum result;
 
-    watch_session_end();
-    callers_memory = memory;
-    ++calls_in_progress;
+    innermost = &here;
     const bool done = run_body(body, frame, result, failure);
-    callers_memory = outer_memory;
-    MemoryContextSwitchTo(memory); // only moves a pointer
-
-    if (done || failure.what != pending_failure::kind::ends_session) [[likely]] {
-        --calls_in_progress;
-    } // else the state is in doubt: as long as a call is counted, nobody touches it
-    if (server_error interrupt{nullptr}; take_kept_interrupt(interrupt)) [[unlikely]] {
-        raise(server_failure(interrupt.data));
+    innermost = here.outer;
+    Assert(CurrentMemoryContext == here.callers_memory); // whoever switched has switched back
+    if (!done || interrupt_is_kept) [[unlikely]] {
+        raise(done ? nullptr : &failure);
     }
-    if (!done) [[unlikely]] {
-        raise(failure);
-    }
-    info->isnull = frame.result_is_null;
+    // By way of the frame: nothing more than it is then kept across the call.
+    reinterpret_cast<FunctionCallInfo>(frame.record)->isnull = frame.result_is_null;
     return result;
 }
 

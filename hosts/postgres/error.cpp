@@ -57,7 +57,6 @@ struct report_record {
 };
 
 constinit report_record current_report{};
-constinit bool interrupt_kept = false;
 constinit server_error kept_interrupt{nullptr};
 
 constexpr char k_internal_advice[] =
@@ -320,31 +319,28 @@ void report_warning(const char *sqlstate, std::string_view message, std::string_
     });
 }
 
+constinit bool interrupt_is_kept = false;
+
 // The server sets InterruptPending for requests of many kinds, most of which do not stop the
 // statement. So they are served here and now: what comes back as a failure is kept until it can be
 // raised. A request to end the session ends it from here, which frees nothing of ours.
 bool interrupts_pending() noexcept {
-    if (InterruptPending && !interrupt_kept && call_in_progress()) [[unlikely]] {
+    if (InterruptPending && !interrupt_is_kept && call_in_progress()) [[unlikely]] {
         const guarded_step serve = [](void *) noexcept { CHECK_FOR_INTERRUPTS(); };
-        interrupt_kept = !run_and_keep(serve, nullptr, kept_interrupt);
+        interrupt_is_kept = !run_and_keep(serve, nullptr, kept_interrupt);
     }
-    return interrupt_kept;
+    return interrupt_is_kept;
 }
 
 void process_interrupts() {
-    server_error interrupt{nullptr};
-    if (interrupts_pending() && take_kept_interrupt(interrupt)) {
-        throw interrupt;
+    if (interrupts_pending()) {
+        throw take_kept_interrupt();
     }
 }
 
-bool take_kept_interrupt(server_error &interrupt) noexcept {
-    if (!interrupt_kept) [[likely]] {
-        return false;
-    }
-    interrupt = kept_interrupt;
-    interrupt_kept = false;
-    return true;
+server_error take_kept_interrupt() noexcept {
+    interrupt_is_kept = false;
+    return kept_interrupt;
 }
 
 } // namespace host

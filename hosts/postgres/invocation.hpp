@@ -16,9 +16,10 @@ namespace host {
 // The memory of the caller of the SQL function that runs; `otherwise` when none does.
 [[nodiscard]] MemoryContextData *caller_memory(MemoryContextData *otherwise) noexcept;
 
-// Takes a request to stop that was noticed where it could not be raised; false when there is none.
-// It takes precedence over whatever else happened to the call.
-[[nodiscard]] bool take_kept_interrupt(server_error &interrupt) noexcept;
+// Whether there is a request to stop that was noticed where it could not be raised.
+extern constinit bool interrupt_is_kept;
+// Takes it; it takes precedence over whatever else happened to the call.
+[[nodiscard]] server_error take_kept_interrupt() noexcept;
 
 // Has the session cleaned up at its end; once per process.
 void watch_session_end() noexcept;

@@ -19,6 +19,14 @@ memory_context *our_context(MemoryContext context) noexcept {
     return reinterpret_cast<memory_context *>(context);
 }
 
+[[noreturn, gnu::noinline]] void raise_no_result(std::size_t size) {
+    if (AllocSizeIsValid(size)) {
+        raise_out_of_memory(size);
+    }
+    begin_host_report(host_failure::request_size, size, "");
+    finish_report();
+}
+
 // Needs no guard: with MCXT_ALLOC_NO_OOM the server returns null when memory runs out, and the one
 // other failure, a size beyond its largest, is ruled out first.
 void *allocate(MemoryContext context, std::size_t size, int flags) {
@@ -35,7 +43,10 @@ void *allocate(MemoryContext context, std::size_t size, int flags) {
 
 } // namespace
 
-memory_context *session_memory_context() noexcept { return our_context(TopMemoryContext); }
+memory_context *session_memory_context() noexcept {
+    watch_session_end(); // whoever asks for it is about to keep something
+    return our_context(TopMemoryContext);
+}
 
 memory_context *current_memory_context() noexcept { return our_context(CurrentMemoryContext); }
 
@@ -92,11 +103,14 @@ void mmgr_free_with_fl(void *pointer, const char * /*file*/, int /*line*/) noexc
 }
 
 void *allocate_result(std::size_t size) {
-    if (!AllocSizeIsValid(size)) [[unlikely]] {
-        begin_host_report(host_failure::request_size, size, "");
-        finish_report();
+    void *pointer = nullptr;
+    if (AllocSizeIsValid(size)) [[likely]] {
+        pointer = MemoryContextAllocExtended(CurrentMemoryContext, size, MCXT_ALLOC_NO_OOM);
     }
-    return allocate(CurrentMemoryContext, size, 0);
+    if (pointer == nullptr) [[unlikely]] {
+        raise_no_result(size);
+    }
+    return pointer;
 }
 
 } // namespace host

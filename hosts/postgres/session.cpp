@@ -61,7 +61,7 @@ void after_utility(PlannedStmt *statement, const char *text, bool read_only_tree
 } // namespace
 
 void watch_session_end() noexcept {
-    if (!end_is_watched) [[unlikely]] {
+    if (!end_is_watched) {
         end_is_watched = true;
         // Fails only when all its places are taken, and then ends the backend.
         before_shmem_exit(at_session_end, 0);

@@ -2,6 +2,7 @@
 #include "host/xml.hpp"
 #include "registry.hpp"
 #include "standalone_session.hpp"
+#include "support/broken_tables.hpp"
 #include "support/invariants.hpp"
 #include "support/sql.hpp"
 
@@ -122,6 +123,9 @@ TEST_F(invariants, wrong_tables_are_found) {
     expect_found(family.ids->entry_count, 77U, "and counts 77");
     expect_found(family.ids->first_freed, 200U, "free node ids");
     expect_found(entry_of(list).members.size, 1U, "a length other than");
+    expect_found(family.ids->next_slot, &entry_of(first), "a wrong slot for its next node id");
+    expect_found(sql::recent_entry(entry_of(root).key.node_id()), &entry_of(first),
+                 "the entries made or found last");
 }
 
 TEST_F(invariants, lost_namespaces_are_found) {

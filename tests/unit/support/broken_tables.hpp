@@ -3,6 +3,8 @@
 // clean as any other.
 #pragma once
 
+#include "registry.hpp"
+
 #include <cstdint>
 
 namespace sql {
@@ -22,5 +24,8 @@ class lost_document {
 
 // Sets the counter from which serials and fresh document ids come, as after it has wrapped.
 void set_serial_counter(std::uint32_t serial);
+
+// Where the registry remembers the entry that was made or found last for such a node id.
+[[nodiscard]] pkg_dbe_xml::XMLHashEntry *&recent_entry(std::uint32_t node_id);
 
 } // namespace sql

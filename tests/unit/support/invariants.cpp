@@ -69,6 +69,7 @@ class audit {
   private:
     void problem(const std::string &what);
     void read_documents();
+    void check_recent_entries(dbe::registry &state);
     void read_document(dbe::document_entry &document);
     void read_entry(const dbe::document_entry &document, const dbe::XMLHashEntry &entry);
     std::size_t released_handles(const dbe::document_entry &document);
@@ -151,6 +152,7 @@ void audit::read_documents() {
             problem("the cache of documents holds one that is gone");
         }
     }
+    check_recent_entries(state);
     if (entry_total_ != state.entry_count) {
         problem("the map holds " + std::to_string(entry_total_) + " handles and counts " +
                 std::to_string(state.entry_count));
@@ -165,6 +167,20 @@ void audit::read_documents() {
     }
 }
 
+// Reading one whose memory is gone is for the sanitizer to tell.
+void audit::check_recent_entries(dbe::registry &state) {
+    for (std::size_t i = 0; i < dbe::k_recent_entries; ++i) {
+        const dbe::XMLHashEntry *recent = state.recent[i];
+        if (recent == nullptr || recent->kind == dbe::XMLDomNodeType::none) {
+            continue;
+        }
+        if (recent->key.node_id() % dbe::k_recent_entries != i ||
+            dbe::find_entry(state, recent->key) != recent) {
+            problem("the entries made or found last hold one that is not there");
+        }
+    }
+}
+
 void audit::read_document(dbe::document_entry &document) {
     std::size_t count = released_handles(document);
     dbe::for_each_slot(document, [this, &document, &count](const dbe::XMLHashEntry &entry) {
@@ -175,6 +191,11 @@ void audit::read_document(dbe::document_entry &document) {
         problem("document " + std::to_string(document.document_id) + " has " +
                 std::to_string(count) + " handles and counts " +
                 std::to_string(document.entry_count));
+    }
+    if (document.next_slot != nullptr &&
+        document.next_slot != dbe::find_slot(document, document.next_node_id)) {
+        problem("document " + std::to_string(document.document_id) +
+                " has a wrong slot for its next node id");
     }
     entry_total_ += count;
     check_free_ids(document);

@@ -51,7 +51,7 @@ void play(std::uint32_t seed) {
     }
     std::printf("session %u\n", seed);
     host::standalone::begin_session("UTF8");
-    fuzz::program calls(bytes, false);
+    fuzz::program calls(bytes, false, true);
     fuzz::program_call call{};
     while (calls.next(call)) {
         calls.note(call, print_call(call));

@@ -19,12 +19,17 @@ namespace {
     std::abort();
 }
 
-// A folder of this process with the directory object's folder below it.
+// A folder of this process with the directory object's folder below it. It goes with the process;
+// one that is killed, or fails, leaves it.
 const std::filesystem::path &root() {
     static const std::filesystem::path *const folder = [] {
         auto *const path = new std::filesystem::path(std::filesystem::temp_directory_path() /
                                                      ("fuzz_paths." + std::to_string(getpid())));
         std::filesystem::create_directories(*path / "inside");
+        std::atexit([] {
+            std::error_code ignored;
+            std::filesystem::remove_all(root(), ignored);
+        });
         return path;
     }();
     return *folder;

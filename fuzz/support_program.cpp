@@ -5,6 +5,7 @@
 #include "standalone_session.hpp"
 #include "support/invariants.hpp"
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -49,7 +50,13 @@ constexpr std::array<std::string_view, 7> k_character_sets{
 constexpr std::array<std::string_view, 8> k_files{
     "out/f.xml", "none/f.xml", "out\\g.xml", "f.xml", "out/a/f.xml", "out/f.txt", "", "out/.xml"};
 
-constexpr std::size_t k_ring_size = 48;
+constexpr std::size_t k_ring_size = 16;
+// What a function that takes any node is called with, and what any is now and then.
+constexpr std::array k_rings_of_nodes{ring::nodes,     ring::nodes,     ring::elements,
+                                      ring::elements,  ring::elements,  ring::attributes,
+                                      ring::documents, ring::attributes};
+constexpr std::array k_rings_of_handles{ring::nodes, ring::documents, ring::elements,
+                                        ring::attributes, ring::lists};
 constexpr std::size_t k_most_calls = 4000;
 constexpr int k_large_objects = 12; // numbers below this one are asked for
 
@@ -83,42 +90,83 @@ std::vector<std::uint8_t> raw_bytes(const sql::result &outcome) {
     return {bytes.begin(), bytes.end()};
 }
 
-// A function that gives back what it was given may give back what is no handle.
-void keep(std::vector<sql::handle> &ring, const sql::result &outcome, std::uint8_t place) {
+// The newest is the last. A function that gives back what it was given may give back what is no
+// handle.
+void keep(std::vector<sql::handle> &ring, const sql::result &outcome) {
     if (raw_bytes(outcome).size() != sql::handle{}.bytes.size()) {
         return;
     }
-    const sql::handle handle = outcome.handle();
-    if (ring.size() < k_ring_size) {
-        ring.push_back(handle);
-    } else {
-        ring[place % k_ring_size] = handle;
+    if (ring.size() == k_ring_size) {
+        ring.erase(ring.begin());
     }
+    ring.push_back(outcome.handle());
 }
 
 } // namespace
 
-program::program(std::span<const std::uint8_t> bytes, bool with_files)
-    : bytes_(bytes), with_files_(with_files) {}
+program::program(std::span<const std::uint8_t> bytes, bool with_files, bool with_statements)
+    : bytes_(bytes), with_files_(with_files), with_statements_(with_statements) {}
 
 std::uint8_t program::byte() { return place_ < bytes_.size() ? bytes_[place_++] : 0; }
 
 void program::add_null(program_call &call, const char *type) {
     call.arguments.emplace_back(sql::null);
     call.has_null = true;
-    call.statement += std::string("null::") + type;
+    write(call, "null::", type);
 }
 
 void program::add_text(program_call &call, const std::string &text, const char *type) {
     call.arguments.emplace_back(text);
-    call.statement += sql_literal(text) + "::" + type;
+    if (with_statements_) {
+        write(call, sql_literal(text), "::", type);
+    }
 }
 
-// A handle of the ring; sometimes null, changed in one byte, or of another length.
+void program::add_bytes(program_call &call, std::span<const std::uint8_t> bytes, const char *type) {
+    if (with_statements_) {
+        write(call, "'\\x", hexadecimal(bytes), "'::", type);
+    }
+}
+
+// A handle of the kind that the function is for, mostly. The second of a call is mostly one of the
+// first's document: what belongs to another document can hardly be combined with it.
+sql::handle program::choose_handle(ring preferred, std::uint8_t kind) {
+    const std::uint8_t choice = byte();
+    ring which = preferred;
+    if (preferred != ring::parsers && preferred != ring::scopes) {
+        if (kind % 16 == 15) {
+            which = k_rings_of_handles.at(kind / 16 % k_rings_of_handles.size());
+        } else if (preferred == ring::nodes) {
+            which = k_rings_of_nodes.at(kind / 2 % k_rings_of_nodes.size());
+        }
+    }
+    if (kept_in(which).empty() && kept_in(ring::documents).size() > 0 &&
+        preferred != ring::parsers) {
+        which = ring::documents;
+    }
+    const std::vector<sql::handle> &kept = kept_in(which);
+    if (kept.empty()) {
+        return {};
+    }
+    const auto related = [this](const sql::handle &candidate) {
+        return candidate.document_id() == used_.front().document_id();
+    };
+    const auto count = used_.empty() || choice % 4 == 0 ? 0 : std::ranges::count_if(kept, related);
+    if (count == 0) {
+        return kept[choice / 4 % kept.size()];
+    }
+    auto left = choice / 4 % count;
+    return *std::ranges::find_if(
+        kept, [&](const sql::handle &candidate) { return related(candidate) && left-- == 0; });
+}
+
+// Sometimes the handle is null, changed in one byte, or of another length.
 void program::add_handle(program_call &call, const handle_type &type) {
     const std::uint8_t choice = byte();
-    const std::vector<sql::handle> &kept = kept_in(type.from);
-    sql::handle chosen = kept.empty() ? sql::handle{} : kept[choice % kept.size()];
+    sql::handle chosen = choose_handle(type.from, choice);
+    if (type.from != ring::parsers && type.from != ring::scopes) {
+        used_.push_back(chosen);
+    }
     if (choice >= 252) {
         add_null(call, type.name);
         return;
@@ -131,11 +179,11 @@ void program::add_handle(program_call &call, const handle_type &type) {
     }
     if (choice == 250) {
         const sql::raw wrong{std::vector<std::uint8_t>(byte() % 20U, byte())};
-        call.statement += "'\\x" + hexadecimal(wrong.bytes) + "'::" + type.name;
+        add_bytes(call, wrong.bytes, type.name);
         call.arguments.emplace_back(wrong);
         return;
     }
-    call.statement += "'\\x" + hexadecimal(chosen.bytes) + "'::" + type.name;
+    add_bytes(call, chosen.bytes, type.name);
     call.arguments.emplace_back(chosen);
 }
 
@@ -161,7 +209,7 @@ void program::add_argument(program_call &call, char type) {
             add_null(call, "int");
         } else {
             call.arguments.emplace_back(number);
-            call.statement += "(" + std::to_string(number) + ")";
+            write(call, "(", std::to_string(number), ")");
         }
         return;
     }
@@ -171,7 +219,7 @@ void program::add_argument(program_call &call, char type) {
         } else {
             const int number = choice % k_large_objects; // 0: a new one
             call.arguments.emplace_back(number);
-            call.statement += std::to_string(number) + "::oid";
+            write(call, std::to_string(number), "::oid");
         }
         return;
     }
@@ -180,7 +228,7 @@ void program::add_argument(program_call &call, char type) {
             add_null(call, "boolean");
         } else {
             call.arguments.emplace_back(choice % 2 == 1);
-            call.statement += choice % 2 == 1 ? "true" : "false";
+            write(call, choice % 2 == 1 ? "true" : "false");
         }
         return;
     }
@@ -211,7 +259,11 @@ const signature &program::choose() {
     const std::uint8_t choice = byte();
     if (choice < k_first_package_choice) {
         const std::span<const signature> own = own_functions(with_files_);
-        return own[choice % own.size()];
+        if (kept_in(ring::documents).empty() && choice % 8 != 0) {
+            return own[0]; // there is little to do without a document
+        }
+        const signature &chosen = own[choice % own.size()];
+        return chosen.rarity > 1 && calls_ % chosen.rarity != 0 ? own[0] : chosen;
     }
     const std::span<const signature> package = package_functions(with_files_);
     const signature &chosen =
@@ -227,34 +279,37 @@ bool program::next(program_call &call) {
     call.function = &choose();
     call.arguments.clear();
     call.has_null = false;
-    call.statement = call.function->name;
+    used_.clear();
+    call.statement.clear();
+    write(call, call.function->name);
     for (const char *type = call.function->arguments; *type != '\0'; ++type) {
         if (type != call.function->arguments) {
-            call.statement += ", ";
+            write(call, ", ");
         }
         add_argument(call, *type);
     }
-    call.statement += call.function->end;
+    write(call, call.function->end);
     return true;
 }
 
+// Handles that name nothing any more are mostly not used again.
 void program::note(const program_call &call, const sql::result &outcome) {
+    if (outcome.failed() && calls_ % 4 != 0 &&
+        outcome.error().message == "not find xmldom in hash") {
+        for (std::vector<sql::handle> &ring : kept_) {
+            std::erase_if(ring, [this](const sql::handle &kept) {
+                return std::ranges::any_of(used_, [&kept](const sql::handle &used) {
+                    return used.document_id() == kept.document_id() &&
+                           used.node_id() == kept.node_id();
+                });
+            });
+        }
+    }
     if (outcome.failed() || outcome.is_null()) {
         return;
     }
-    const auto place = static_cast<std::uint8_t>(calls_ * 7U);
-    switch (call.function->result) {
-    case 'h':
-        keep(kept_in(ring::handles), outcome, place);
-        break;
-    case 'p':
-        keep(kept_in(ring::parsers), outcome, place);
-        break;
-    case 's':
-        keep(kept_in(ring::scopes), outcome, place);
-        break;
-    default:
-        break;
+    if (const handle_type *given = handle_type_of(call.function->result)) {
+        keep(kept_in(given->from), outcome);
     }
 }
 
@@ -288,6 +343,10 @@ sql::result make(const program_call &call) {
                                    : sql::call_with(function.entry, call.arguments);
 }
 
+std::size_t drawn_interval(std::span<const std::uint8_t> bytes) {
+    return bytes.empty() ? 1 : bytes.back() % k_longest_interval + 1;
+}
+
 std::string shown(const program_call &call, const sql::result &outcome) {
     if (outcome.failed()) {
         return "ERROR " + outcome.error().sqlstate + " " + outcome.error().message;
@@ -295,11 +354,10 @@ std::string shown(const program_call &call, const sql::result &outcome) {
     if (outcome.is_null()) {
         return "NULL";
     }
-    switch (call.function->result) {
-    case 'h':
-    case 'p':
-    case 's':
+    if (handle_type_of(call.function->result) != nullptr) {
         return "\\x" + hexadecimal(raw_bytes(outcome));
+    }
+    switch (call.function->result) {
     case 't':
         return outcome.text();
     case 'i':
@@ -311,8 +369,7 @@ std::string shown(const program_call &call, const sql::result &outcome) {
     }
 }
 
-std::string run_program(std::span<const std::uint8_t> bytes, bool with_files,
-                        std::size_t check_every) {
+played run_program(std::span<const std::uint8_t> bytes, bool with_files, std::size_t check_every) {
     const sql::node_watch watch;
     host::standalone::begin_session("UTF8");
     if (with_files) {
@@ -322,23 +379,25 @@ std::string run_program(std::span<const std::uint8_t> bytes, bool with_files,
         host::standalone::make_numbered_object(k_documents[1]);
         host::standalone::make_numbered_object("no document");
     }
-    program calls(bytes, with_files);
+    program calls(bytes, with_files, false);
     program_call call{};
-    std::string wrong;
-    std::size_t count = 0;
+    played all;
+    std::string &wrong = all.wrong;
     while (wrong.empty() && calls.next(call)) {
         const sql::result outcome = make(call);
         calls.note(call, outcome);
-        ++count;
-        if (check_every != 0 && count % check_every == 0) {
+        ++all.calls;
+        if (check_every != 0 && all.calls % check_every == 0) {
             wrong = sql::broken_invariants();
+            ++all.audits;
         }
-        if (count % 256 == 0) {
+        if (all.calls % 256 == 0) {
             host::standalone::reset_caller_context();
         }
     }
     if (wrong.empty()) {
         wrong = sql::broken_invariants();
+        ++all.audits;
     }
     if (wrong.empty() && host::standalone::open_objects() != 0) {
         wrong = "a large object was left open";
@@ -348,7 +407,7 @@ std::string run_program(std::span<const std::uint8_t> bytes, bool with_files,
         wrong = "the session left " + std::to_string(remains.host_blocks) + " blocks and " +
                 std::to_string(remains.libxml2_bytes) + " bytes of libxml2";
     }
-    return wrong;
+    return all;
 }
 
 } // namespace fuzz

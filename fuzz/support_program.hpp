@@ -1,8 +1,8 @@
 // A small machine that turns bytes into calls of the SQL functions, over rings of handles: those
 // that calls gave, of every kind, live and stale, and forged ones.
 //
-// The same bytes always give the same calls. Each call is also written as the SQL statement that
-// makes it, so that one program can be run on several hosts.
+// The same bytes always give the same calls. Each call can also be written as the SQL statement
+// that makes it, so that one program can be run on several hosts.
 #pragma once
 
 #include "support/sql.hpp"
@@ -22,14 +22,14 @@ struct program_call {
     const signature *function;
     std::vector<sql::value> arguments;
     bool has_null;
-    std::string statement; // an SQL expression: name(argument, ...)
+    std::string statement; // an SQL expression: name(argument, ...); "" when not asked for
 };
 
 class program {
   public:
     // `with_files` lets it choose the functions that write files, into directory objects "out"
-    // and "none".
-    program(std::span<const std::uint8_t> bytes, bool with_files);
+    // and "none"; `with_statements` has the calls written as SQL.
+    program(std::span<const std::uint8_t> bytes, bool with_files, bool with_statements);
     // The next call; false when the bytes are used up.
     bool next(program_call &call);
     // To be told what the call gave, so that its handle can be used by later calls.
@@ -46,15 +46,24 @@ class program {
     }
     void add_argument(program_call &call, char type);
     void add_handle(program_call &call, const handle_type &type);
+    [[nodiscard]] sql::handle choose_handle(ring preferred, std::uint8_t kind);
     void add_null(program_call &call, const char *type);
     void add_text(program_call &call, const std::string &text, const char *type);
+    void add_bytes(program_call &call, std::span<const std::uint8_t> bytes, const char *type);
+    template <class... Part> void write(program_call &call, const Part &...parts) const {
+        if (with_statements_) {
+            ((call.statement += parts), ...);
+        }
+    }
     [[nodiscard]] std::string made_text();
 
     std::span<const std::uint8_t> bytes_;
     std::size_t place_ = 0;
     std::size_t calls_ = 0;
     bool with_files_;
+    bool with_statements_;
     std::array<std::vector<sql::handle>, k_ring_count> kept_;
+    std::vector<sql::handle> used_; // those of nodes in the call that is made up
 };
 
 // Makes the call as a server does: functions declared STRICT are not called with a null, and give
@@ -65,10 +74,22 @@ class program {
 // SQLSTATE and message.
 [[nodiscard]] std::string shown(const program_call &call, const sql::result &outcome);
 
+// How many calls of `bytes` lie between two checks, 1 to 64: as the last byte says, so that
+// programs are checked after every call, and others run far between two checks.
+inline constexpr std::size_t k_longest_interval = 64;
+[[nodiscard]] std::size_t drawn_interval(std::span<const std::uint8_t> bytes);
+
+// What became of a program.
+struct played {
+    std::string wrong; // "" when nothing is
+    std::size_t calls = 0;
+    std::size_t audits = 0; // checks of the invariants
+};
+
 // Runs the calls of `bytes` in a session of this thread; checks the invariants after every
-// `check_every` calls (0: never) and that nothing is left at the end. Returns what is wrong, ""
-// when nothing is.
-[[nodiscard]] std::string run_program(std::span<const std::uint8_t> bytes, bool with_files,
-                                      std::size_t check_every);
+// `check_every` calls (0: not before the last) and after the last, and that nothing is left at the
+// end.
+[[nodiscard]] played run_program(std::span<const std::uint8_t> bytes, bool with_files,
+                                 std::size_t check_every);
 
 } // namespace fuzz

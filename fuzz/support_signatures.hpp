@@ -17,23 +17,23 @@ namespace fuzz {
 using set_function = sql::result (*)(const std::vector<sql::value> &arguments);
 
 // A function and the types of its arguments: n name, v value, u namespace URI, x text of a
-// document, m XML value, i index, b truth value, f file, c character set, o large object; handles:
-// h and p plain ones of nodes and of parsers, others as in k_handle_types. Of optional arguments
-// the shorter form stands beside the longer one.
+// document, m XML value, i index, b truth value, f file, c character set, o large object; handles
+// as in k_handle_types, by what the function is for: now and then it gets others. Of optional
+// arguments the shorter form stands beside the longer one.
 struct signature {
     const char *name; // in SQL; of a set everything up to its arguments
     sql::function entry;
     const char *arguments;
-    char result; // h handle, p parser, s scope, t text, i integer, b truth value, 0 none
+    char result; // a handle as in k_handle_types, t text, i integer, b truth value, 0 none
     bool strict = false;
     unsigned rarity = 1; // called once in so many times that it is chosen, on average
     set_function set = nullptr;
     const char *end = ")"; // what follows the arguments in SQL
 };
 
-// Where a program keeps handles.
-enum class ring : std::size_t { handles, parsers, scopes };
-inline constexpr std::size_t k_ring_count = 3;
+// Where a program keeps handles: by what the function that gave them gives.
+enum class ring : std::size_t { nodes, documents, elements, attributes, lists, parsers, scopes };
+inline constexpr std::size_t k_ring_count = 7;
 
 // The SQL types under which handles are passed.
 struct handle_type {
@@ -42,13 +42,17 @@ struct handle_type {
     ring from;
 };
 inline constexpr handle_type k_handle_types[]{
-    {'h', "raw", ring::handles},
+    {'h', "raw", ring::nodes}, // of any kind
+    {'d', "raw", ring::documents},
+    {'e', "raw", ring::elements},
+    {'a', "raw", ring::attributes},
+    {'l', "raw", ring::lists}, // and maps
     {'p', "raw", ring::parsers},
-    {'D', "xmldom.document", ring::handles},
-    {'E', "xmldom.element", ring::handles},
-    {'A', "xmldom.attr", ring::handles},
-    {'N', "xmldom.node", ring::handles},
-    {'L', "xmldom.node_list", ring::handles},
+    {'N', "xmldom.node", ring::nodes},
+    {'D', "xmldom.document", ring::documents},
+    {'E', "xmldom.element", ring::elements},
+    {'A', "xmldom.attr", ring::attributes},
+    {'L', "xmldom.node_list", ring::lists},
     {'P', "xmlparser.parser", ring::parsers},
     {'S', "xmldom.scope", ring::scopes},
 };

@@ -46,7 +46,7 @@ void play(player &playing, std::latch &all_ready) {
     for (std::uint32_t program = 0; program < playing.programs && playing.wrong.empty();
          ++program) {
         const std::uint32_t seed = playing.first_seed + program;
-        playing.wrong = fuzz::run_program(random_program(seed), true, k_check_every);
+        playing.wrong = fuzz::run_program(random_program(seed), true, k_check_every).wrong;
         if (!playing.wrong.empty()) {
             playing.wrong = "seed " + std::to_string(seed) + ": " + playing.wrong;
         }

@@ -9,12 +9,12 @@
 #include "host/xml.hpp"
 #include "parser_registry.hpp"
 #include "standalone_session.hpp"
+#include "support/pointer_table.hpp"
 
 #include <libxml/globals.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -35,15 +35,19 @@ const dbe::XMLHashEntry *first_entry(const xmlNode *node) {
     return reinterpret_cast<const dbe::XMLHashEntry *>(private_word(node) & ~k_all_marks);
 }
 
+// A set of pointers.
+struct nothing {};
+template <class Key> using pointer_set = pointer_table<Key, nothing>;
+
 // --- the watch ----------------------------------------------------------------------------------
 
 struct watched_nodes {
-    std::unordered_set<const void *> alive;
+    pointer_set<const void *> alive;
     std::size_t named_when_freed = 0;
 };
 thread_local watched_nodes *t_watched = nullptr;
 
-void note_made(xmlNodePtr node) { t_watched->alive.insert(node); }
+void note_made(xmlNodePtr node) { t_watched->alive.insert(node, {}); }
 
 void note_freed(xmlNodePtr node) {
     t_watched->alive.erase(node);
@@ -62,11 +66,13 @@ struct place {
     bool in_declaration;
 };
 
+// One is used for all audits of a thread, which is why it keeps its tables.
 class audit {
   public:
     std::string run();
 
   private:
+    void begin();
     void problem(const std::string &what);
     void read_documents();
     void check_recent_entries(dbe::registry &state);
@@ -100,14 +106,17 @@ class audit {
 
     std::string problems_;
     std::size_t problem_count_ = 0;
-    std::vector<named> entries_;                           // with an object
-    std::unordered_set<const dbe::XMLHashEntry *> naming_; // those of them that name a node
-    std::unordered_set<const dbe::family *> families_;
-    std::unordered_map<const xmlNode *, place> places_;
-    std::unordered_set<const xmlNode *> parked_;
-    std::unordered_set<const xmlDoc *> documents_; // main ones and copies
-    std::unordered_map<const xmlNs *, const dbe::family *> namespaces_;
-    std::vector<const xmlNode *> open_; // reached, their children not yet
+    std::vector<named> entries_;                    // with an object
+    pointer_set<const dbe::XMLHashEntry *> naming_; // those of them that name a node
+    pointer_set<const dbe::document_entry *> ids_;
+    pointer_set<const dbe::family *> families_;
+    pointer_table<const xmlNode *, place> places_;
+    pointer_set<const xmlNode *> parked_;
+    pointer_set<const xmlDoc *> documents_; // main ones and copies
+    pointer_table<const xmlNs *, const dbe::family *> namespaces_;
+    std::vector<const xmlNode *> open_;    // reached, their children not yet
+    std::vector<const xmlNode *> members_; // of one list
+    std::vector<std::uint32_t> recycled_;
     std::size_t entry_total_ = 0;
     std::size_t domkeys_total_ = 0;
     std::size_t linked_parsers_ = 0;
@@ -123,10 +132,7 @@ bool audit::known_dead(const void *node) const {
     return t_watched != nullptr && !t_watched->alive.contains(node);
 }
 
-const place *audit::place_of(const xmlNode *node) const {
-    const auto found = places_.find(node);
-    return found == places_.end() ? nullptr : &found->second;
-}
+const place *audit::place_of(const xmlNode *node) const { return places_.find(node); }
 
 std::string name_of(const dbe::XMLHashEntry &entry) {
     return "handle " + std::to_string(dbe::xml_getdom_docid(&entry.key)) + "/" +
@@ -138,17 +144,16 @@ std::string name_of(const dbe::XMLHashEntry &entry) {
 
 void audit::read_documents() {
     dbe::registry &state = *dbe::current_registry();
-    std::unordered_set<const dbe::document_entry *> known;
     host::hash_walk walk;
     host::hash_seq_init(walk, state.document_map);
     while (auto *document = static_cast<dbe::document_entry *>(host::hash_seq_search(walk))) {
-        known.insert(document);
+        ids_.insert(document, {});
         read_document(*document);
     }
     for (std::size_t i = 0; i < dbe::k_document_cache_size; ++i) {
         const dbe::document_entry *cached = state.document_cache[i];
         if (cached != nullptr &&
-            (!known.contains(cached) || cached->document_id % dbe::k_document_cache_size != i)) {
+            (!ids_.contains(cached) || cached->document_id % dbe::k_document_cache_size != i)) {
             problem("the cache of documents holds one that is gone");
         }
     }
@@ -157,13 +162,17 @@ void audit::read_documents() {
         problem("the map holds " + std::to_string(entry_total_) + " handles and counts " +
                 std::to_string(state.entry_count));
     }
-    std::unordered_set<std::uint32_t> recycled;
     for (std::size_t i = 0; i < state.recycled.count; ++i) {
         const std::uint32_t id =
             state.recycled.ids[(state.recycled.first + i) % state.recycled.capacity];
-        if (!recycled.insert(id).second || dbe::find_document(state, id) != nullptr) {
+        recycled_.push_back(id);
+        if (dbe::find_document(state, id) != nullptr) {
             problem("document id " + std::to_string(id) + " is to be reused and in use");
         }
+    }
+    std::ranges::sort(recycled_);
+    if (std::ranges::adjacent_find(recycled_) != recycled_.end()) {
+        problem("a document id is to be reused twice");
     }
 }
 
@@ -200,7 +209,7 @@ void audit::read_document(dbe::document_entry &document) {
     entry_total_ += count;
     check_free_ids(document);
     if (document.owner != nullptr) {
-        families_.insert(document.owner);
+        families_.insert(document.owner, {});
     }
 }
 
@@ -238,7 +247,7 @@ void audit::read_entry(const dbe::document_entry &document, const dbe::XMLHashEn
     }
     entries_.push_back({&document, &entry});
     if (entry.kind != dbe::XMLDomNodeType::node_list) {
-        naming_.insert(&entry);
+        naming_.insert(&entry, {});
     }
 }
 
@@ -326,10 +335,10 @@ void audit::read_family(const dbe::family &owner) {
         if (dbe::find_shared(*dbe::current_registry(), owner.main) != &owner) {
             problem("a document is not entered under its family");
         }
-        documents_.insert(owner.main);
+        documents_.insert(owner.main, {});
     }
     for (std::size_t i = 0; i < owner.copies.count; ++i) {
-        documents_.insert(owner.copies.objects[i]);
+        documents_.insert(owner.copies.objects[i], {});
     }
     for (std::size_t i = 0; i <= owner.copies.count; ++i) {
         const xmlDoc *document = i == 0 ? owner.main : owner.copies.objects[i - 1];
@@ -355,7 +364,7 @@ void audit::walk_parked(const dbe::family &owner) {
             problem("a kept node is not alive");
             continue;
         }
-        if (!parked_.insert(node).second) {
+        if (!parked_.insert(node, {})) {
             problem("a node is kept twice");
         }
         if ((private_word(node) & k_parked) == 0) {
@@ -391,7 +400,7 @@ void audit::walk_roots_of_entries() {
 }
 
 bool audit::reach(const xmlNode *node, const place &where) {
-    if (!places_.emplace(node, where).second) {
+    if (!places_.insert(node, where)) {
         problem("a node is reached twice: a cycle, or two places");
         return false;
     }
@@ -410,7 +419,7 @@ void audit::walk(const xmlNode *root, const dbe::family &owner) {
     while (!open_.empty()) {
         const xmlNode *node = open_.back();
         open_.pop_back();
-        const place where = places_.at(node);
+        const place where = *places_.find(node);
         read_namespaces(node, owner);
         visit_attributes(node, where);
         visit_children(node, where);
@@ -468,7 +477,7 @@ void audit::read_namespaces(const xmlNode *node, const dbe::family &owner) {
         record = reinterpret_cast<const xmlDoc *>(node)->oldNs;
     }
     for (; record != nullptr; record = record->next) {
-        if (!namespaces_.emplace(record, &owner).second) {
+        if (!namespaces_.insert(record, &owner)) {
             problem("a namespace record stands in two places");
             return;
         }
@@ -483,8 +492,8 @@ void audit::check_namespaces() {
         if (record == nullptr || where.in_declaration) {
             continue;
         }
-        const auto found = namespaces_.find(record);
-        if (found == namespaces_.end() || found->second != where.family) {
+        const dbe::family *const *found = namespaces_.find(record);
+        if (found == nullptr || *found != where.family) {
             problem("a node has a namespace record that its family does not hold");
         }
     }
@@ -516,22 +525,22 @@ int collect_member(const void *member, void *state) {
 }
 
 void audit::check_list(const dbe::document_entry &document, const dbe::XMLHashEntry &entry) {
-    std::vector<const xmlNode *> members;
-    xmlListWalk(static_cast<xmlListPtr>(entry.object), collect_member, &members);
-    if (members.size() != entry.members.size) {
+    members_.clear();
+    xmlListWalk(static_cast<xmlListPtr>(entry.object), collect_member, &members_);
+    if (members_.size() != entry.members.size) {
         problem(name_of(entry) + " has a length other than its list's");
         return;
     }
-    for (std::size_t i = 0; i < members.size(); ++i) {
-        const place *where = place_of(members[i]);
+    for (std::size_t i = 0; i < members_.size(); ++i) {
+        const place *where = place_of(members_[i]);
         if (where == nullptr || where->family != document.owner) {
             problem(name_of(entry) + " has a member that no tree of its family holds");
             return;
         }
-        if ((private_word(members[i]) & k_listed) == 0) {
+        if ((private_word(members_[i]) & k_listed) == 0) {
             problem(name_of(entry) + " has a member that is not marked");
         }
-        if (entry.members.index != nullptr && entry.members.index[i] != members[i]) {
+        if (entry.members.index != nullptr && entry.members.index[i] != members_[i]) {
             problem(name_of(entry) + " has an index other than its list");
             return;
         }
@@ -604,11 +613,26 @@ void audit::check_host() {
     }
 }
 
+void audit::begin() {
+    problems_.clear();
+    problem_count_ = entry_total_ = domkeys_total_ = linked_parsers_ = 0;
+    entries_.clear();
+    naming_.clear();
+    ids_.clear();
+    families_.clear();
+    places_.clear();
+    parked_.clear();
+    documents_.clear();
+    namespaces_.clear();
+    recycled_.clear();
+}
+
 std::string audit::run() {
+    begin();
     check_host();
     if (dbe::current_registry() != nullptr && host::u_sess.initialised) {
         read_documents();
-        for (const dbe::family *owner : families_) {
+        for (const auto &[owner, nothing_else] : families_) {
             read_family(*owner);
         }
         if (domkeys_total_ != host::hash_get_num_entries(dbe::current_registry()->domkeys_map)) {
@@ -651,7 +675,10 @@ node_watch::~node_watch() {
     delete std::exchange(t_watched, nullptr);
 }
 
-std::string broken_invariants() { return audit().run(); }
+std::string broken_invariants() {
+    static thread_local audit own;
+    return own.run();
+}
 
 ::testing::AssertionResult check_invariants() {
     const std::string broken = broken_invariants();

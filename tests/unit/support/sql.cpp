@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <ostream>
+#include <utility>
 
 // Allocations that the machine cannot give are null, as without the sanitizer.
 extern "C" const char *__asan_default_options();
@@ -46,17 +47,17 @@ std::string filled(std::string_view format, std::initializer_list<std::string_vi
     return text;
 }
 
-sql::error error_of(const host::report_fields &fields) {
+sql::error error_of(host::report_fields &&fields) {
     sql::error error;
     error.report_id = fields.id;
     error.level = static_cast<int>(fields.level);
     error.module_id = fields.module_id;
-    error.sqlstate = fields.sqlstate;
-    error.message = fields.message;
-    error.cause = fields.cause;
-    error.action = fields.action;
-    error.hint = fields.hint;
-    error.context = fields.context;
+    error.sqlstate = std::move(fields.sqlstate);
+    error.message = std::move(fields.message);
+    error.cause = std::move(fields.cause);
+    error.action = std::move(fields.action);
+    error.hint = std::move(fields.hint);
+    error.context = std::move(fields.context);
     error.internal_action = fields.internal_action;
     return error;
 }
@@ -193,6 +194,7 @@ std::string result::stored_bytes() const {
 std::vector<host::argument> arguments_of(const std::vector<value> &values) {
     const host::standalone::fault_pause pause;
     std::vector<host::argument> arguments;
+    arguments.reserve(values.size());
     for (const value &each : values) {
         arguments.push_back(each.argument());
     }
@@ -201,13 +203,13 @@ std::vector<host::argument> arguments_of(const std::vector<value> &values) {
 
 result call_with(function entry, const std::vector<value> &arguments) {
     const std::vector<host::argument> passed = arguments_of(arguments);
-    const host::call_record record =
+    host::call_record record =
         host::standalone::call_function(entry, passed.data(), static_cast<int>(passed.size()));
     result outcome;
     outcome.datum_ = record.result;
     outcome.is_null_ = record.result_is_null;
     if (record.failed) {
-        outcome.error_ = error_of(record.report);
+        outcome.error_ = error_of(std::move(record.report));
     }
     return outcome;
 }

@@ -11,6 +11,9 @@
 
 #include "fmgr.h"
 #include "utils/builtins.h"
+#if PG_VERSION_NUM >= 160000
+#include "varatt.h"
+#endif
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>

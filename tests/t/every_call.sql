@@ -1,0 +1,100 @@
+-- Calls of every function of the extension, made from the catalogue, so that one argument or one
+-- service can fail in each. For the scripts beside.
+
+-- What a call is made with: handles of one document, and what it can be written into.
+create table held (document raw, element raw, element_node raw, attribute raw, text raw, list raw, map raw,
+    other raw, parser raw, scope raw, large_object oid);
+
+create function hold() returns void language plpgsql as $$
+declare
+    document raw := xml_dom_new_document_clob('<r a="one"><b>größe</b><b/></r>');
+    element raw := xml_dom_get_document_element(document);
+    parser raw := xmlparser_new_parser();
+begin
+    perform xmlparser_parse_clob(parser, '<p>größe</p>');
+    truncate held;
+    insert into held values (document, element, xml_dom_makenode(element), xml_dom_get_attribute_node(element, 'a'),
+        xml_dom_get_first_child(xml_dom_get_first_child(element)), xml_dom_get_child_nodes(element),
+        xml_dom_get_attributes(xml_dom_makenode(element)), xml_dom_create_element(document, 'other'), parser,
+        xmldom.mark(), lo_from_bytea(0, '<l/>'));
+end $$;
+
+-- The document as it is written, and what is registered of it; what the session's documents take.
+create function state() returns text language sql as $$
+    select xml_dom_write_to_clob_doc(document) || xml_dom_get_detail_doc_tree_info(document)
+        || ' trees: ' || xml_dom_get_session_tree_num() from held
+$$;
+
+-- An argument with which the function works.
+create function good(function text, type text, name text) returns text language sql as $$
+    select case
+        when type = 'text' then
+            case when name in ('charset', 'character_set') then quote_literal('UTF-8')
+                when name = 'file' then quote_literal('out/größe.xml')
+                when name = 'document' then quote_literal('<a>größe</a>')
+                when name = 'path' then quote_literal('/tmp')
+                when name = 'role' then 'current_user::text'
+                else quote_literal('größe') end
+        when type = 'xml' then '''<a>größe</a>''::xml'
+        when type = 'boolean' then 'true'
+        when type = 'integer' then '0'
+        when type = 'oid' then '(select large_object from held)'
+        else format('(select %I from held)::%s', case
+                when function = 'set_node_value' or function = 'xml_dom_set_node_value' then
+                    case name when 'attr' then 'attribute' else 'text' end
+                when name in ('document', 'element', 'attribute', 'list', 'map', 'parser', 'scope') then name
+                when name = 'attr' then 'attribute'
+                when name = 'text_node' then 'text'
+                when name = 'collection' then 'list'
+                when name = 'child' then 'other'
+                when name = 'handle' then 'document'
+                else 'element_node' end, type)
+        end
+$$;
+
+-- The functions with the types of their arguments, and arguments with which they work.
+create view calls as
+    select p.oid::regprocedure::text as call, p.oid::regproc::text as function, p.proretset as is_set,
+        array_agg(format_type(argument.type, null) order by argument.position) as types,
+        array_agg(good(p.proname, format_type(argument.type, null), p.proargnames[argument.position])
+            order by argument.position) as arguments
+    from pg_depend d
+        join pg_proc p on p.oid = d.objid
+        join pg_language l on l.oid = p.prolang
+        cross join unnest(p.proargtypes::oid[]) with ordinality as argument(type, position)
+    where d.classid = 'pg_proc'::regclass and d.deptype = 'e' and d.refclassid = 'pg_extension'::regclass
+        and d.refobjid = (select oid from pg_extension where extname = 'pkg_dbe_xml')
+        and l.lanname in ('c', 'sql') and p.proname !~ '^xml_directory_role_'
+    group by p.oid;
+
+-- What came of a call. When it failed: the state if it is another than before, and the memory.
+create table outcomes (call text, fault text, code text, message text, state text, memory text);
+
+-- Makes a call with the given arguments. `prepare` is run just before, `restore` just after.
+create function attempt(made calls, fault text, prepare text, restore text) returns text
+language plpgsql as $$
+declare
+    code text := '00000';
+    message text := '';
+    state_before text;
+    memory_before text;
+    state_after text;
+    memory_after text;
+begin
+    perform xmldom.free_all(), hold();
+    state_before := state();
+    memory_before := xml_dom_get_memory_info();
+    begin
+        execute prepare;
+        execute format(case when made.is_set then 'select count(*) from %s(%s)' else 'select %s(%s)' end,
+            made.function, array_to_string(made.arguments, ', '));
+        execute restore;
+    exception when others then
+        get stacked diagnostics code = returned_sqlstate, message = message_text;
+        execute restore;
+        state_after := nullif(state(), state_before);
+        memory_after := nullif(xml_dom_get_memory_info(), memory_before);
+    end;
+    insert into outcomes values (made.call, fault, code, message, state_after, memory_after);
+    return code;
+end $$;

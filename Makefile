@@ -92,6 +92,9 @@ $(objects_folder)/tests/%.o: $(source)/tests/t/%.cpp $(source)/Makefile
 $(objects_folder)/failing_calls.so: $(OBJS) $(objects_folder)/tests/failing_calls.o
 	$(CXX) -shared -Wl,-Bsymbolic -o $@ $^ $(shell $(XML2_CONFIG) --libs)
 -include $(OBJS:.o=.d) $(objects_folder)/tests/failing_calls.d
+$(objects_folder)/failing_conversion.so: $(source)/tests/t/failing_conversion.cpp $(source)/Makefile
+	@mkdir -p $(@D)
+	$(CXX) $(cxx_flags) $(server_flags) -shared -o $@ $<
 
 $(shlib): $(exports_map)
 

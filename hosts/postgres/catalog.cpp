@@ -12,6 +12,7 @@ extern "C" {
 #include <access/table.h>
 #include <catalog/indexing.h>
 #include <catalog/pg_extension.h>
+#include <catalog/pg_type.h>
 #include <commands/extension.h>
 #include <utils/acl.h>
 #include <utils/array.h>
@@ -61,6 +62,29 @@ void copy_row(HeapTuple tuple, TupleDesc columns, directory_row &row) {
     }
 }
 
+[[nodiscard]] bool has_type(TupleDesc columns, int column, Oid type) {
+    const auto *attribute = TupleDescAttr(columns, column - 1);
+    return !attribute->attisdropped && attribute->atttypid == type;
+}
+
+// The columns are read by their numbers, and a dropped one still has values. Raises an error when a
+// superuser has changed them.
+void require_own_columns(TupleDesc columns) {
+    bool own = columns->natts >= k_directory_privileges_column;
+    if (own) {
+        const auto *owner = TupleDescAttr(columns, k_directory_owner_column - 1);
+        own = has_type(columns, k_directory_name_column, TEXTOID) &&
+              has_type(columns, k_directory_path_column, TEXTOID) && !owner->attisdropped &&
+              owner->attbyval && owner->attlen == static_cast<int16>(sizeof(Oid)) &&
+              has_type(columns, k_directory_privileges_column, get_array_type(owner->atttypid));
+    }
+    if (!own) {
+        ereport(ERROR, (errcode(ERRCODE_OBJECT_NOT_IN_PREREQUISITE_STATE),
+                        errmsg("table \"pg_directory\" has other columns than the extension "
+                               "pkg_dbe_xml gave it")));
+    }
+}
+
 [[nodiscard]] bool is_right_of(Oid role, Oid user) {
     return OidIsValid(role) && has_privs_of_role(user, role);
 }
@@ -96,6 +120,7 @@ bool read_directory_row(const char *name, directory_row &row) {
     ScanKeyInit(&key, k_directory_name_column, BTEqualStrategyNumber, F_TEXTEQ,
                 CStringGetTextDatum(name));
     Relation directories = table_open(table, AccessShareLock);
+    require_own_columns(RelationGetDescr(directories));
     // The newest state in every isolation level: what was revoked is revoked.
     Snapshot snapshot = RegisterSnapshot(GetLatestSnapshot());
     SysScanDesc scan = systable_beginscan(directories, InvalidOid, false, snapshot, 1, &key);

@@ -2,27 +2,31 @@
 -- service can fail in each. For the scripts beside.
 
 -- What a call is made with: handles of one document, and what it can be written into.
-create table held (document raw, element raw, element_node raw, attribute raw, text raw, list raw, map raw,
-    other raw, parser raw, scope raw, large_object oid);
+create table held (document raw, element raw, element_node raw, attribute raw, text raw, text_node raw,
+    list raw, map raw, other raw, parser raw, scope raw, large_object oid, markup xml);
 
 create function hold() returns void language plpgsql as $$
 declare
-    document raw := xml_dom_new_document_clob('<r a="one"><b>größe</b><b/></r>');
+    document raw := xml_dom_new_document_clob('<r größe="größe"><b>größe</b><b/></r>');
     element raw := xml_dom_get_document_element(document);
     parser raw := xmlparser_new_parser();
 begin
     perform xmlparser_parse_clob(parser, '<p>größe</p>');
     truncate held;
-    insert into held values (document, element, xml_dom_makenode(element), xml_dom_get_attribute_node(element, 'a'),
-        xml_dom_get_first_child(xml_dom_get_first_child(element)), xml_dom_get_child_nodes(element),
+    insert into held values (document, element, xml_dom_makenode(element), xml_dom_get_attribute_node(element, 'größe'),
+        xml_dom_get_first_child(xml_dom_get_first_child(element)),
+        xml_dom_create_text_node(document, 'größe'), xml_dom_get_child_nodes(element),
         xml_dom_get_attributes(xml_dom_makenode(element)), xml_dom_create_element(document, 'other'), parser,
-        xmldom.mark(), lo_from_bytea(0, '<l/>'));
+        xmldom.mark(), lo_from_bytea(0, '<l/>'), '<a>größe</a>');
 end $$;
 
--- The document as it is written, and what is registered of it; what the session's documents take.
+-- The document as it is written, what is registered of it, and the files of the directory "out".
 create function state() returns text language sql as $$
     select xml_dom_write_to_clob_doc(document) || xml_dom_get_detail_doc_tree_info(document)
-        || ' trees: ' || xml_dom_get_session_tree_num() from held
+        || ' trees: ' || xml_dom_get_session_tree_num() || coalesce((
+            select string_agg(file || ': ' || pg_read_file(path || '/' || file), ' ' order by file)
+            from pg_directory, pg_ls_dir(path) as file where name = 'out'), '')
+    from held
 $$;
 
 -- An argument with which the function works.
@@ -33,18 +37,19 @@ create function good(function text, type text, name text) returns text language 
                 when name = 'file' then quote_literal('out/größe.xml')
                 when name = 'document' then quote_literal('<a>größe</a>')
                 when name = 'path' then quote_literal('/tmp')
+                when function ~ '^xml_directory_(grant|revoke)$' and name = 'name' then quote_literal('out')
                 when name = 'role' then 'current_user::text'
                 else quote_literal('größe') end
-        when type = 'xml' then '''<a>größe</a>''::xml'
+        when type = 'xml' then '(select markup from held)'
         when type = 'boolean' then 'true'
         when type = 'integer' then '0'
         when type = 'oid' then '(select large_object from held)'
         else format('(select %I from held)::%s', case
-                when function = 'set_node_value' or function = 'xml_dom_set_node_value' then
-                    case name when 'attr' then 'attribute' else 'text' end
-                when name in ('document', 'element', 'attribute', 'list', 'map', 'parser', 'scope') then name
+                when name = 'node' and function ~ '_node_value$' then 'text'
+                when name = 'node' and function ~ 'make_attr$' then 'attribute'
+                when name in ('document', 'element', 'attribute', 'list', 'map', 'parser', 'scope',
+                    'text_node') then name
                 when name = 'attr' then 'attribute'
-                when name = 'text_node' then 'text'
                 when name = 'collection' then 'list'
                 when name = 'child' then 'other'
                 when name = 'handle' then 'document'

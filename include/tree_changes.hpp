@@ -94,11 +94,14 @@ class text_growth {
 // declares; it lives as long as the document. Reports out_of_memory.
 [[nodiscard]] xmlNsPtr shared_namespace(xmlDocPtr document, const xmlChar *uri,
                                         const xmlChar *prefix);
-// A record on `element` that nothing but the element uses so far, until `mark_used_elsewhere`.
-void mark_used_by_its_element(xmlNsPtr record) noexcept;
-// Another node is about to use the record. Null does nothing.
-void mark_used_elsewhere(xmlNsPtr record) noexcept;
-// True when nodes outside the element may use a namespace record that the element declares.
+// Marks a record that an element declares and that nothing but the element and what stands in it
+// uses. It stays so until something leaves the element. Records that a parse made are not marked:
+// declarations of entities may use them.
+void mark_used_inside(xmlNsPtr record) noexcept;
+// What stands in a tree is about to leave its parent: from now on it may use, from outside, what
+// the elements above it declare. Costs the depth of the node; nothing when it has no parent.
+void mark_used_outside(const xmlNode *leaving) noexcept;
+// True when nodes that do not stand in the element may use a namespace record that it declares.
 [[nodiscard]] bool declares_for_others(const xmlNode *element) noexcept;
 
 // --- appending (src/tree_append.cpp) ------------------------------------------------------------

@@ -259,10 +259,14 @@ void park_root(family &owner, xmlNodePtr node) noexcept {
 
 void retire(family &owner, xmlNodePtr node) noexcept {
     const host::tree_scope scope;
+    const bool is_free = subtree_is_free(node);
+    if (!is_free) {
+        mark_used_outside(node);
+    }
     if (node->parent != nullptr || node->next != nullptr || node->prev != nullptr) {
         xmlUnlinkNode(node);
     }
-    if (subtree_is_free(node)) {
+    if (is_free) {
         xmlFreeNode(node);
     } else {
         park_root(owner, node);

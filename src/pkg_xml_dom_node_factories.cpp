@@ -51,7 +51,7 @@ void set_default_namespace(xmlNodePtr element, const xmlChar *uri) {
     if (record == nullptr || scope.refused()) {
         report(reports::out_of_memory);
     }
-    mark_used_by_its_element(record.get());
+    mark_used_inside(record.get());
     element->nsDef = record.release();
     xmlSetNs(element, element->nsDef);
 }

@@ -152,11 +152,13 @@ xmlAttrPtr replaced_attribute(const xmlNode *parent, const xmlNode *child) noexc
 
 void detach(xmlNodePtr node) noexcept {
     const host::tree_scope scope;
+    mark_used_outside(node);
     xmlUnlinkNode(node);
 }
 
 void move_below(xmlNodePtr parent, xmlNodePtr child) noexcept {
     const host::tree_scope scope;
+    mark_used_outside(child);
     xmlUnlinkNode(child);
     xmlDocPtr const document =
         is_document(parent) ? reinterpret_cast<xmlDocPtr>(parent) : parent->doc;

@@ -208,7 +208,6 @@ void set_attribute_of(family &owner, xmlNodePtr element, xmlNsPtr space, const x
         made->ns = space;
         link_behind(element, place.last, reinterpret_cast<xmlAttrPtr>(made.release()));
     }
-    mark_used_elsewhere(space);
 }
 
 void link_attribute(xmlNodePtr element, xmlAttrPtr attribute) noexcept {

@@ -22,7 +22,7 @@ constexpr std::size_t k_nodes_between_polls = 4096;
 
 // Which record of the copy stands for which record of the source. While a copy is being made, the
 // source's record points to its copy by `_private`; the copies are chained through `context`, so
-// that all traces can be taken away again.
+// that all traces can be taken away again. A copy uses its records itself.
 class namespace_copies {
   public:
     namespace_copies() = default;
@@ -32,7 +32,7 @@ class namespace_copies {
             last_ = reinterpret_cast<xmlNsPtr>(context_of(copy));
             static_cast<xmlNsPtr>(copy->_private)->_private = nullptr;
             copy->_private = nullptr;
-            set_context(copy, nullptr);
+            mark_used_inside(copy);
         }
     }
     namespace_copies(const namespace_copies &) = delete;
@@ -122,6 +122,7 @@ class copier {
 xmlNsPtr copier::declare(xmlNodePtr element, const xmlNs *source) {
     xmlNsPtr const made = xmlNewNs(element, source->href, source->prefix);
     check(made);
+    mark_used_inside(made);
     return made;
 }
 

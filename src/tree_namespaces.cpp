@@ -11,9 +11,9 @@ namespace pkg_dbe_xml {
 
 namespace {
 
-// Stands in the `context` of records that only their element uses; libxml2 leaves that member
-// alone. Its address is what counts.
-xmlDoc *used_by_its_element() noexcept {
+// Stands in the `context` of records that are used inside their element only; libxml2 leaves that
+// member alone. Its address is what counts.
+xmlDoc *used_inside() noexcept {
     static constinit const char mark = 0;
     return reinterpret_cast<xmlDoc *>(const_cast<char *>(&mark));
 }
@@ -53,20 +53,21 @@ xmlNsPtr shared_namespace(xmlDocPtr document, const xmlChar *uri, const xmlChar 
     return made.release();
 }
 
-void mark_used_by_its_element(xmlNsPtr record) noexcept {
-    set_context(record, used_by_its_element());
-}
+void mark_used_inside(xmlNsPtr record) noexcept { set_context(record, used_inside()); }
 
-void mark_used_elsewhere(xmlNsPtr record) noexcept {
-    if (record != nullptr) {
-        set_context(record, nullptr);
+void mark_used_outside(const xmlNode *leaving) noexcept {
+    for (const xmlNode *above = leaving->parent; above != nullptr; above = above->parent) {
+        for (xmlNsPtr record = declared_namespaces(above); record != nullptr;
+             record = record->next) {
+            set_context(record, nullptr);
+        }
     }
 }
 
 bool declares_for_others(const xmlNode *element) noexcept {
     for (const xmlNs *record = declared_namespaces(element); record != nullptr;
          record = record->next) {
-        if (context_of(record) != used_by_its_element()) {
+        if (context_of(record) != used_inside()) {
             return true;
         }
     }

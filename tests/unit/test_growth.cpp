@@ -129,6 +129,14 @@ TEST_F(growth, importing_and_releasing) {
     EXPECT_EQ(parked(tree), 0U);
 }
 
+TEST_F(growth, importing_and_releasing_what_declares_namespaces) {
+    const sql::handle tree = document("<a/>");
+    const sql::handle from =
+        root(document("<p:b xmlns:p='urn:p' p:x='1'><c xmlns='urn:c'>text</c></p:b>"));
+    expect_flat(1, [&] { call(xml_dom_free_node, import(tree, from, true)); });
+    EXPECT_EQ(parked(tree), 0U);
+}
+
 TEST_F(growth, lists) {
     const sql::handle top = root(document("<a><b/>text<c/></a>"));
     expect_flat(2, [&] {

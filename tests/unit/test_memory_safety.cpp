@@ -98,6 +98,58 @@ TEST_F(memory_safety, merged_element_that_declares_a_namespace_used_elsewhere) {
         "1");
 }
 
+TEST_F(memory_safety, moved_out_of_a_copy_that_declares_its_namespace) {
+    const sql::handle tree = document("<a/>");
+    const sql::handle top = root(tree);
+    const sql::handle from = root(document("<p:b xmlns:p='urn:p'><q><p:c p:x='1'/></q></p:b>"));
+    const sql::handle copy = import(tree, from, true);
+    const sql::handle above = first(copy);
+    const sql::handle user = first(above);
+    append(top, user);
+    const std::int64_t before = libxml2_bytes();
+    call(xml_dom_free_node, above);
+    call(xml_dom_free_node, copy);
+    EXPECT_EQ(libxml2_bytes(), before); // nobody names it, but its declaration is in use
+    EXPECT_EQ(parked(tree), 1U);
+    EXPECT_EQ(written(top), "<a><p:c p:x=\"1\"/></a>");
+    EXPECT_EQ(
+        call(xml_dom_get_attribute_ns, call(xml_dom_make_element, user).handle(), "x", "urn:p")
+            .text(),
+        "1");
+}
+
+TEST_F(memory_safety, consumed_in_a_copy_that_declares_its_namespace) {
+    const sql::handle tree = document("<a/>");
+    const sql::handle from =
+        root(document("<p:b xmlns:p='urn:p'>text<p:c><p:d p:x='1'/></p:c></p:b>"));
+    const sql::handle copy = import(tree, from, true);
+    const sql::handle text_node = first(copy);
+    const sql::handle consumed = next(text_node);
+    const sql::handle user = first(consumed);
+    call(xml_dom_free_node, append(text_node, consumed)); // kept for the one below it
+    call(xml_dom_free_node, text_node);
+    call(xml_dom_free_node, copy);
+    EXPECT_EQ(written(user), "<p:d p:x=\"1\"/>");
+    append(root(tree), user);
+    EXPECT_EQ(written(root(tree)), "<a><p:d p:x=\"1\"/></a>");
+}
+
+TEST_F(memory_safety, attribute_that_leaves_the_element_whose_namespace_it_uses) {
+    const sql::handle tree = document("<a/>");
+    const sql::handle from = root(document("<p:b xmlns:p='urn:p' x='0' p:x='1'/>"));
+    const sql::handle imported = import(tree, from, false);
+    const sql::handle copy = call(xml_dom_make_element, imported).handle();
+    const sql::handle attribute = call(xml_dom_get_attribute_node, copy, "x", "urn:p").handle();
+    const sql::handle result = call(xml_dom_remove_attribute_node, copy, attribute).handle();
+    EXPECT_EQ(value(result), "1");
+    call(xml_dom_free_node, imported);
+    call(xml_dom_free_element, copy);
+    EXPECT_EQ(parked(tree), 1U);
+    const sql::handle taker = element(tree, "taker");
+    append(taker, attribute);
+    EXPECT_EQ(written(taker), "<taker p:x=\"1\"/>");
+}
+
 TEST_F(memory_safety, text_below_a_text_without_content) {
     const sql::handle tree = document("<a/>");
     const sql::handle bare = call(xml_dom_create_text_node, tree, sql::null).handle();

@@ -100,6 +100,25 @@ TEST_F(release, an_imported_tree_goes_at_once) {
     EXPECT_EQ(libxml2_bytes(), before);
 }
 
+TEST_F(release, trees_that_declare_namespaces_go_at_once) {
+    const sql::handle tree = document("<r/>");
+    const sql::handle from = document("<o xmlns:q='urn:q'><p:a xmlns:p='urn:p' p:x='1'>"
+                                      "<q:b xmlns='urn:d'><c p:y='2'/></q:b></p:a></o>");
+    const sql::handle source = first(root(from));
+    const std::int64_t before = libxml2_bytes();
+    for (int round = 0; round < 5; ++round) {
+        call(xml_dom_free_node, import(tree, source, true));
+        call(xml_dom_free_node, import(tree, source, false));
+        const sql::handle made = call(xml_dom_create_element_ns, tree, "e", "urn:e").handle();
+        const sql::handle below = import(tree, source, true);
+        call(xml_dom_free_node, append(made, below));
+        call(xml_dom_free_node, below);
+        call(xml_dom_free_node, made);
+    }
+    EXPECT_EQ(libxml2_bytes(), before);
+    EXPECT_EQ(parked(tree), 0U);
+}
+
 TEST_F(release, the_document_through_xml_dom_free_node) {
     const sql::handle tree = document("<a x='1'><b/></a>");
     const sql::handle top = root(tree);

@@ -5,6 +5,9 @@
 CREATE FUNCTION pg_temp.held(large_object oid) RETURNS text LANGUAGE sql AS
     $$ SELECT convert_from(lo_get(large_object), 'UTF8') $$;
 
+-- The size of a piece can be set where it was set before the first call.
+SET pkg_dbe_xml.large_object_piece = 1048576;
+
 -- Read.
 SELECT lo_from_bytea(0, convert_to('<a> <b c="€">text</b> </a>', 'UTF8')) AS source \gset
 SELECT xml_dom_write_to_buffer_doc(xml_dom_new_document_clob(:source)) AS document;

@@ -36,7 +36,8 @@ is 'a new one belongs to who made it' \
     "$(sql "select pg_get_userbyid(lomowner) from pg_largeobject_metadata where oid = $made")" lob_other
 is 'and is nobody else'"'"'s to read' "$(sqlstate_of 'set role lob_reader' "select xmldom.parse($made)")" 42501
 is 'the size of a piece is the administrator'"'"'s' \
-    "$(sqlstate_of 'set role lob_other' 'select xmldom.mark()' 'set pkg_dbe_xml.large_object_piece = 7')" 42501
+    "$(sqlstate_of 'set pkg_dbe_xml.large_object_piece = 9' 'set role lob_other' 'select xmldom.mark()' \
+        'set pkg_dbe_xml.large_object_piece = 7')" 42501
 
 # --- errors within a transaction ----------------------------------------------------------------------
 

@@ -385,7 +385,7 @@ void poll(tree_writer &writer) {
 // A node and everything below it. False when it is not for this writer.
 [[nodiscard]] bool write_tree(tree_writer &writer, xmlNodePtr root) {
     xmlNodePtr node = root;
-    const xmlNode *parent = root->parent;
+    xmlNodePtr parent = root->parent;
     bool exact = true;
     for (;;) {
         poll(writer);
@@ -408,7 +408,7 @@ void poll(tree_writer &writer) {
                 node = node->next;
                 break;
             }
-            node = node->parent;
+            node = parent; // a node without children may name another
             parent = node->parent;
             end_element(writer, node);
         }

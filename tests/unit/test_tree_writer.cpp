@@ -230,7 +230,9 @@ struct small_tree {
 
 TEST_F(tree_writer, writes_texts_with_odd_bytes_like_libxml2) {
     // All single bytes, alone, at the beginning, in the middle and at the end.
-    std::vector<std::string> texts = {"", "a", "]]>", "\xE2\x82", "\xF0\x9D\x84", "\xC0\x80x"};
+    std::vector<std::string> texts = {
+        "",          "a",         "]]>",       "\xE2\x82",  "\xF0\x9D\x84", "\xC0\x80x",
+        "\xC0\x89x", "\xC0\x8Ax", "\xC0\x8Dx", "\xC0\x81x", "\xE0\x80\x8Dx"};
     for (int byte = 1; byte < 256; ++byte) {
         for (const std::string_view frame :
              {"*", "*x", "x*", "x*yz", "**", "*\x80", "*\x80\x80", "*\x80\x80\x80z",

@@ -19,7 +19,8 @@ using text_room = growing_array<xmlChar, 256>;
 
 // The value of a node:
 //   text, CDATA, comment, processing instruction   its own content
-//   attribute                                      the texts below it, one after the other
+//   attribute                                      the texts below it, one after the other; never
+//                                                  none
 //   declaration of an attribute                    its default value
 //   entity reference                               the texts of the entity
 //   any other node                                 none

@@ -52,6 +52,5 @@ class utf8_argument : private text_argument {
 // (which end in a zero byte, not counted). Throws: the host's own error for a character that the
 // database encoding does not have.
 [[nodiscard]] host::datum text_result(const xmlChar *text, std::size_t size);
-[[nodiscard]] host::datum text_result(const xmlChar *text);
 
 } // namespace pkg_dbe_xml

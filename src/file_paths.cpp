@@ -158,13 +158,10 @@ void check_copy_file_permission(const char *path) {
 
 bool do_check_file_path(const char *path) {
     char resolved[PATH_MAX + 1]{};
-    if (realpath(path, resolved) == nullptr) {
-        check_file_permission(path);
-        const char *name = FindFileName(path); // as usual: the file does not exist yet
-        return name != nullptr && holds_protected_entry(name);
-    }
-    check_file_permission(resolved);
-    const char *name = FindFileName(resolved);
+    const bool exists = realpath(path, resolved) != nullptr; // usually it does not, yet
+    const char *const meant = exists ? resolved : path;
+    check_file_permission(meant);
+    const char *name = FindFileName(meant);
     return name != nullptr && holds_protected_entry(name);
 }
 

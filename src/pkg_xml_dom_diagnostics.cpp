@@ -45,7 +45,7 @@ hexadecimal_key hexadecimal(const DomKey &key) noexcept {
 }
 
 void collect_document(const XMLHashEntry &entry, void *state) {
-    if (entry.object == nullptr || is_collection(entry) || !is_document(as_node(entry.object))) {
+    if (is_collection(entry) || !is_document(as_node(entry.object))) {
         return;
     }
     auto &lines = *static_cast<document_lines *>(state);

@@ -22,10 +22,10 @@ void require_element_kind(const XMLHashEntry &entry) {
     }
 }
 
+// `right` is never null.
 bool same_text(const xmlChar *left, const xmlChar *right) noexcept {
-    return left != nullptr && right != nullptr &&
-           std::strcmp(reinterpret_cast<const char *>(left),
-                       reinterpret_cast<const char *>(right)) == 0;
+    return left != nullptr && std::strcmp(reinterpret_cast<const char *>(left),
+                                          reinterpret_cast<const char *>(right)) == 0;
 }
 
 // With a URI, the namespace counts too; nodes without one do not match.

@@ -31,7 +31,7 @@ constexpr std::size_t k_longest_character_set = 60;
 using host_text = std::unique_ptr<char, host::memory_deleter>;
 using file_ptr = std::unique_ptr<host::output_file, host::output_file_deleter>;
 
-// Where libxml2's output goes. Once something failed nothing more is written.
+// Where libxml2's output goes. Once something failed libxml2 writes nothing more.
 struct file_sink {
     host::output_file *file;
     std::int64_t written = 0; // bytes
@@ -39,9 +39,6 @@ struct file_sink {
     bool stopped = false;     // the statement was asked to stop
 
     bool write(const void *bytes, std::size_t size) noexcept {
-        if (reason != 0 || stopped) {
-            return false;
-        }
         if (host::interrupts_pending()) {
             stopped = true;
             return false;

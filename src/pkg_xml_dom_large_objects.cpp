@@ -152,9 +152,7 @@ template <class WriteText>
 void write_attribute_value(const xmlNode *attribute, text_output &output) {
     text_room room;
     const text_piece value = node_text(attribute, room);
-    if (value.bytes != nullptr) {
-        output.append({reinterpret_cast<const char *>(value.bytes), value.size});
-    }
+    output.append({reinterpret_cast<const char *>(value.bytes), value.size});
 }
 
 // A tree whose text is too long for libxml2, where that writes it, gives none.

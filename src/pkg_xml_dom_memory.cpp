@@ -188,15 +188,14 @@ tree_size measure(const XMLHashEntry &entry) {
     const auto *document = static_cast<const xmlDoc *>(entry.object);
     tree_measure measured(document->dict);
     measured.document(document);
-    if (const family *owner = find_family(entry)) {
-        for (std::size_t i = 0; i < owner->parked.count; ++i) {
-            if (owner->parked.objects[i]->parent == nullptr) {
-                measured.subtree(owner->parked.objects[i]);
-            }
+    const family &owner = *find_family(entry); // a document that is named has one
+    for (std::size_t i = 0; i < owner.parked.count; ++i) {
+        if (owner.parked.objects[i]->parent == nullptr) {
+            measured.subtree(owner.parked.objects[i]);
         }
-        for (std::size_t i = 0; i < owner->copies.count; ++i) {
-            measured.document(owner->copies.objects[i]);
-        }
+    }
+    for (std::size_t i = 0; i < owner.copies.count; ++i) {
+        measured.document(owner.copies.objects[i]);
     }
     return measured.size();
 }
@@ -216,8 +215,8 @@ struct collected_text {
 
 // One line for a document handle.
 void append_document(const XMLHashEntry &entry, void *state) {
-    if (xml_getdom_nodeid(&entry.key) != 0 || entry.object == nullptr ||
-        entry.kind != XMLDomNodeType::document || !is_document(as_node(entry.object))) {
+    if (xml_getdom_nodeid(&entry.key) != 0 || entry.kind != XMLDomNodeType::document ||
+        !is_document(as_node(entry.object))) {
         return;
     }
     auto &collected = *static_cast<collected_text *>(state);

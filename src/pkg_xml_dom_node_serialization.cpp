@@ -16,7 +16,7 @@ enum class target { buffer, clob };
 [[nodiscard]] host::datum attribute_value_result(host::call &call, const xmlNode *attribute) {
     text_room room;
     const text_piece value = node_text(attribute, room);
-    if (value.bytes == nullptr || value.size == 0) {
+    if (value.size == 0) {
         return call.null();
     }
     return text_result(value.bytes, value.size);

@@ -77,8 +77,4 @@ host::datum text_result(const xmlChar *text, std::size_t size) {
     return host::from_pointer(value);
 }
 
-host::datum text_result(const xmlChar *text) {
-    return text_result(text, std::strlen(reinterpret_cast<const char *>(text)));
-}
-
 } // namespace pkg_dbe_xml

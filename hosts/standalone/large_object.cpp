@@ -101,6 +101,10 @@ void write_large_object(int descriptor, std::int64_t offset, const char *bytes,
     standalone::fault_point(standalone::service::large_object);
     standalone::numbered_object &object = object_of(descriptor);
     const std::size_t end = static_cast<std::size_t>(offset) + length;
+    if (object.length_only) {
+        object.size = std::max(object.size, static_cast<std::int64_t>(end));
+        return;
+    }
     if (object.bytes.size() < end) {
         object.bytes.resize(end);
     }
@@ -111,7 +115,9 @@ void write_large_object(int descriptor, std::int64_t offset, const char *bytes,
 void truncate_large_object(int descriptor, std::int64_t length) {
     standalone::fault_point(standalone::service::large_object);
     standalone::numbered_object &object = object_of(descriptor);
-    object.bytes.resize(static_cast<std::size_t>(length));
+    if (!object.length_only) {
+        object.bytes.resize(static_cast<std::size_t>(length));
+    }
     object.size = length;
 }
 
@@ -123,7 +129,7 @@ object_number make_numbered_object(std::string_view bytes) {
     session &own = current_session();
     const object_number number = ++own.last_object;
     own.objects.push_back(
-        {number, std::string(bytes), static_cast<std::int64_t>(bytes.size()), false});
+        {number, std::string(bytes), static_cast<std::int64_t>(bytes.size()), false, false});
     return number;
 }
 
@@ -137,6 +143,20 @@ void forbid_writing(object_number number) noexcept {
     if (numbered_object *object = find_object(number)) {
         object->read_only = true;
     }
+}
+
+void keep_length_only(object_number number) noexcept {
+    if (numbered_object *object = find_object(number)) {
+        object->length_only = true;
+    }
+}
+
+std::int64_t size_of_object(object_number number) {
+    const numbered_object *object = find_object(number);
+    if (object == nullptr) {
+        misuse("a large object that does not exist");
+    }
+    return object->size;
 }
 
 std::string bytes_of_object(object_number number) {

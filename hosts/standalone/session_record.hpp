@@ -71,6 +71,7 @@ struct numbered_object {
     std::string bytes;
     std::int64_t size;
     bool read_only;
+    bool length_only; // what is written into it is counted, not kept
 };
 
 inline constexpr int k_most_end_callbacks = 8;

@@ -124,6 +124,10 @@ std::uint32_t make_numbered_object(std::string_view bytes);
 void set_object_size(std::uint32_t number, std::int64_t size) noexcept;
 // The session may not write into it any more.
 void forbid_writing(std::uint32_t number) noexcept;
+// Keeps none of the bytes that are written into it, only their number: for texts that would fill
+// the machine's memory.
+void keep_length_only(std::uint32_t number) noexcept;
+[[nodiscard]] std::int64_t size_of_object(std::uint32_t number);
 [[nodiscard]] std::string bytes_of_object(std::uint32_t number);
 // How many there are, and how many of them are open.
 [[nodiscard]] std::size_t count_of_objects() noexcept;

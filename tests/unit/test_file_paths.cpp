@@ -177,6 +177,19 @@ TEST_F(file_paths, path_of_the_directory_is_put_before_the_name) {
     EXPECT_EQ(shown[0], "/x.xml");
 }
 
+TEST_F(file_paths, a_name_without_a_separator_is_one_too) {
+    EXPECT_FALSE(safe_path("out", "x.xml").failed());
+    EXPECT_EQ(shown[0], folder + "/x.xml");
+}
+
+TEST_F(file_paths, a_path_that_is_empty_names_nothing_protected) {
+    standalone::files().protected_names = {""}; // stands in every name
+    EXPECT_FALSE(is_protected(""));
+    EXPECT_FALSE(permission("").failed());
+    EXPECT_TRUE(is_protected(folder + "/x.xml"));
+    EXPECT_REPORT(permission(folder + "/x.xml"), reports::protected_file_name);
+}
+
 TEST_F(file_paths, directory_name_is_folded_when_it_is_not_found) {
     EXPECT_FALSE(safe_path("OUT", "/x.xml").failed());
     EXPECT_EQ(shown[0], folder + "/x.xml");

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <libxml/HTMLtree.h>
 #include <pwd.h>
 #include <sstream>
 #include <string>
@@ -121,6 +122,33 @@ TEST_F(file_writing, handles_of_a_document_writer) {
     EXPECT_FALSE(write_doc(sql::call(xml_dom_makenode, document).handle()).failed());
     sql::call(xml_dom_free_document, document);
     EXPECT_REPORT(write_doc(document, ""), reports::handle_not_found);
+}
+
+// No function makes them; should a host bring one, it is written by its own rules.
+TEST_F(file_writing, an_element_of_an_html_document) {
+    xmlDocPtr html = nullptr;
+    {
+        const host::tree_scope scope;
+        html = htmlNewDocNoDtD(nullptr, nullptr);
+        xmlNodePtr const paragraph = xmlNewDocNode(html, nullptr, xml("p"), nullptr);
+        xmlAddChild(reinterpret_cast<xmlNodePtr>(html), paragraph);
+        xmlNewChild(paragraph, nullptr, xml("br"), nullptr);
+    }
+    const sql::handle document = handle_of(pkg_dbe_xml::register_document(html));
+    EXPECT_FALSE(write_node(named(document, html->children)).failed());
+    EXPECT_EQ(written(), "<p><br></p>");
+}
+
+TEST_F(file_writing, an_element_that_knows_no_document) {
+    const sql::handle document = new_document("<a/>");
+    xmlNodePtr loose = nullptr;
+    {
+        const host::tree_scope scope;
+        loose = xmlNewNode(nullptr, xml("loose"));
+        xmlNewProp(loose, xml("k"), xml("v"));
+    }
+    EXPECT_FALSE(write_node(named(document, loose)).failed());
+    EXPECT_EQ(written(), "<loose k=\"v\"/>");
 }
 
 TEST_F(file_writing, handles_of_a_node_writer) {

@@ -240,6 +240,13 @@ TEST_F(host_memory, bounds_are_checked) {
     EXPECT_NE(host::memset_s(destination, 4, 'y', 5), 0);
     EXPECT_EQ(std::string(destination, 4), "xx34");
     EXPECT_THROW(host::copy_bytes(destination, 4, "12345", 5), host::raised);
+    // Nothing can be copied to nowhere or from nowhere, and that is no mistake.
+    EXPECT_NE(host::memcpy_s(nullptr, 4, "1234", 4), 0);
+    EXPECT_NE(host::memcpy_s(destination, 4, nullptr, 4), 0);
+    EXPECT_EQ(host::memcpy_s(nullptr, 0, nullptr, 0), 0);
+    EXPECT_NE(host::memset_s(nullptr, 4, 'z', 4), 0);
+    EXPECT_EQ(host::memset_s(nullptr, 4, 'z', 0), 0);
+    EXPECT_EQ(std::string(destination, 4), "xx34");
 }
 
 } // namespace

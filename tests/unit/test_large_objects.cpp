@@ -5,6 +5,7 @@
 #include "standalone_session.hpp"
 #include "support/faults.hpp"
 #include "support/sql.hpp"
+#include "trees.hpp"
 
 #include <string>
 #include <string_view>
@@ -269,6 +270,29 @@ TEST_F(large_objects, a_document_that_libxml2_writes) {
     }
 }
 
+// Far into a text comes a node that is not for this library's writer: libxml2 begins again, and
+// what the object was given already does not count.
+TEST_F(large_objects, a_text_that_is_begun_again) {
+    const sql::handle document = parsed("<a>" + std::string(9000, 'x') + "</a>");
+    const sql::handle root = sql::call(xml_dom_get_document_element, document).handle();
+    xmlNodePtr const node = trees::node_of(root);
+    {
+        const host::tree_scope scope;
+        xmlNodePtr const fragment = xmlNewDocFragment(node->doc);
+        fragment->parent = node;
+        fragment->prev = node->last;
+        node->last->next = fragment;
+        node->last = fragment;
+    }
+    for (const std::int64_t piece : {0, 1, 7, 4096}) {
+        standalone::set_piece_size(piece);
+        EXPECT_EQ(stored(document), written(document)) << piece;
+        const std::uint32_t number =
+            object_of(sql::call(xml_dom_write_to_large_object_node, root, 0));
+        EXPECT_EQ(standalone::bytes_of_object(number), "<a>" + std::string(9000, 'x') + "</a>");
+    }
+}
+
 TEST_F(large_objects, long_texts_go_by_in_pieces) {
     std::string text = "<a>";
     for (int i = 0; i < 3000; ++i) {
@@ -287,6 +311,37 @@ TEST_F(large_objects, long_texts_go_by_in_pieces) {
         EXPECT_EQ(after.bytes - before.bytes, 17U); // the argument
         standalone::set_piece_size(0);
         EXPECT_EQ(standalone::bytes_of_object(number), expected) << piece;
+    }
+}
+
+// No text beyond 2 GiB is written, since it could not be read again.
+TEST_F(large_objects, a_text_may_be_as_long_as_one_that_can_be_read) {
+    constexpr std::size_t k_longest = 0x7FFFFFFF;
+    constexpr std::size_t k_comments = 16;
+    const sql::handle document = parsed("<a>x</a>");
+    const sql::handle root = sql::call(xml_dom_get_document_element, document).handle();
+    xmlNodePtr const node = trees::node_of(root);
+    const std::size_t markup = std::string_view("<a>x</a>").size() + 7 * k_comments;
+    // Long comments that share their text, and one for the rest.
+    std::string text((k_longest - markup) / k_comments, 'c');
+    std::string rest(k_longest - markup - (k_comments - 1) * text.size(), 'r');
+    std::vector<xmlNodePtr> comments;
+    for (std::size_t i = 0; i < k_comments; ++i) {
+        const host::tree_scope scope;
+        comments.push_back(xmlNewDocComment(node->doc, nullptr));
+        comments.back()->content = reinterpret_cast<xmlChar *>((i == 0 ? rest : text).data());
+        xmlAddChild(node, comments.back());
+    }
+    const std::uint32_t number = standalone::make_numbered_object("");
+    standalone::keep_length_only(number);
+    EXPECT_FALSE(sql::call(xml_dom_write_to_large_object_node, root, object(number)).failed());
+    EXPECT_EQ(standalone::size_of_object(number), static_cast<std::int64_t>(k_longest));
+    rest += '+';
+    comments.front()->content = reinterpret_cast<xmlChar *>(rest.data());
+    EXPECT_REPORT(sql::call(xml_dom_write_to_large_object_node, root, object(number)),
+                  reports::over_two_gigabytes);
+    for (xmlNodePtr const comment : comments) {
+        comment->content = nullptr;
     }
 }
 

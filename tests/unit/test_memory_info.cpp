@@ -2,6 +2,9 @@
 #include "support/sql.hpp"
 
 #include "host/xml.hpp"
+#include "trees.hpp"
+
+#include <libxml/HTMLtree.h>
 
 #include <cstdint>
 #include <sstream>
@@ -145,6 +148,80 @@ TEST_F(memory_info, counts_the_particles_of_content_models) {
                                        {"(#PCDATA|b)*", 3}}) {
         EXPECT_EQ(bytes_with(model.text), without + model.particles * one) << model.text;
     }
+}
+
+// Older versions of libxml2 copy models without telling particles what they stand below.
+TEST_F(memory_info, a_content_model_that_is_linked_downwards_only) {
+    const sql::handle document =
+        parsed("<!DOCTYPE a [<!ELEMENT b EMPTY><!ELEMENT a ((b,b),b)>]><a/>");
+    const std::int64_t whole = line_of(lines(), document).bytes;
+    xmlNodePtr const declaration = trees::document_of(document)->intSubset->last;
+    ASSERT_EQ(declaration->type, XML_ELEMENT_DECL);
+    xmlElementContentPtr const top = reinterpret_cast<xmlElementPtr>(declaration)->content;
+    xmlElementContentPtr const inner = top->c1;
+    xmlElementContentPtr const second = inner->c2;
+    inner->parent = nullptr;
+    const auto one = static_cast<std::int64_t>(host::allocation_cost(sizeof(xmlElementContent)));
+    // The walk ends where it cannot go up again, before the last particle.
+    EXPECT_EQ(line_of(lines(), document).bytes, whole - one);
+    inner->parent = top;
+    inner->c2 = nullptr; // a sequence of one
+    EXPECT_EQ(line_of(lines(), document).bytes, whole - one);
+    inner->c2 = second;
+    EXPECT_EQ(line_of(lines(), document).bytes, whole);
+}
+
+TEST_F(memory_info, texts_within_their_nodes_take_no_memory_of_their_own) {
+    const std::string rows = "<a><b>12</b><b>34</b></a>";
+    const sql::handle plain = trees::parsed(rows);
+    const sql::handle compact = trees::parsed(rows, XML_PARSE_COMPACT);
+    const std::vector<memory_line> found = lines();
+    EXPECT_EQ(line_of(found, plain).nodes, line_of(found, compact).nodes);
+    EXPECT_GT(line_of(found, plain).bytes, line_of(found, compact).bytes);
+}
+
+TEST_F(memory_info, an_external_subset_counts) {
+    const sql::handle document = trees::parsed("<a/>");
+    const memory_line before = line_of(lines(), document);
+    {
+        const host::tree_scope scope;
+        xmlNewDtd(trees::document_of(document), trees::xml("a"), nullptr, trees::xml("a.dtd"));
+        xmlAddDtdEntity(trees::document_of(document), trees::xml("e"), XML_INTERNAL_GENERAL_ENTITY,
+                        nullptr, nullptr, trees::xml("content"));
+    }
+    const memory_line after = line_of(lines(), document);
+    EXPECT_EQ(after.nodes, before.nodes + 2);
+    EXPECT_GT(after.bytes,
+              before.bytes + static_cast<std::int64_t>(sizeof(xmlDtd) + sizeof(xmlEntity)));
+}
+
+// An attribute that another has replaced is kept for its handle, until it stands somewhere again.
+TEST_F(memory_info, attributes_that_are_kept_count_once) {
+    const sql::handle document = parsed("<a k='old'/>");
+    const sql::handle root = sql::call(xml_dom_get_document_element, document).handle();
+    const sql::handle old = sql::call(xml_dom_get_attribute_node, root, "k").handle();
+    const memory_line before = line_of(lines(), document);
+    const sql::handle attribute = sql::call(xml_dom_create_attribute, document, "k").handle();
+    EXPECT_FALSE(sql::call(xml_dom_set_attribute_node, root, attribute).failed());
+    EXPECT_EQ(line_of(lines(), document).nodes, before.nodes + 1); // one without a text is new
+    const sql::handle child = sql::call(xml_dom_create_element, document, "b").handle();
+    EXPECT_FALSE(sql::call(xml_dom_append_child, root, child).failed());
+    EXPECT_FALSE(sql::call(xml_dom_append_child, child, old).failed());
+    EXPECT_EQ(line_of(lines(), document).nodes, before.nodes + 2);
+}
+
+// What stands in a document is told of it, whatever its own handles name.
+TEST_F(memory_info, documents_of_html_have_no_line) {
+    xmlDocPtr html = nullptr;
+    {
+        const host::tree_scope scope;
+        html = htmlNewDocNoDtD(nullptr, nullptr);
+    }
+    const sql::handle document = trees::handle_of(pkg_dbe_xml::register_document(html));
+    EXPECT_EQ(lines().size(), 1U);
+    EXPECT_GT(lines().back().bytes, 0);
+    sql::call(xml_dom_free_document, document);
+    EXPECT_EQ(lines().back().bytes, 0);
 }
 
 TEST_F(memory_info, parser_objects_are_in_the_whole) {

@@ -134,6 +134,27 @@ TEST_F(parser_objects, last_number_is_16777215) {
     EXPECT_EQ(host::hash_get_num_entries(host::u_sess.xmlparser_map), 0U);
 }
 
+TEST_F(parser_objects, those_with_the_last_numbers_are_freed_as_others_are) {
+    host::u_sess.next_parser_id = 16777214;
+    new_parser();
+    new_parser();
+    EXPECT_REPORT(sql::call(xmlparser_new_parser), reports::too_many_parsers);
+    EXPECT_GT(pkg_dbe_xml::xml_parser_next_id(), pkg_dbe_xml::k_last_parser_id + 1);
+    EXPECT_EQ(pkg_dbe_xml::xml_parser_release_since(16777215), 1U);
+    EXPECT_EQ(pkg_dbe_xml::xml_parser_release_since(16777214), 1U);
+    EXPECT_EQ(host::hash_get_num_entries(host::u_sess.xmlparser_map), 0U);
+}
+
+TEST_F(parser_objects, an_entry_without_a_record_is_cleaned) {
+    const sql::handle parser = new_parser();
+    pkg_dbe_xml::parser_key key{};
+    pkg_dbe_xml::xml_parser_generate_key(77, key);
+    EXPECT_EQ(pkg_dbe_xml::xml_parser_insert_hashentry(key, nullptr)->parser, nullptr);
+    EXPECT_EQ(standalone::reset_session(), 0);
+    EXPECT_EQ(host::u_sess.xmlparser_map, nullptr);
+    EXPECT_REPORT(get_doc(parser), reports::parser_not_found);
+}
+
 TEST_F(parser_objects, numbers_go_on_after_a_clean_up) {
     const sql::handle first = new_parser();
     EXPECT_EQ(standalone::reset_session(), 0);

@@ -7,6 +7,7 @@
 
 #include <libxml/parserInternals.h>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,18 @@ PKG_DBE_XML_FUNCTION(check_buffer_document) {
 PKG_DBE_XML_FUNCTION(check_clob_document) {
     pkg_dbe_xml::check_clob_document_size(static_cast<std::int64_t>(call.value(0)));
     return 0;
+}
+
+// A text of so many bytes, of which none is kept.
+PKG_DBE_XML_FUNCTION(give_counted_text) {
+    pkg_dbe_xml::text_output output(0);
+    const std::string piece(std::size_t{1} << 20U, 'x');
+    for (auto left = static_cast<std::size_t>(call.value(0)); left != 0;) {
+        const std::size_t size = std::min(left, piece.size());
+        output.append(std::string_view(piece).substr(0, size));
+        left -= size;
+    }
+    return pkg_dbe_xml::inline_result(output);
 }
 
 namespace {
@@ -376,6 +389,15 @@ TEST_F(serialization, bounds_of_documents) {
     for (const sql::function entry : {check_buffer_document, check_clob_document}) {
         EXPECT_REPORT(sql::call(entry, size_of(0)), reports::out_of_memory);
     }
+}
+
+// A text in the four last bytes below 1 GiB is one that a document may have and no value can hold:
+// the host refuses it in its own words.
+TEST_F(serialization, a_document_that_no_value_has_room_for) {
+    const sql::result outcome = sql::call(give_counted_text, size_of(1073741820));
+    ASSERT_TRUE(outcome.failed());
+    EXPECT_EQ(outcome.error().sqlstate, "XX000");
+    EXPECT_EQ(outcome.error().message, "invalid memory alloc request size 1073741824");
 }
 
 TEST_F(serialization, bounds_of_nodes) {

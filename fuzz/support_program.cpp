@@ -50,6 +50,9 @@ constexpr std::array<std::string_view, 7> k_character_sets{
 constexpr std::array<std::string_view, 8> k_files{
     "out/f.xml", "none/f.xml", "out\\g.xml", "f.xml", "out/a/f.xml", "out/f.txt", "", "out/.xml"};
 
+// Functions that give a text, a number or a truth value change nothing. Other calls stand in for
+// most of theirs.
+constexpr std::size_t k_calls_to_a_reading_one = 4;
 constexpr std::size_t k_ring_size = 16;
 // What a function that takes any node is called with, and what any is now and then.
 constexpr std::array k_rings_of_nodes{ring::nodes,     ring::nodes,     ring::elements,
@@ -240,7 +243,12 @@ void program::add_argument(program_call &call, char type) {
         // The server itself refuses an XML value that is not well-formed.
         add_text(call, pick(k_documents, choice % 10), "xml");
     } else if (type == 'n') {
-        add_text(call, choice < 200 ? pick(k_names, choice) : made_text(), "text");
+        // Few of them mostly, so that calls meet what others have made.
+        add_text(call,
+                 choice < 120   ? pick(k_names, choice % 3)
+                 : choice < 220 ? pick(k_names, choice)
+                                : made_text(),
+                 "text");
     } else if (type == 'u') {
         add_text(call, pick(k_uris, choice), "text");
     } else if (type == 'c') {
@@ -263,6 +271,11 @@ const signature &program::choose() {
             return own[0]; // there is little to do without a document
         }
         const signature &chosen = own[choice % own.size()];
+        if (std::string_view("tib").find(chosen.result) != std::string_view::npos &&
+            calls_ % k_calls_to_a_reading_one != 0) {
+            const std::span<const signature> changing = changing_functions();
+            return changing[byte() % changing.size()];
+        }
         return chosen.rarity > 1 && calls_ % chosen.rarity != 0 ? own[0] : chosen;
     }
     const std::span<const signature> package = package_functions(with_files_);

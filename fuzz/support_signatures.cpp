@@ -121,6 +121,19 @@ constexpr std::array k_own{
     CALL(xml_dom_write_to_file_node, "hfc", 0),
 };
 constexpr std::size_t k_own_of_the_machine = 5;
+
+// What a tree is made of and taken apart by.
+constexpr std::array k_changing{
+    CALL(xml_dom_create_element, "dn", 'e'),     CALL(xml_dom_create_attribute, "dn", 'a'),
+    CALL(xml_dom_set_attribute, "env", 0),       CALL(xml_dom_set_attribute_ns, "envu", 0),
+    CALL(xml_dom_get_attribute_node, "en", 'a'), CALL(xml_dom_append_child, "eh", 'h'),
+    CALL(xml_dom_append_child, "ee", 'h'),       CALL(xml_dom_append_child, "ea", 'h'),
+    CALL(xml_dom_get_first_child, "h", 'h'),     CALL(xml_dom_get_first_child, "a", 'h'),
+    CALL(xml_dom_import_node, "dhb", 'h'),       CALL(xml_dom_set_node_value, "hv", 0),
+    CALL(xml_dom_set_node_value, "av", 0),       STRICT(xml_dom_free_node, "h", 0),
+    STRICT(xml_dom_free_node, "a", 0),           STRICT(xml_dom_free_element, "e", 0),
+    STRICT(xml_dom_free_element, "e", 0),
+};
 #undef CALL
 #undef STRICT
 
@@ -280,6 +293,8 @@ std::string hexadecimal(std::span<const std::uint8_t> bytes) {
 std::span<const signature> own_functions(bool with_files) {
     return std::span(k_own).first(k_own.size() - (with_files ? 0 : k_own_of_the_machine));
 }
+
+std::span<const signature> changing_functions() { return k_changing; }
 
 std::span<const signature> package_functions(bool with_files) {
     return std::span(k_package).first(k_package.size() -

@@ -66,6 +66,8 @@ inline constexpr const char *k_session =
 // `with_files` adds those whose results depend on the machine: that write files or large objects,
 // or tell of memory or of tables in no order of their own.
 [[nodiscard]] std::span<const signature> own_functions(bool with_files);
+// Some of them that change trees, and what leads to these.
+[[nodiscard]] std::span<const signature> changing_functions();
 [[nodiscard]] std::span<const signature> package_functions(bool with_files);
 
 // Bytes as the server shows them.

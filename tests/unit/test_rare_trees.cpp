@@ -424,7 +424,7 @@ TEST_F(rare_trees, strings_of_the_dictionary_are_not_freed) {
         if (tree->encoding != nullptr && xmlDictOwns(tree->dict, tree->encoding) == 0) {
             xmlFree(const_cast<xmlChar *>(tree->encoding));
         }
-        tree->encoding = xmlDictLookup(tree->dict, xml("ISO-8859-1"), -1);
+        tree->encoding = const_cast<xmlChar *>(xmlDictLookup(tree->dict, xml("ISO-8859-1"), -1));
     }
     EXPECT_FALSE(sql::call(xml_dom_set_charset, document, "UTF-8").failed());
     EXPECT_STREQ(reinterpret_cast<const char *>(tree->encoding), "UTF-8");

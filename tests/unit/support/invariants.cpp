@@ -652,7 +652,8 @@ std::string audit::run() {
 
 } // namespace
 
-// Sets the callbacks of this thread, null for none.
+// Sets the callbacks of this thread, null for none. Later versions advise against them.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 static void set_callbacks(xmlRegisterNodeFunc made, xmlDeregisterNodeFunc freed) {
 #if LIBXML_VERSION < 21200
     // xmlRegisterNodeDefault sets those of the main thread, whichever thread calls it.

@@ -22,4 +22,10 @@ struct encoding_handler_deleter {
 };
 using encoding_handler_ptr = std::unique_ptr<xmlCharEncodingHandler, encoding_handler_deleter>;
 
+// The handler of a character set. Null when libxml2 knows none of that name, and for the empty
+// name, which later versions take for the character set of the process's locale.
+[[nodiscard]] inline encoding_handler_ptr find_encoding_handler(const char *name) noexcept {
+    return encoding_handler_ptr(*name == '\0' ? nullptr : xmlFindCharEncodingHandler(name));
+}
+
 } // namespace pkg_dbe_xml

@@ -69,7 +69,7 @@ std::int64_t serialised_size(xmlDocPtr document) {
         const char *encoding = reinterpret_cast<const char *>(document->encoding);
         const bool converts = document->encoding != nullptr &&
                               xmlStrcasecmp(document->encoding, BAD_CAST "UTF-8") != 0;
-        encoding_handler_ptr handler(converts ? xmlFindCharEncodingHandler(encoding) : nullptr);
+        encoding_handler_ptr handler(converts ? find_encoding_handler(encoding) : nullptr);
         if (!scope.refused() && (!converts || handler != nullptr)) {
             xmlOutputBufferPtr buffer =
                 xmlOutputBufferCreateIO(count_bytes, nullptr, &size, handler.get());

@@ -37,7 +37,7 @@ void require_known_encoding(const char *name) {
     bool refused = false;
     {
         const host::xml_scope scope;
-        const encoding_handler_ptr handler(xmlFindCharEncodingHandler(name));
+        const encoding_handler_ptr handler(find_encoding_handler(name));
         known = handler != nullptr;
         refused = scope.refused();
     }

@@ -146,7 +146,7 @@ void require_arguments(const host::call &call) {
 
 [[nodiscard]] bool has_handler(const char *character_set) {
     const host::xml_scope scope;
-    const encoding_handler_ptr handler(xmlFindCharEncodingHandler(character_set));
+    const encoding_handler_ptr handler(find_encoding_handler(character_set));
     if (scope.refused()) {
         report(reports::out_of_memory);
     }
@@ -177,7 +177,7 @@ void save_document(const char *path, xmlDocPtr document, const char *encoding) {
         const host::xml_scope scope;
         const char *name =
             encoding != nullptr ? encoding : reinterpret_cast<const char *>(document->encoding);
-        encoding_handler_ptr handler(xmlFindCharEncodingHandler(name));
+        encoding_handler_ptr handler(find_encoding_handler(name));
         if (handler != nullptr && !scope.refused()) {
             file.reset(host::open_output_file(path));
             sink.file = file.get();
@@ -239,7 +239,7 @@ void write_markup(const host::call &call, file_ptr file, const char *path, xmlNo
     dump_result result{};
     {
         const host::xml_scope scope;
-        encoding_handler_ptr handler(name ? xmlFindCharEncodingHandler(name->c_str()) : nullptr);
+        encoding_handler_ptr handler(name ? find_encoding_handler(name->c_str()) : nullptr);
         if (name && handler == nullptr && !scope.refused()) {
             give_file_up(std::move(file), reports::unsupported_character_set);
         }

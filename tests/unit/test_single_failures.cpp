@@ -141,7 +141,7 @@ TEST(single_failures, a_document_that_libxml2_writes) {
                                 return sql::call(xml_dom_write_to_clob_doc, with.document);
                             })
                   .reported,
-              3);
+              2);
     EXPECT_GT(sweep_libxml2(xhtml,
                             [](const arguments &with) {
                                 return sql::call(xml_dom_write_to_clob_node, with.document);

@@ -11,6 +11,7 @@
 #include <libxml/parserInternals.h>
 
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -91,8 +92,9 @@ class writer_generations : public sql::session_test {
 };
 
 TEST_F(writer_generations, the_rules_of_2_15) {
+    const bool is_later = std::string_view(xmlParserVersion).substr(0, 3) == "215";
     const assumed_version later("21504");
-    if (!later.in_force()) {
+    if (!later.in_force() && !is_later) {
         GTEST_SKIP() << "this libxml2 does not let its version be set";
     }
     ASSERT_TRUE(pkg_dbe_xml::knows_libxml2());
@@ -106,6 +108,9 @@ TEST_F(writer_generations, the_rules_of_2_15) {
                                 "a=\"\xC3\xA4&quot;&#10;&#xFFFD;\">"
                                 "\xE2\x82\xAC&#xFFFD;&#13;\n&lt;\"&gt;</root>";
     EXPECT_EQ(written(root), element);
+    if (is_later) {
+        EXPECT_EQ(dumped(root), element);
+    }
     EXPECT_EQ(written(document_node()),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + element + "\n");
     xmlFree(const_cast<xmlChar *>(document->version));

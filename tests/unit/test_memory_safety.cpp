@@ -565,6 +565,18 @@ TEST_F(memory_safety, a_million_levels) {
     EXPECT_EQ(libxml2_bytes(), 0);
 }
 
+TEST_F(memory_safety, named_text_of_an_attribute_whose_element_is_given_back) {
+    const sql::handle tree = document("<r/>");
+    const sql::handle loose = element(tree, "a");
+    call(xml_dom_set_attribute, loose, "k", "text");
+    const sql::handle attribute = call(xml_dom_get_attribute_node, loose, "k").handle();
+    const sql::handle text = first(attribute);
+    call(xml_dom_free_node, attribute);
+    call(xml_dom_free_element, loose);
+    EXPECT_EQ(value(text), "text");
+    EXPECT_FALSE(call(xml_dom_get_parent_node, text).failed());
+}
+
 TEST_F(memory_safety, a_copy_that_runs_out_of_memory_leaves_no_trace) {
     const sql::handle from =
         document("<a xmlns:p='urn:p' p:x='1'><p:b y='2'>t<c xmlns='urn:c'/></p:b><!--c--></a>");

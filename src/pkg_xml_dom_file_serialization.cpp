@@ -62,7 +62,9 @@ extern "C" int write_to_sink(void *context, const char *bytes, int size) {
                                              encoding_handler_ptr handler) noexcept {
     xmlOutputBufferPtr buffer =
         xmlOutputBufferCreateIO(write_to_sink, nullptr, &sink, handler.get());
-    if (buffer != nullptr || LIBXML_VERSION >= 21300) { // newer versions free it when they fail
+    // Versions in between free it when they fail; 2.9 and 2.15 do not.
+    constexpr bool k_freed_in_failure = LIBXML_VERSION >= 21300 && LIBXML_VERSION < 21500;
+    if (buffer != nullptr || k_freed_in_failure) {
         static_cast<void>(handler.release());
     }
     return buffer;

@@ -38,10 +38,13 @@ bool is_called(const xmlNode *node, const xmlChar *name, const xmlChar *uri) noe
 }
 
 // From the first element child on every sibling of whatever type is tested, so "text" collects the
-// texts that follow it: programs rely on this.
+// texts that follow it: programs rely on this. Nothing stands below a declaration, though libxml2
+// 2.15 looks below those of entities.
 bool fill_by_tagname(xmlNodePtr element, const xmlChar *name, const xmlChar *uri, xmlListPtr list) {
     std::size_t steps = 0;
-    for (xmlNodePtr child = xmlFirstElementChild(element); child != nullptr; child = child->next) {
+    xmlNodePtr const first =
+        is_declaration(element->type) ? nullptr : xmlFirstElementChild(element);
+    for (xmlNodePtr child = first; child != nullptr; child = child->next) {
         if (is_called(child, name, uri) && !xml_list_pushback(child, list)) {
             return false;
         }

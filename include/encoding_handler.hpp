@@ -2,6 +2,7 @@
 #pragma once
 
 #include <libxml/encoding.h>
+#include <libxml/xmlIO.h>
 #include <libxml/xmlmemory.h>
 #include <libxml/xmlversion.h>
 
@@ -26,6 +27,19 @@ using encoding_handler_ptr = std::unique_ptr<xmlCharEncodingHandler, encoding_ha
 // name, which later versions take for the character set of the process's locale.
 [[nodiscard]] inline encoding_handler_ptr find_encoding_handler(const char *name) noexcept {
     return encoding_handler_ptr(*name == '\0' ? nullptr : xmlFindCharEncodingHandler(name));
+}
+
+// A buffer of libxml2's in front of a call-back, which is called with `sink`; it takes the handler
+// in any case, which may be null. Null when memory runs out.
+[[nodiscard]] inline xmlOutputBufferPtr make_output_buffer(xmlOutputWriteCallback write, void *sink,
+                                                           encoding_handler_ptr handler) noexcept {
+    xmlOutputBufferPtr buffer = xmlOutputBufferCreateIO(write, nullptr, sink, handler.get());
+    // Versions in between free it when they fail; 2.9 and 2.15 do not.
+    constexpr bool k_freed_in_failure = LIBXML_VERSION >= 21300 && LIBXML_VERSION < 21500;
+    if (buffer != nullptr || k_freed_in_failure) {
+        static_cast<void>(handler.release());
+    }
+    return buffer;
 }
 
 } // namespace pkg_dbe_xml

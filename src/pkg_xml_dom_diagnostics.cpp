@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <span>
+#include <utility>
 
 namespace pkg_dbe_xml {
 
@@ -71,10 +72,8 @@ std::int64_t serialised_size(xmlDocPtr document) {
                               xmlStrcasecmp(document->encoding, BAD_CAST "UTF-8") != 0;
         encoding_handler_ptr handler(converts ? find_encoding_handler(encoding) : nullptr);
         if (!scope.refused() && (!converts || handler != nullptr)) {
-            xmlOutputBufferPtr buffer =
-                xmlOutputBufferCreateIO(count_bytes, nullptr, &size, handler.get());
+            xmlOutputBufferPtr buffer = make_output_buffer(count_bytes, &size, std::move(handler));
             if (buffer != nullptr) {
-                handler.release(); // the buffer's now, and closed with it
                 xmlSaveFormatFileTo(buffer, document, encoding, 0); // closes the buffer
             }
         }

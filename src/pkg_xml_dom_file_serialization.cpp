@@ -57,17 +57,9 @@ extern "C" int write_to_sink(void *context, const char *bytes, int size) {
     return sink->write(bytes, static_cast<std::size_t>(size)) ? size : -1;
 }
 
-// A buffer of libxml2's in front of the sink. It takes the handler in any case.
 [[nodiscard]] xmlOutputBufferPtr make_buffer(file_sink &sink,
                                              encoding_handler_ptr handler) noexcept {
-    xmlOutputBufferPtr buffer =
-        xmlOutputBufferCreateIO(write_to_sink, nullptr, &sink, handler.get());
-    // Versions in between free it when they fail; 2.9 and 2.15 do not.
-    constexpr bool k_freed_in_failure = LIBXML_VERSION >= 21300 && LIBXML_VERSION < 21500;
-    if (buffer != nullptr || k_freed_in_failure) {
-        static_cast<void>(handler.release());
-    }
-    return buffer;
+    return make_output_buffer(write_to_sink, &sink, std::move(handler));
 }
 
 // Whether what libxml2 returned for its closing of the buffer, a number of bytes or -1, is good. It

@@ -33,7 +33,8 @@ is 'values lose a piece' "$(sql \
     end \$\$")" ''
 
 # Compressed values within their rows: what follows their first bytes is overwritten. The server reads
-# the file when the table moves to another tablespace, and not what it remembers.
+# the file when the table moves to another tablespace, and not what it remembers; where pages have
+# checksums, as from version 18 on, it takes them as they are then.
 methods=$(sql "select string_agg(quote_literal(method), ', ')
     from pg_settings, unnest(enumvals) as method where name = 'default_toast_compression'")
 sql 'create table garbled (fault text, document text, markup xml, handle raw) with (autovacuum_enabled = off)' \
@@ -53,7 +54,8 @@ for at in $places; do
 done
 is 'compressed values are overwritten, three of each method' "$(wc -w <<<"$places")" \
     "$((3 * $(sql 'select count(*) from garbled')))"
-is 'the server reads them anew' "$(sql 'alter table garbled set tablespace damaged_space')" ''
+is 'the server reads them anew' "$(sql 'set client_min_messages = error' 'set ignore_checksum_failure = on' \
+    'alter table garbled set tablespace damaged_space')" ''
 
 # damage TABLE TYPE: one argument after the other is a damaged value, in every call that takes an
 # argument of that type, a regular expression. The outcomes stay in their table.

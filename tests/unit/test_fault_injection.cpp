@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <set>
 
@@ -315,8 +316,13 @@ class fault_injection : public ::testing::Test {
                                  std::uint32_t last_node_id = 0) {
         sql::sweep_figures figures;
         for (const call_row &row : k_calls) {
-            figures += sql::sweep_failures(
+            const sql::sweep_figures swept = sql::sweep_failures(
                 scenario_of(row, folder, database_encoding, last_node_id), which);
+            injected_[row.function] += swept.rounds;
+            figures += swept;
+        }
+        for (const auto &[function, count] : injected_) {
+            RecordProperty(function, std::to_string(count));
         }
         RecordProperty("injected", std::to_string(figures.rounds));
         RecordProperty("reported", std::to_string(figures.reported));
@@ -327,6 +333,9 @@ class fault_injection : public ::testing::Test {
         return figures;
     }
     passing_folder folder;
+
+  private:
+    std::map<std::string, std::int64_t> injected_; // by function, in all sweeps of a test
 };
 
 TEST_F(fault_injection, every_function_is_swept) {

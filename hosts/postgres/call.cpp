@@ -18,6 +18,11 @@
 
 namespace host {
 
+static_assert(sizeof(call) == offsetof(FunctionCallInfoBaseData, args));
+static_assert(offsetof(call, own_number) == offsetof(FunctionCallInfoBaseData, fncollation));
+static_assert(offsetof(call, result_is_null) == offsetof(FunctionCallInfoBaseData, isnull));
+static_assert(offsetof(call, argument_count) == offsetof(FunctionCallInfoBaseData, nargs));
+static_assert(sizeof(call::argument_count) == sizeof(FunctionCallInfoBaseData::nargs));
 static_assert(sizeof(argument) == sizeof(NullableDatum));
 static_assert(offsetof(argument, value) == offsetof(NullableDatum, value));
 static_assert(offsetof(argument, is_null) == offsetof(NullableDatum, isnull));
@@ -107,9 +112,8 @@ MemoryContextData *caller_memory(MemoryContextData *otherwise) noexcept {
 }
 
 datum invoke(call_record *record, function_body body) {
-    auto *const info = reinterpret_cast<FunctionCallInfo>(record);
+    call &frame = *reinterpret_cast<call *>(record); // the server has set its null flag to false
     invocation here{CurrentMemoryContext, innermost};
-    call frame{record, reinterpret_cast<const argument *>(info->args), info->nargs, false};
     pending_failure failure;
     datum result;
 
@@ -120,8 +124,6 @@ datum invoke(call_record *record, function_body body) {
     if (!done || interrupt_is_kept) [[unlikely]] {
         raise(done ? nullptr : &failure);
     }
-    // By way of the frame: nothing more than it is then kept across the call.
-    reinterpret_cast<FunctionCallInfo>(frame.record)->isnull = frame.result_is_null;
     return result;
 }
 

@@ -4,6 +4,8 @@
 #include "host/xml.hpp"
 #include "session_record.hpp"
 
+#include <algorithm>
+#include <cstddef>
 #include <new>
 
 namespace host {
@@ -51,12 +53,33 @@ report_fields foreign_exception(const char *sqlstate, std::string_view message) 
     return fields;
 }
 
+constexpr int k_most_arguments = 16;
+
+// A call with its arguments behind it, as bodies see it.
+class call_in_progress {
+  public:
+    explicit call_in_progress(const call_record &record) {
+        if (record.argument_count > k_most_arguments) {
+            misuse("a call has too many arguments");
+        }
+        head_ = new (room_) call{};
+        head_->argument_count = static_cast<std::int16_t>(record.argument_count);
+        std::copy_n(record.arguments, record.argument_count,
+                    reinterpret_cast<argument *>(room_ + sizeof(call)));
+    }
+    [[nodiscard]] call &head() noexcept { return *head_; }
+
+  private:
+    alignas(call) std::byte room_[sizeof(call) + k_most_arguments * sizeof(argument)];
+    call *head_;
+};
+
 void run_body(standalone::session &own, call_record &record, function_body body) {
-    call in_progress{&record, record.arguments, record.argument_count, false};
+    call_in_progress in_progress(record);
     const depth_scope depth(own);
     try {
-        record.result = body(in_progress);
-        record.result_is_null = in_progress.result_is_null;
+        record.result = body(in_progress.head());
+        record.result_is_null = in_progress.head().result_is_null;
     } catch (const raised &) {
         record.failed = true;
         record.report = fields_of(own.draft);

@@ -1,11 +1,12 @@
 // The road into the library: how the host calls an SQL function and how the function reads its
 // arguments and gives its result.
 //
-// The host owns the call record. It shows the library the arguments as an array of (value, null
-// flag) pairs, without copying them, and runs the function's body inside `invoke`, the one place
+// The host owns the call record. The library reads the arguments where they lie in it, an array of
+// (value, null flag) pairs, and the host runs the function's body inside `invoke`, the one place
 // where a failure of the library is turned into a failure of the SQL statement.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace host {
@@ -27,26 +28,25 @@ struct function_info {
     int api_version;
 };
 
-// A call in progress, as the body of a function sees it.
+// A call in progress, as the body of a function sees it; the arguments stand behind it. Hosts give
+// it the layout of their own record, or assert that it has it: nothing is copied for a call.
 struct call {
-    call_record *record;
-    const argument *arguments;
-    int argument_count;
-    bool result_is_null;
+    void *own_words[3]; // the host's own
+    std::uint32_t own_number;
+    bool result_is_null; // false when the body begins
+    std::int16_t argument_count;
 
     // True when argument `index` (from 0) was not passed or is null.
     [[nodiscard]] bool is_null(int index) const noexcept {
-        return index >= argument_count || arguments[index].is_null;
+        return index >= argument_count || arguments()[index].is_null;
     }
-    [[nodiscard]] datum value(int index) const noexcept { return arguments[index].value; }
-    [[nodiscard]] bool boolean(int index) const noexcept {
-        return (arguments[index].value & 0xFFU) != 0;
-    }
+    [[nodiscard]] datum value(int index) const noexcept { return arguments()[index].value; }
+    [[nodiscard]] bool boolean(int index) const noexcept { return (value(index) & 0xFFU) != 0; }
     [[nodiscard]] std::int32_t int4(int index) const noexcept {
-        return static_cast<std::int32_t>(static_cast<std::uint32_t>(arguments[index].value));
+        return static_cast<std::int32_t>(static_cast<std::uint32_t>(value(index)));
     }
     [[nodiscard]] std::uint32_t uint4(int index) const noexcept {
-        return static_cast<std::uint32_t>(arguments[index].value);
+        return static_cast<std::uint32_t>(value(index));
     }
     // Makes the result null; `return call.null();` ends a body.
     datum null() noexcept {
@@ -58,7 +58,13 @@ struct call {
         result_is_null = is_null(index);
         return result_is_null ? 0 : value(index);
     }
+
+  private:
+    [[nodiscard]] const argument *arguments() const noexcept {
+        return reinterpret_cast<const argument *>(this + 1);
+    }
 };
+static_assert(sizeof(call) % alignof(argument) == 0);
 
 [[nodiscard]] constexpr datum from_boolean(bool value) noexcept { return value ? 1 : 0; }
 [[nodiscard]] constexpr datum from_int4(std::int32_t value) noexcept {

@@ -29,6 +29,7 @@ extern "C" {
 #include <utils/elog.h>
 #include <utils/guc.h>
 #include <utils/hsearch.h>
+#include <utils/memdebug.h>
 #include <utils/memutils.h>
 #if PG_VERSION_NUM >= 160000
 #include <varatt.h>

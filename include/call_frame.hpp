@@ -41,8 +41,10 @@ namespace pkg_dbe_xml {
 // Checks a handle argument and finds its entry; reports handle_not_found.
 [[nodiscard]] inline XMLHashEntry &find_handle(const host::call &call, int index) {
     const host::datum value = call.value(index);
-    const DomKey *const key = handle_in_place(value);
-    return key != nullptr ? *xml_get_hashentry(XMLEntryType::dom_map, *key) : find_handle(value);
+    if (const DomKey *const key = handle_in_place(value)) [[likely]] {
+        return *xml_get_hashentry(XMLEntryType::dom_map, *key);
+    }
+    return find_handle(value);
 }
 
 // True for the kinds whose object is no node: node lists, and maps, which stand for all the

@@ -38,6 +38,8 @@ inline constexpr std::size_t k_key_size = 13;
 inline constexpr std::size_t k_packed_handle_size = 14;
 // Size of a handle as it is returned, with a four-byte header.
 inline constexpr std::size_t k_handle_size = 17;
+// What is allocated for it: the head of its entry is written in one go.
+inline constexpr std::size_t k_handle_room = 20;
 
 // The last byte of every handle.
 inline constexpr std::uint8_t k_handle_flag = 1;
@@ -132,9 +134,10 @@ struct document_entry {
     std::uint32_t next_node_id;
     std::uint32_t first_freed;   // node ids to hand out again, first in first out; chained through
     std::uint32_t last_freed;    // their empty slots; 0 ends the chain
-    std::uint32_t entry_count;   // handles registered, released ones included
     std::uint32_t page_capacity; // of `pages`
-    XMLHashEntry *next_slot;     // of `next_node_id`; null when it is to be looked up
+    XMLHashEntry *next_slot;     // of `next_node_id`; null when it is to be looked up, and while
+                                 // there are freed ids
+    XMLHashEntry *last_slot;     // that lies side by side with `next_slot`
     XMLHashEntry *pieces[3];     // node ids 0-7, 8-39, 40-255
     std::uintptr_t *pages;       // node ids from 256 on; see src/dom_map.cpp
     family *owner;               // null while no document is alive under the id
@@ -186,8 +189,28 @@ void xml_init_hashtable(XMLEntryType type);
 // was not given out. Throws before anything has changed.
 XMLHashEntry *xml_insert_hashentry(XMLEntryType type, const DomKey &key, void *object,
                                    const char *text, XMLDomNodeType kind);
-// The entry of a handle; reports handle_not_found. The object may be null.
-XMLHashEntry *xml_get_hashentry(XMLEntryType type, const DomKey &key);
+// The entry of a key, wherever it is; reports handle_not_found.
+[[nodiscard]] XMLHashEntry *search_entry(const DomKey &key);
+
+// The entries made or found last, by the low bits of the node id; the registry of the session
+// begins with them. None of them is empty.
+inline constexpr std::size_t k_recent_entries = 32;
+struct recent_entries {
+    XMLHashEntry *entries[k_recent_entries];
+};
+
+// The entry of a handle; reports handle_not_found. The object may be null. It is one of the last
+// in nearly every call.
+inline XMLHashEntry *xml_get_hashentry(XMLEntryType /*type*/, const DomKey &key) {
+    if (const void *const registry = host::u_sess.registry) [[likely]] {
+        XMLHashEntry *const recent = static_cast<const recent_entries *>(registry)
+                                         ->entries[key.node_id() % k_recent_entries];
+        if (recent != nullptr && recent->key == key) [[likely]] {
+            return recent;
+        }
+    }
+    return search_entry(key);
+}
 // The entry of a handle value in whatever form; reports handle_not_found.
 [[nodiscard]] XMLHashEntry &find_handle(host::datum value);
 // The same of a key and without a report: null when there is none.
@@ -195,8 +218,6 @@ XMLHashEntry *xml_find_hashentry(const DomKey &key) noexcept;
 // The handle lets go of its object and goes on naming nothing. Of a document handle this gives up
 // the share, which may end the family. Reports handle_not_found.
 void xml_free_hashentry(XMLEntryType type, const DomKey &key);
-// The same for an entry at hand, which may be given back with its page: do not read it afterwards.
-void release_entry(XMLHashEntry &entry);
 // Removes the handle; its node id will be handed out again. Reports handle_not_found.
 void xml_delete_hashentry(XMLEntryType type, const DomKey &key);
 
@@ -244,9 +265,10 @@ extern "C" PKG_DBE_XML_EXPORT int xml_clean_all_res();
 // document from here on; when this throws, the caller still owns it.
 [[nodiscard]] host::datum register_document(xmlDocPtr document);
 // A new handle for `object` under document id and serial of `from`. Throws before anything has
-// changed. For a list the registry owns it from here on.
-[[nodiscard]] host::datum mint_handle(const XMLHashEntry &from, void *object, XMLDomNodeType kind);
-// The same with a serial of the caller's.
+// changed. For a list the registry owns it from here on. There is one for each kind but document.
+template <XMLDomNodeType kind>
+[[nodiscard]] host::datum mint_handle(const XMLHashEntry &from, void *object);
+// The same of a kind that is not known before, or with a serial of the caller's.
 [[nodiscard]] host::datum mint_handle(const XMLHashEntry &from, std::uint32_t serial, void *object,
                                       XMLDomNodeType kind);
 

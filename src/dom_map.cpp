@@ -79,6 +79,17 @@ struct released_handle {
     return {static_cast<XMLDomNodeType>(code & k_kind_mask), packed->serials[code >> k_kind_bits]};
 }
 
+// Number of handles in a given-back page.
+[[nodiscard]] std::size_t count_released(std::uintptr_t page) noexcept {
+    if (form_of(page) == page_form::uniform) {
+        return read_released(page, 0).kind == XMLDomNodeType::none ? 0 : k_page_size;
+    }
+    const released_page *const packed = packed_page(page);
+    return static_cast<std::size_t>(
+        std::count_if(std::begin(packed->codes), std::end(packed->codes),
+                      [](std::uint8_t code) { return (code & k_kind_mask) != 0; }));
+}
+
 void grow_page_directory(registry &state, document_entry &document, std::uint32_t number) {
     if (number < document.page_capacity) {
         return;
@@ -202,7 +213,8 @@ document_entry &enter_document(registry &state, std::uint32_t document_id) {
 }
 
 void drop_document(registry &state, document_entry &document) noexcept {
-    for_each_slot(document, [](XMLHashEntry &entry) {
+    for_each_slot(document, [&state](XMLHashEntry &entry) {
+        --state.entry_count;
         if (entry.object == nullptr) {
             return;
         }
@@ -218,15 +230,17 @@ void drop_document(registry &state, document_entry &document) noexcept {
     }
     for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
         const std::uintptr_t page = document.pages[number];
+        if (form_of(page) == page_form::full) {
+            free_memory(full_page(page));
+            continue;
+        }
+        state.entry_count -= count_released(page);
         if (form_of(page) == page_form::released) {
             drop_packed_page(page);
-        } else if (form_of(page) == page_form::full) {
-            free_memory(full_page(page));
         }
     }
     free_memory(document.pages);
     leave_family(document);
-    state.entry_count -= document.entry_count;
     const std::uint32_t document_id = document.document_id;
     state.document_cache[document_id % k_document_cache_size] = nullptr;
     host::hash_search(state.document_map, &document_id, host::hash_action::remove, nullptr);
@@ -283,7 +297,7 @@ void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, b
     const DomKey key = slot.key;
     const std::uint32_t node_id = key.node_id();
     slot = XMLHashEntry{};
-    --document.entry_count;
+    recent_entry(state, node_id) = nullptr;
     --state.entry_count;
     if (!for_reuse) {
         if (!was_settled) {
@@ -305,6 +319,7 @@ void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, b
             std::bit_cast<void *>(static_cast<std::uintptr_t>(node_id));
     }
     document.last_freed = node_id;
+    document.next_slot = nullptr;
 }
 
 void take_freed_node_id(document_entry &document) noexcept {

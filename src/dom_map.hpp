@@ -6,6 +6,7 @@
 #include "registry.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <iterator>
 
 namespace pkg_dbe_xml {
@@ -19,10 +20,10 @@ struct id_queue {
 };
 
 inline constexpr std::size_t k_document_cache_size = 64;
-inline constexpr std::size_t k_recent_entries = 32;
 
 // What a session's registry consists of; u_sess.registry.
 struct registry {
+    recent_entries recent;          // first: looked at without the rest
     host::hash_table *document_map; // "XMLDOM doc map"
     host::hash_table *domkeys_map;  // "XMLDOM domKeys map"
     host::memory_context *dom_map;  // "XMLDOM map": the pages of entries
@@ -30,15 +31,13 @@ struct registry {
     std::uint32_t serial;
     id_queue recycled;
     document_entry *document_cache[k_document_cache_size]; // by the low bits of the id
-    XMLHashEntry *recent[k_recent_entries]; // made or found last, by the low bits of the node id
-    XMLHashEntry released_entry;            // stands for an entry of a page that was given back
+    XMLHashEntry released_entry; // stands for an entry of a page that was given back
 };
+static_assert(offsetof(registry, recent) == 0);
 
 // Ids 0 to 255 stand in three pieces that grow with need; from 256 on in pages of 256.
 inline constexpr std::uint32_t k_page_size = 256;
 inline constexpr std::uint32_t k_piece_starts[4] = {0, 8, 40, k_page_size};
-// All of them begin at multiples of this, so that such runs of slots lie side by side.
-inline constexpr std::uint32_t k_run = 8;
 
 // A page counts the slots that may still come to name something. When none is left, every handle
 // in it is released for good and the page shrinks to their kinds and serials.
@@ -71,14 +70,17 @@ inline constexpr std::uintptr_t k_page_form_mask = 3;
 
 // The entry of a document id, null when there is none, looked up in the doc map.
 [[nodiscard]] document_entry *search_document(registry &state, std::uint32_t document_id) noexcept;
+// The same where it was found lately, null else.
+[[nodiscard]] inline document_entry *cached_document(registry &state,
+                                                     std::uint32_t document_id) noexcept {
+    document_entry *const cached = state.document_cache[document_id % k_document_cache_size];
+    return cached != nullptr && cached->document_id == document_id ? cached : nullptr;
+}
 // The same by way of the cache. The registry must be set up.
 [[nodiscard]] inline document_entry *find_document(registry &state,
                                                    std::uint32_t document_id) noexcept {
-    document_entry *const cached = state.document_cache[document_id % k_document_cache_size];
-    if (cached != nullptr && cached->document_id == document_id) [[likely]] {
-        return cached;
-    }
-    return search_document(state, document_id);
+    document_entry *const cached = cached_document(state, document_id);
+    return cached != nullptr ? cached : search_document(state, document_id);
 }
 // The entry of a document id, made when there is none. Throws when memory runs out.
 document_entry &enter_document(registry &state, std::uint32_t document_id);
@@ -91,6 +93,11 @@ void drop_document(registry &state, document_entry &document) noexcept;
         return 0;
     }
     return node_id < k_piece_starts[2] ? 1 : 2;
+}
+// Number of slots behind that of a node id in its piece or page.
+[[nodiscard]] inline std::uint32_t slots_behind(std::uint32_t node_id) noexcept {
+    return node_id < k_page_size ? k_piece_starts[piece_of(node_id) + 1] - 1 - node_id
+                                 : k_page_size - 1 - node_id % k_page_size;
 }
 // Place of a node id's page in `document_entry::pages`; for ids from k_page_size on.
 [[nodiscard]] inline std::uint32_t page_number(std::uint32_t node_id) noexcept {
@@ -129,11 +136,11 @@ void drop_document(registry &state, document_entry &document) noexcept;
 [[nodiscard]] XMLHashEntry *find_released(registry &state, const document_entry &document,
                                           const DomKey &key) noexcept;
 [[nodiscard]] inline XMLHashEntry *&recent_entry(registry &state, std::uint32_t node_id) noexcept {
-    return state.recent[node_id % k_recent_entries];
+    return state.recent.entries[node_id % k_recent_entries];
 }
 // To be called before the memory of entries goes.
 inline void forget_recent_entries(registry &state) noexcept {
-    std::fill(std::begin(state.recent), std::end(state.recent), nullptr);
+    std::fill(std::begin(state.recent.entries), std::end(state.recent.entries), nullptr);
 }
 
 [[nodiscard]] inline bool holds(const XMLHashEntry &slot, const DomKey &key) noexcept {
@@ -184,22 +191,29 @@ inline void settle_slot(XMLHashEntry &entry, const DomKey &key) noexcept {
 }
 // Its slot, which may be filled, as slot_for_insert gives it.
 [[nodiscard]] inline XMLHashEntry &slot_of_next_node(registry &state, document_entry &document) {
-    if (document.next_slot != nullptr && document.first_freed == 0) [[likely]] {
+    if (document.next_slot != nullptr) [[likely]] {
         return *document.next_slot;
     }
     XMLHashEntry &slot = slot_for_insert(state, document, next_node_id(document));
     if (document.first_freed == 0) {
         document.next_slot = &slot;
+        document.last_slot = &slot + slots_behind(document.next_node_id);
     }
     return slot;
 }
 // Takes the first of the freed node ids off their queue.
 void take_freed_node_id(document_entry &document) noexcept;
+// Takes `next_node_id`, whose slot is at hand.
+inline void take_fresh_node_id(document_entry &document) noexcept {
+    ++document.next_node_id;
+    document.next_slot =
+        document.next_slot == document.last_slot ? nullptr : document.next_slot + 1;
+}
 inline void take_node_id(document_entry &document) noexcept {
-    if (document.first_freed == 0) [[likely]] {
+    if (document.next_slot != nullptr) {
+        take_fresh_node_id(document);
+    } else if (document.first_freed == 0) {
         ++document.next_node_id;
-        const bool goes_on = document.next_slot != nullptr && document.next_node_id % k_run != 0;
-        document.next_slot = goes_on ? document.next_slot + 1 : nullptr;
     } else {
         take_freed_node_id(document);
     }
@@ -264,46 +278,69 @@ inline void add_name(XMLHashEntry &entry) noexcept {
     set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(&entry) | (before & k_marks));
 }
 inline void remove_name(XMLHashEntry &entry) noexcept {
-    xmlNodePtr node = as_node(entry.object);
-    if (entry.names.previous != nullptr) {
-        entry.names.previous->names.next = entry.names.next;
+    XMLHashEntry *const next = entry.names.next;
+    XMLHashEntry *const previous = entry.names.previous;
+    if (previous != nullptr) {
+        previous->names.next = next;
     } else {
-        set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(entry.names.next) |
+        xmlNodePtr node = as_node(entry.object);
+        set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(next) |
                                       (names_and_marks(node) & k_marks));
     }
-    if (entry.names.next != nullptr) {
-        entry.names.next->names.previous = entry.names.previous;
+    if (next != nullptr) {
+        next->names.previous = previous;
     }
     entry.names = {};
 }
 
-// The first 16 bytes of an entry, key, type and kind, as they are written: put together in
-// registers and stored in one go. What is read again soon and was stored in pieces makes the
-// processor wait.
+// What release_entry does for the handle of a list, and for the own handle of a document.
+void release_list_or_document(XMLHashEntry &entry);
+// What xml_free_hashentry does, for an entry at hand. It may be given back with its page: do not
+// read it afterwards.
+inline void release_entry(XMLHashEntry &entry) {
+    if (entry.object == nullptr) {
+        return;
+    }
+    if (entry.kind == XMLDomNodeType::node_list || entry.key.node_id() == 0) [[unlikely]] {
+        release_list_or_document(entry);
+        return;
+    }
+    remove_name(entry);
+    entry.object = nullptr;
+    settle_slot(entry, entry.key);
+}
+
+// The first 16 bytes of an entry, key, type and kind, as they are written: two words put together
+// in registers. What is read again soon and was stored in pieces makes the processor wait.
 struct entry_head {
-    std::uint32_t document_id;
-    std::uint32_t node_id;
-    std::uint32_t serial;
-    std::uint8_t flag;
-    XMLEntryType type;
-    XMLDomNodeType kind;
-    std::uint8_t unused;
+    std::uint64_t ids;  // document id, node id
+    std::uint64_t rest; // serial, flag, type, kind, an unused byte
 };
 static_assert(sizeof(entry_head) == offsetof(XMLHashEntry, object));
-static_assert(offsetof(entry_head, flag) == offsetof(XMLHashEntry, key) + k_key_size - 1);
-static_assert(offsetof(entry_head, type) == offsetof(XMLHashEntry, type));
-static_assert(offsetof(entry_head, kind) == offsetof(XMLHashEntry, kind));
+static_assert(offsetof(XMLHashEntry, key) == 0);
+static_assert(offsetof(XMLHashEntry, type) == k_key_size);
+static_assert(offsetof(XMLHashEntry, kind) == k_key_size + 1);
+
+// Two numbers one behind the other in memory.
+[[nodiscard]] constexpr std::uint64_t one_word(std::uint32_t first, std::uint32_t second) noexcept {
+    constexpr bool is_little = std::endian::native == std::endian::little;
+    return static_cast<std::uint64_t>(is_little ? second : first) << 32U |
+           (is_little ? first : second);
+}
+[[nodiscard]] inline entry_head head_of(std::uint32_t document_id, std::uint32_t node_id,
+                                        std::uint32_t serial, XMLDomNodeType kind) noexcept {
+    const std::array<std::uint8_t, 4> tail{k_handle_flag,
+                                           static_cast<std::uint8_t>(XMLEntryType::dom_map),
+                                           static_cast<std::uint8_t>(kind), 0};
+    return {one_word(document_id, node_id), one_word(serial, std::bit_cast<std::uint32_t>(tail))};
+}
 
 // Fills an empty slot.
-inline void fill_slot(registry &state, document_entry &document, XMLHashEntry &slot,
-                      std::uint32_t node_id, std::uint32_t serial, void *object, const char *text,
-                      XMLDomNodeType kind) noexcept {
-    const entry_head head{document.document_id,  node_id, serial, k_handle_flag,
-                          XMLEntryType::dom_map, kind,    0};
+inline void fill_slot(registry &state, XMLHashEntry &slot, const entry_head &head, void *object,
+                      const char *text, XMLDomNodeType kind) noexcept {
     std::memcpy(reinterpret_cast<std::byte *>(&slot), &head, sizeof head);
     slot.object = object;
     slot.text = text;
-    ++document.entry_count;
     ++state.entry_count;
     if (object == nullptr) [[unlikely]] {
         slot.names = {};

@@ -118,7 +118,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_remove_attribute_node) {
         return call.null();
     }
     xml_node_ptr copy = copy_node(nodes.element->doc, nodes.attribute, false);
-    const host::datum result = mint_handle(attribute, copy.get(), XMLDomNodeType::attribute);
+    const host::datum result = mint_handle<XMLDomNodeType::attribute>(attribute, copy.get());
     copy.release();
     detach(nodes.attribute);
     return result;

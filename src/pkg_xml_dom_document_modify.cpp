@@ -130,7 +130,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_get_document_element) {
         static_cast<void>(xml_get_next_nodeid(xml_getdom_docid(&entry.key)));
         return call.null();
     }
-    return mint_handle(entry, root, XMLDomNodeType::element);
+    return mint_handle<XMLDomNodeType::element>(entry, root);
 }
 
 PKG_DBE_XML_FUNCTION(xml_dom_set_charset) {

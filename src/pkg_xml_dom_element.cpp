@@ -69,7 +69,7 @@ template <class Fill> host::datum list_result(const XMLHashEntry &entry, Fill fi
             report(reports::list_not_filled);
         }
     }
-    const host::datum result = mint_handle(entry, list.get(), XMLDomNodeType::node_list);
+    const host::datum result = mint_handle<XMLDomNodeType::node_list>(entry, list.get());
     list.release(); // the registry's now
     return result;
 }

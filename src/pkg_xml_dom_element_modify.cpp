@@ -82,7 +82,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_make_attr) {
     if (!is_attribute(node)) {
         report(reports::cannot_convert, {type_name(node->type)});
     }
-    return mint_handle(entry, node, XMLDomNodeType::attribute);
+    return mint_handle<XMLDomNodeType::attribute>(entry, node);
 }
 
 } // namespace pkg_dbe_xml

@@ -35,19 +35,6 @@ constexpr std::size_t k_flag_place = 12;
     return *current_registry();
 }
 
-// The entry of a key, wherever it is; reports handle_not_found.
-[[nodiscard, gnu::noinline]] XMLHashEntry *search_entry(const DomKey &key) {
-    registry &state = ready_registry();
-    XMLHashEntry *const entry = find_entry(state, key);
-    if (entry == nullptr) {
-        report(reports::handle_not_found);
-    }
-    if (entry != &state.released_entry) {
-        recent_entry(state, key.node_id()) = entry;
-    }
-    return entry;
-}
-
 [[nodiscard]] host::hash_table *make_table(const char *name, std::size_t expected,
                                            std::size_t key_size, std::size_t entry_size) {
     return host::hash_create_func(name, expected,
@@ -55,10 +42,11 @@ constexpr std::size_t k_flag_place = 12;
                                    xml_dom_hash_key_cmp, host::u_sess.xmldom_context});
 }
 
-// A handle value, its key not written yet.
-[[nodiscard]] std::byte *handle_room() {
+// A handle value, its key not written yet, with room for the whole head of an entry in its place.
+[[nodiscard]] inline std::byte *handle_room() {
+    static_assert(k_handle_room == host::k_long_header + sizeof(entry_head));
     auto *const value =
-        asserted(static_cast<std::byte *>(host::allocate_result(k_handle_size)), k_no_result_room);
+        asserted(static_cast<std::byte *>(host::allocate_result(k_handle_room)), k_no_result_room);
     host::set_total_size(reinterpret_cast<host::varlena *>(value), k_handle_size);
     return value;
 }
@@ -78,7 +66,8 @@ void register_entry(registry &state, document_entry &document, XMLHashEntry &slo
             join_family(*owner, document);
         }
     }
-    fill_slot(state, document, slot, key.node_id(), key.serial(), object, text, kind);
+    fill_slot(state, slot, head_of(key.document_id(), key.node_id(), key.serial(), kind), object,
+              text, kind);
 }
 
 // Takes a document id back if the registration of its document does not succeed.
@@ -116,13 +105,13 @@ void release_share(XMLHashEntry &entry) {
 }
 
 // Lets an entry go of its object: its share, its name, its list.
-inline void release_object(XMLHashEntry &entry) {
-    if (entry.kind == XMLDomNodeType::node_list) [[unlikely]] {
+void release_object(XMLHashEntry &entry) {
+    if (entry.kind == XMLDomNodeType::node_list) {
         delete_list(entry);
         return;
     }
     remove_name(entry);
-    if (entry.key.node_id() == 0) [[unlikely]] {
+    if (entry.key.node_id() == 0) {
         release_share(entry);
     }
     entry.object = nullptr;
@@ -310,15 +299,16 @@ XMLHashEntry *xml_find_hashentry(const DomKey &key) noexcept {
     return state == nullptr ? nullptr : find_entry(*state, key);
 }
 
-XMLHashEntry *xml_get_hashentry(XMLEntryType /*type*/, const DomKey &key) {
-    // One of the last, the road of nearly every call, kept short.
-    if (registry *const state = current_registry()) [[likely]] {
-        XMLHashEntry *const recent = recent_entry(*state, key.node_id());
-        if (recent != nullptr && holds(*recent, key)) [[likely]] {
-            return recent;
-        }
+XMLHashEntry *search_entry(const DomKey &key) {
+    registry &state = ready_registry();
+    XMLHashEntry *const entry = find_entry(state, key);
+    if (entry == nullptr) {
+        report(reports::handle_not_found);
     }
-    return search_entry(key);
+    if (entry != &state.released_entry) {
+        recent_entry(state, key.node_id()) = entry;
+    }
+    return entry;
 }
 
 XMLHashEntry &find_handle(host::datum value) {
@@ -329,10 +319,7 @@ void xml_free_hashentry(XMLEntryType type, const DomKey &key) {
     release_entry(*xml_get_hashentry(type, key));
 }
 
-void release_entry(XMLHashEntry &entry) {
-    if (entry.object == nullptr) {
-        return;
-    }
+void release_list_or_document(XMLHashEntry &entry) {
     release_object(entry);
     settle_slot(entry, entry.key);
 }
@@ -479,25 +466,58 @@ host::datum register_document(xmlDocPtr document) {
     return value;
 }
 
-host::datum mint_handle(const XMLHashEntry &from, std::uint32_t serial, void *object,
-                        XMLDomNodeType kind) {
-    std::byte *const value = handle_room(); // first, when there is least to keep across the call
-    registry &state = *current_registry();
-    const std::uint32_t document_id = from.key.document_id();
-    document_entry &document = *find_document(state, document_id);
-    const std::uint32_t node_id = next_node_id(document);
-    XMLHashEntry &slot = slot_of_next_node(state, document);
-    take_node_id(document);
+namespace {
+
+// Registers a handle whose node id and slot are known, and writes it.
+[[nodiscard]] inline host::datum finish_handle(registry &state, const document_entry &document,
+                                               XMLHashEntry &slot, std::uint32_t node_id,
+                                               std::uint32_t serial, void *object,
+                                               XMLDomNodeType kind, std::byte *value) noexcept {
+    const entry_head head = head_of(document.document_id, node_id, serial, kind);
     recent_entry(state, node_id) = &slot;
-    DomKey key;
-    xml_dom_general_key(document_id, node_id, serial, key);
-    std::memcpy(value + host::k_long_header, key.bytes.data(), k_key_size);
-    fill_slot(state, document, slot, node_id, serial, object, "", kind);
+    std::memcpy(value + host::k_long_header, &head, sizeof head);
+    fill_slot(state, slot, head, object, "", kind);
     return host::from_pointer(value);
 }
 
-host::datum mint_handle(const XMLHashEntry &from, void *object, XMLDomNodeType kind) {
-    return mint_handle(from, from.key.serial(), object, kind);
+// The document or the slot of its next node is not at hand. Apart from the short road, which has
+// less to keep without it.
+[[nodiscard, gnu::noinline]] host::datum mint_after_search(const XMLHashEntry &from,
+                                                           std::uint32_t serial, void *object,
+                                                           XMLDomNodeType kind, std::byte *value) {
+    registry &state = *current_registry();
+    document_entry &document = *find_document(state, from.key.document_id());
+    const std::uint32_t node_id = next_node_id(document);
+    XMLHashEntry &slot = slot_of_next_node(state, document);
+    take_node_id(document);
+    return finish_handle(state, document, slot, node_id, serial, object, kind, value);
+}
+
+} // namespace
+
+template <XMLDomNodeType kind> host::datum mint_handle(const XMLHashEntry &from, void *object) {
+    std::byte *const value = handle_room(); // first, when there is least to keep across the call
+    registry &state = *current_registry();
+    document_entry *const document = cached_document(state, from.key.document_id());
+    if (document == nullptr || document->next_slot == nullptr) [[unlikely]] {
+        return mint_after_search(from, from.key.serial(), object, kind, value);
+    }
+    const std::uint32_t node_id = document->next_node_id;
+    XMLHashEntry &slot = *document->next_slot;
+    take_fresh_node_id(*document);
+    return finish_handle(state, *document, slot, node_id, from.key.serial(), object, kind, value);
+}
+
+template host::datum mint_handle<XMLDomNodeType::attribute>(const XMLHashEntry &, void *);
+template host::datum mint_handle<XMLDomNodeType::element>(const XMLHashEntry &, void *);
+template host::datum mint_handle<XMLDomNodeType::named_node_map>(const XMLHashEntry &, void *);
+template host::datum mint_handle<XMLDomNodeType::node>(const XMLHashEntry &, void *);
+template host::datum mint_handle<XMLDomNodeType::node_list>(const XMLHashEntry &, void *);
+template host::datum mint_handle<XMLDomNodeType::text>(const XMLHashEntry &, void *);
+
+host::datum mint_handle(const XMLHashEntry &from, std::uint32_t serial, void *object,
+                        XMLDomNodeType kind) {
+    return mint_after_search(from, serial, object, kind, handle_room());
 }
 
 // --- clean-up -----------------------------------------------------------------------------------

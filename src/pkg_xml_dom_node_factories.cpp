@@ -39,7 +39,7 @@ host::datum make_element(host::call &call, xmlNodePtr &element) {
         return call.null();
     }
     xml_node_ptr made = new_element(require_document(entry), name.to_utf8().xml());
-    const host::datum result = mint_handle(entry, made.get(), XMLDomNodeType::element);
+    const host::datum result = mint_handle<XMLDomNodeType::element>(entry, made.get());
     element = made.release();
     return result;
 }
@@ -64,7 +64,7 @@ host::datum make_text(const XMLHashEntry &entry, const xmlChar *content) {
     if (made == nullptr || scope.refused()) {
         report(reports::out_of_memory);
     }
-    const host::datum result = mint_handle(entry, made.get(), XMLDomNodeType::text);
+    const host::datum result = mint_handle<XMLDomNodeType::text>(entry, made.get());
     made.release();
     return result;
 }
@@ -120,7 +120,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_create_attribute) {
     xmlDocPtr const document = require_document(entry);
     const utf8_argument name(call.value(1));
     xml_node_ptr made = new_attribute(document, name.xml(), nullptr);
-    const host::datum result = mint_handle(entry, made.get(), XMLDomNodeType::attribute);
+    const host::datum result = mint_handle<XMLDomNodeType::attribute>(entry, made.get());
     made.release();
     return result;
 }

@@ -24,7 +24,7 @@ template <tree_step step> host::datum take_step(host::call &call) {
     const XMLHashEntry &entry = find_handle(call, 0);
     const xmlNode *node = node_or_null(entry);
     xmlNodePtr reached = node == nullptr ? nullptr : step(node);
-    return reached == nullptr ? call.null() : mint_handle(entry, reached, XMLDomNodeType::node);
+    return reached == nullptr ? call.null() : mint_handle<XMLDomNodeType::node>(entry, reached);
 }
 
 // Attributes have no parent and no siblings here, though libxml2 links them.
@@ -89,7 +89,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_get_child_nodes) {
         return call.null();
     }
     xml_list_ptr list = list_of_children(node);
-    const host::datum result = mint_handle(entry, list.get(), XMLDomNodeType::node_list);
+    const host::datum result = mint_handle<XMLDomNodeType::node_list>(entry, list.get());
     list.release(); // the registry's now
     return result;
 }

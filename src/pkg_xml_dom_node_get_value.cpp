@@ -286,7 +286,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_get_attributes) {
         return call.null();
     }
     xmlNodePtr first = first_beside_children(as_node(entry.object));
-    return mint_handle(entry, first, XMLDomNodeType::named_node_map);
+    return mint_handle<XMLDomNodeType::named_node_map>(entry, first);
 }
 
 PKG_DBE_XML_FUNCTION(xml_dom_get_attribute_ns) {

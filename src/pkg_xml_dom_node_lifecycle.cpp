@@ -35,7 +35,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_makenode) {
     case XMLDomNodeType::document:
     case XMLDomNodeType::element:
     case XMLDomNodeType::text:
-        return mint_handle(entry, entry.object, XMLDomNodeType::node);
+        return mint_handle<XMLDomNodeType::node>(entry, entry.object);
     default:
         report(reports::kind_mismatch);
     }
@@ -53,7 +53,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_make_element) {
     if (const char *type = unconvertible_type(node->type)) {
         report(reports::cannot_convert, {type});
     }
-    return mint_handle(entry, entry.object, XMLDomNodeType::element);
+    return mint_handle<XMLDomNodeType::element>(entry, entry.object);
 }
 
 PKG_DBE_XML_FUNCTION(xml_dom_is_null) {

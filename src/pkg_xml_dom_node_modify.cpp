@@ -33,7 +33,7 @@ host::datum merge(const XMLHashEntry &parent, xmlNodePtr target, xmlNodePtr chil
     family &owner = family_of(parent);
     reserve_parking(owner, 1);
     text_growth growth(target, own_content(child));
-    const host::datum result = mint_handle(parent, target, XMLDomNodeType::node);
+    const host::datum result = mint_handle<XMLDomNodeType::node>(parent, target);
     growth.apply();
     drop_names(child);
     retire(owner, child);
@@ -46,7 +46,7 @@ host::datum move(const XMLHashEntry &parent, xmlNodePtr child) {
     xmlNodePtr const parent_node = as_node(parent.object);
     family &owner = family_of(parent);
     reserve_parking(owner, 1);
-    const host::datum result = mint_handle(parent, child, XMLDomNodeType::node);
+    const host::datum result = mint_handle<XMLDomNodeType::node>(parent, child);
     xmlNodePtr const replaced = as_node(replaced_attribute(parent_node, child));
     move_below(parent_node, child);
     if (replaced != nullptr) {
@@ -82,7 +82,7 @@ class adopted_copy {
 // The copy of a document belongs to the family that it was imported into and goes with it.
 host::datum import_document(const XMLHashEntry &into, xmlDocPtr document, xmlDocPtr source) {
     adopted_copy copy(family_of(into), copy_document(document, source));
-    const host::datum result = mint_handle(into, copy.get(), XMLDomNodeType::node);
+    const host::datum result = mint_handle<XMLDomNodeType::node>(into, copy.get());
     copy.keep();
     return result;
 }
@@ -117,7 +117,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_append_child) {
     xmlNodePtr const child_node = as_node(child.object);
     if (is_document(child_node)) {
         // A handle that names nothing, and no change: programs rely on it.
-        return mint_handle(parent, nullptr, XMLDomNodeType::node);
+        return mint_handle<XMLDomNodeType::node>(parent, nullptr);
     }
     if (!may_append(parent_node, child_node)) {
         report(reports::not_allowed);
@@ -151,7 +151,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_import_node) {
         return import_document(into, document, reinterpret_cast<xmlDocPtr>(source));
     }
     xml_node_ptr copy = copy_node(document, source, !call.is_null(2) && call.boolean(2));
-    const host::datum result = mint_handle(into, copy.get(), XMLDomNodeType::node);
+    const host::datum result = mint_handle<XMLDomNodeType::node>(into, copy.get());
     copy.release();
     return result;
 }

@@ -4,6 +4,7 @@
 // that stands in no tree and is named by no other handle goes out of use.
 
 #include "call_frame.hpp"
+#include "dom_map.hpp"
 
 namespace pkg_dbe_xml {
 

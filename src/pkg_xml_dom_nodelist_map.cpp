@@ -82,7 +82,7 @@ xmlNodePtr chain_of(const XMLHashEntry &entry) {
 }
 
 host::datum node_result(host::call &call, const XMLHashEntry &from, xmlNodePtr node) {
-    return node == nullptr ? call.null() : mint_handle(from, node, XMLDomNodeType::node);
+    return node == nullptr ? call.null() : mint_handle<XMLDomNodeType::node>(from, node);
 }
 
 } // namespace

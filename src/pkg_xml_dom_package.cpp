@@ -23,8 +23,8 @@ xmlNodePtr node_argument(const host::call &call) {
 }
 
 // A new handle for `node` beside that of argument 0, null for null.
-host::datum handle_result(host::call &call, void *node, XMLDomNodeType kind) {
-    return node == nullptr ? call.null() : mint_handle(find_handle(call, 0), node, kind);
+template <XMLDomNodeType kind> host::datum handle_result(host::call &call, void *node) {
+    return node == nullptr ? call.null() : mint_handle<kind>(find_handle(call, 0), node);
 }
 
 host::datum number_result(std::size_t count) {
@@ -41,27 +41,27 @@ PKG_DBE_XML_FUNCTION(xml_dom_get_attributes_of_node) {
     if (node == nullptr) {
         return call.null();
     }
-    return mint_handle(find_handle(call, 0), first_beside_children(node),
-                       XMLDomNodeType::named_node_map);
+    return mint_handle<XMLDomNodeType::named_node_map>(find_handle(call, 0),
+                                                       first_beside_children(node));
 }
 
 // The first child of whatever type, of a document too. Reports as above.
 PKG_DBE_XML_FUNCTION(xml_dom_first_node) {
     const xmlNode *node = node_argument(call);
-    return handle_result(call, node == nullptr ? nullptr : first_child(node), XMLDomNodeType::node);
+    return handle_result<XMLDomNodeType::node>(call, node == nullptr ? nullptr : first_child(node));
 }
 
 // The first attribute of an element, and the one behind an attribute. Reports as above.
 PKG_DBE_XML_FUNCTION(xml_dom_first_attribute) {
     const xmlNode *node = node_argument(call);
-    return handle_result(call, node == nullptr ? nullptr : first_attribute(node),
-                         XMLDomNodeType::attribute);
+    return handle_result<XMLDomNodeType::attribute>(call, node == nullptr ? nullptr
+                                                                          : first_attribute(node));
 }
 
 PKG_DBE_XML_FUNCTION(xml_dom_next_attribute) {
     const xmlNode *node = node_argument(call);
-    return handle_result(call, node == nullptr || !is_attribute(node) ? nullptr : node->next,
-                         XMLDomNodeType::attribute);
+    return handle_result<XMLDomNodeType::attribute>(
+        call, node == nullptr || !is_attribute(node) ? nullptr : node->next);
 }
 
 // Arguments: node, top, name. The element after `node`, in document order below `top`, that has
@@ -76,8 +76,8 @@ PKG_DBE_XML_FUNCTION(xml_dom_next_element) {
         return call.null();
     }
     const utf8_argument name(call.value(2));
-    return handle_result(call, next_element_by_name(node, top, name.xml()),
-                         XMLDomNodeType::element);
+    return handle_result<XMLDomNodeType::element>(call,
+                                                  next_element_by_name(node, top, name.xml()));
 }
 
 // A scope that begins now.

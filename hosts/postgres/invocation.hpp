@@ -17,7 +17,7 @@ namespace host {
 [[nodiscard]] MemoryContextData *caller_memory(MemoryContextData *otherwise) noexcept;
 
 // Whether there is a request to stop that was noticed where it could not be raised.
-extern constinit bool interrupt_is_kept;
+[[gnu::visibility("hidden")]] extern constinit bool interrupt_is_kept;
 // Takes it; it takes precedence over whatever else happened to the call.
 [[nodiscard]] server_error take_kept_interrupt() noexcept;
 

@@ -30,6 +30,7 @@ struct session_state {
     clean_up_callback clean_up;
 };
 
-extern constinit PKG_DBE_XML_SESSION_STORAGE session_state u_sess;
+// Hidden, as all of the library is: said here, so that it is not looked for by way of a table.
+[[gnu::visibility("hidden")]] extern constinit PKG_DBE_XML_SESSION_STORAGE session_state u_sess;
 
 } // namespace host

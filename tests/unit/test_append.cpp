@@ -351,8 +351,8 @@ TEST_F(appending, document_types_and_declarations_stay_where_they_are) {
          declaration = declaration->type == XML_DTD_NODE ? declaration->children
                                                          : declaration->next) {
         const sql::handle held = [&] {
-            const host::datum value = pkg_dbe_xml::mint_handle(*entry(tree), declaration,
-                                                               pkg_dbe_xml::XMLDomNodeType::node);
+            const host::datum value = pkg_dbe_xml::mint_handle<pkg_dbe_xml::XMLDomNodeType::node>(
+                *entry(tree), declaration);
             sql::result result;
             result.datum_ = value;
             return result.handle();

@@ -78,7 +78,7 @@ TEST_F(importing, document_types_and_declarations_are_refused) {
     while (declaration != nullptr) {
         sql::result held;
         held.datum_ =
-            pkg_dbe_xml::mint_handle(*entry(from), declaration, pkg_dbe_xml::XMLDomNodeType::node);
+            pkg_dbe_xml::mint_handle<pkg_dbe_xml::XMLDomNodeType::node>(*entry(from), declaration);
         EXPECT_REPORT(call(xml_dom_import_node, into, held.handle(), true),
                       reports::import_unsupported);
         declaration = declaration->type == XML_DTD_NODE ? declaration->children : declaration->next;

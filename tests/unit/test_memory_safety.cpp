@@ -24,7 +24,7 @@ class memory_safety : public changing {
     static sql::handle name_node(const sql::handle &document, void *node) {
         sql::result held;
         held.datum_ =
-            pkg_dbe_xml::mint_handle(*entry(document), node, pkg_dbe_xml::XMLDomNodeType::node);
+            pkg_dbe_xml::mint_handle<pkg_dbe_xml::XMLDomNodeType::node>(*entry(document), node);
         return held.handle();
     }
     // A document of that many levels, <a><a>...</a></a>, built call by call; gives its lowest one.

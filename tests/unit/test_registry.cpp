@@ -74,7 +74,7 @@ class registry : public sql::session_test {
         handle = pkg_dbe_xml::register_document(document);
     }
     host::datum mint(xmlNodePtr node) const {
-        return pkg_dbe_xml::mint_handle(entry_of(handle), node, XMLDomNodeType::node);
+        return pkg_dbe_xml::mint_handle<XMLDomNodeType::node>(entry_of(handle), node);
     }
 };
 
@@ -284,7 +284,7 @@ TEST_F(registry, releasing_the_document_frees_all_of_it) {
     xmlListPtr list = xmlListCreate(nullptr, nullptr);
     xmlListPushBack(list, document->children);
     const host::datum members =
-        pkg_dbe_xml::mint_handle(entry_of(handle), list, XMLDomNodeType::node_list);
+        pkg_dbe_xml::mint_handle<XMLDomNodeType::node_list>(entry_of(handle), list);
     EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), 4U);
     pkg_dbe_xml::xml_release_document(key_of(root));
     EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), 0U);
@@ -301,7 +301,7 @@ TEST_F(registry, releasing_the_document_handle_leaves_the_others_naming_nothing)
     xmlListPtr list = xmlListCreate(nullptr, nullptr);
     xmlListPushBack(list, document->children);
     const host::datum members =
-        pkg_dbe_xml::mint_handle(entry_of(handle), list, XMLDomNodeType::node_list);
+        pkg_dbe_xml::mint_handle<XMLDomNodeType::node_list>(entry_of(handle), list);
     EXPECT_EQ(pkg_dbe_xml::list_member(entry_of(members), 0), document->children);
     pkg_dbe_xml::xml_free_hashentry(k_dom_map, key_of(handle));
     EXPECT_EQ(entry_of(handle).object, nullptr);
@@ -324,7 +324,7 @@ TEST_F(registry, a_shared_document_lives_until_its_last_handle_goes) {
     const XMLHashEntry &second_entry = entry_of(second);
     EXPECT_EQ(&pkg_dbe_xml::family_of(second_entry), &pkg_dbe_xml::family_of(entry_of(first)));
     const host::datum seen =
-        pkg_dbe_xml::mint_handle(second_entry, entry_of(loose).object, XMLDomNodeType::node);
+        pkg_dbe_xml::mint_handle<XMLDomNodeType::node>(second_entry, entry_of(loose).object);
     pkg_dbe_xml::xml_release_document(key_of(first));
     // The detached node was named under the other id too: it is there, and freed once.
     ASSERT_NE(entry_of(seen).object, nullptr);
@@ -426,7 +426,7 @@ TEST_F(registry, an_adopted_copy_goes_with_its_family) {
     xmlDocPtr const raw = copy.get();
     pkg_dbe_xml::adopt_copy(pkg_dbe_xml::family_of(entry_of(handle)), copy);
     EXPECT_EQ(copy, nullptr);
-    const host::datum name = pkg_dbe_xml::mint_handle(entry_of(handle), raw, XMLDomNodeType::node);
+    const host::datum name = pkg_dbe_xml::mint_handle<XMLDomNodeType::node>(entry_of(handle), raw);
     EXPECT_EQ(entry_of(name).object, raw);
     pkg_dbe_xml::xml_release_document(key_of(name));
     EXPECT_EQ(host::gate.bytes_in_use, 0);
@@ -565,7 +565,7 @@ TEST_F(registry, list_members_are_read_in_order_and_beyond_the_end_is_null) {
         xmlListPushBack(list, node);
     }
     XMLHashEntry &entry =
-        entry_of(pkg_dbe_xml::mint_handle(entry_of(handle), list, XMLDomNodeType::node_list));
+        entry_of(pkg_dbe_xml::mint_handle<XMLDomNodeType::node_list>(entry_of(handle), list));
     EXPECT_EQ(pkg_dbe_xml::list_size(entry), 100U);
     for (std::size_t index = 0; index < nodes.size(); ++index) {
         EXPECT_EQ(pkg_dbe_xml::list_member(entry, index), nodes[index]);
@@ -650,7 +650,7 @@ TEST_F(registry, clean_up_frees_everything_and_a_new_registry_starts) {
         xmlListPtr list = xmlListCreate(nullptr, nullptr);
         xmlListPushBack(list, document->children);
         static_cast<void>(
-            pkg_dbe_xml::mint_handle(entry_of(handle), list, XMLDomNodeType::node_list));
+            pkg_dbe_xml::mint_handle<XMLDomNodeType::node_list>(entry_of(handle), list));
     }
     EXPECT_EQ(pkg_dbe_xml::xml_clean_all_res(), 0);
     EXPECT_EQ(host::gate.bytes_in_use, 0);

@@ -79,8 +79,9 @@ class registry_tables : public sql::session_test {
     }
     static XMLHashEntry *find(const DomKey &key) { return pkg_dbe_xml::xml_find_hashentry(key); }
     DomKey mint(void *object, XMLDomNodeType kind = XMLDomNodeType::node) const {
+        const XMLHashEntry &from = *find(document_key);
         return pkg_dbe_xml::check_raw_id_valid(
-            pkg_dbe_xml::mint_handle(*find(document_key), object, kind));
+            pkg_dbe_xml::mint_handle(from, from.key.serial(), object, kind));
     }
     // Handles with the next `count` node ids, of kinds that take turns.
     std::vector<DomKey> mint_many(std::size_t count,

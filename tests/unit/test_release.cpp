@@ -172,9 +172,8 @@ TEST_F(release, a_second_handle_of_the_document_is_only_a_handle) {
 TEST_F(release, declarations_are_never_listed) {
     const sql::handle tree = document("<!DOCTYPE a [<!ELEMENT a ANY>]><a/>");
     sql::result held;
-    held.datum_ =
-        pkg_dbe_xml::mint_handle(*entry(tree), reinterpret_cast<xmlDocPtr>(node(tree))->intSubset,
-                                 pkg_dbe_xml::XMLDomNodeType::node);
+    held.datum_ = pkg_dbe_xml::mint_handle<pkg_dbe_xml::XMLDomNodeType::node>(
+        *entry(tree), reinterpret_cast<xmlDocPtr>(node(tree))->intSubset);
     call(xml_dom_free_node, held.handle());
     EXPECT_EQ(parked(tree), 0U);
     EXPECT_NE(reinterpret_cast<xmlDocPtr>(node(tree))->intSubset, nullptr);

@@ -118,7 +118,7 @@ TEST_F(set_value, declarations_and_what_stands_in_them_are_never_changed) {
          declaration = declaration->next) {
         sql::result result;
         result.datum_ =
-            pkg_dbe_xml::mint_handle(*entry(tree), declaration, pkg_dbe_xml::XMLDomNodeType::node);
+            pkg_dbe_xml::mint_handle<pkg_dbe_xml::XMLDomNodeType::node>(*entry(tree), declaration);
         EXPECT_REPORT(call(xml_dom_set_node_value, result.handle(), "v"), reports::no_modification);
         if (declaration->type == XML_ENTITY_DECL) {
             ASSERT_NE(declaration->children, nullptr);

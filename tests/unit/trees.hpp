@@ -73,7 +73,8 @@ inline sql::handle empty_document() {
 }
 // A new handle of any kind for any object, of the document that `from` belongs to.
 inline sql::handle named(const sql::handle &from, void *object, XMLDomNodeType kind) {
-    return handle_of(pkg_dbe_xml::mint_handle(*entry_of(from), object, kind));
+    const pkg_dbe_xml::XMLHashEntry &entry = *entry_of(from);
+    return handle_of(pkg_dbe_xml::mint_handle(entry, entry.key.serial(), object, kind));
 }
 inline sql::handle named(const sql::handle &from, xmlNodePtr node) {
     return named(from, node, XMLDomNodeType::node);

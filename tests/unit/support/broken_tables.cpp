@@ -38,6 +38,8 @@ lost_document::~lost_document() {
 
 void set_serial_counter(std::uint32_t serial) { current_registry()->serial = serial; }
 
+std::size_t &handle_count() { return current_registry()->entry_count; }
+
 pkg_dbe_xml::XMLHashEntry *&recent_entry(std::uint32_t node_id) {
     return pkg_dbe_xml::recent_entry(*pkg_dbe_xml::current_registry(), node_id);
 }

@@ -25,6 +25,9 @@ class lost_document {
 // Sets the counter from which serials and fresh document ids come, as after it has wrapped.
 void set_serial_counter(std::uint32_t serial);
 
+// The number of handles that the registry counts.
+[[nodiscard]] std::size_t &handle_count();
+
 // Where the registry remembers the entry that was made or found last for such a node id.
 [[nodiscard]] pkg_dbe_xml::XMLHashEntry *&recent_entry(std::uint32_t node_id);
 

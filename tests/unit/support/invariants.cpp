@@ -77,6 +77,7 @@ class audit {
     void read_documents();
     void check_recent_entries(dbe::registry &state);
     void read_document(dbe::document_entry &document);
+    void check_next_slot(const dbe::document_entry &document);
     void read_entry(const dbe::document_entry &document, const dbe::XMLHashEntry &entry);
     std::size_t released_handles(const dbe::document_entry &document);
     void check_free_ids(const dbe::document_entry &document);
@@ -179,8 +180,8 @@ void audit::read_documents() {
 // Reading one whose memory is gone is for the sanitizer to tell.
 void audit::check_recent_entries(dbe::registry &state) {
     for (std::size_t i = 0; i < dbe::k_recent_entries; ++i) {
-        const dbe::XMLHashEntry *recent = state.recent[i];
-        if (recent == nullptr || recent->kind == dbe::XMLDomNodeType::none) {
+        const dbe::XMLHashEntry *recent = state.recent.entries[i];
+        if (recent == nullptr) {
             continue;
         }
         if (recent->key.node_id() % dbe::k_recent_entries != i ||
@@ -191,25 +192,32 @@ void audit::check_recent_entries(dbe::registry &state) {
 }
 
 void audit::read_document(dbe::document_entry &document) {
-    std::size_t count = released_handles(document);
-    dbe::for_each_slot(document, [this, &document, &count](const dbe::XMLHashEntry &entry) {
-        ++count;
+    entry_total_ += released_handles(document);
+    dbe::for_each_slot(document, [this, &document](const dbe::XMLHashEntry &entry) {
+        ++entry_total_;
         read_entry(document, entry);
     });
-    if (count != document.entry_count) {
-        problem("document " + std::to_string(document.document_id) + " has " +
-                std::to_string(count) + " handles and counts " +
-                std::to_string(document.entry_count));
-    }
-    if (document.next_slot != nullptr &&
-        document.next_slot != dbe::find_slot(document, document.next_node_id)) {
-        problem("document " + std::to_string(document.document_id) +
-                " has a wrong slot for its next node id");
-    }
-    entry_total_ += count;
+    check_next_slot(document);
     check_free_ids(document);
     if (document.owner != nullptr) {
         families_.insert(document.owner, {});
+    }
+}
+
+// The slot of the next node id and the last that lies side by side with it.
+void audit::check_next_slot(const dbe::document_entry &document) {
+    if (document.next_slot == nullptr) {
+        return;
+    }
+    const std::string name = "document " + std::to_string(document.document_id);
+    if (document.first_freed != 0 ||
+        document.next_slot != dbe::find_slot(document, document.next_node_id)) {
+        problem(name + " has a wrong slot for its next node id");
+    }
+    const auto behind = static_cast<std::uint32_t>(document.last_slot - document.next_slot);
+    if (document.last_slot != dbe::find_slot(document, document.next_node_id + behind) ||
+        dbe::slots_behind(document.next_node_id) != behind) {
+        problem(name + " has a wrong last slot beside the next");
     }
 }
 

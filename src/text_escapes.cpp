@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #ifdef __SSE2__
@@ -25,26 +26,59 @@ constexpr std::size_t k_block = 16;
 
 enum class place { text, attribute };
 
-constexpr std::array<std::string_view, 256> make_references(place where, escape_rules rules) {
-    std::array<std::string_view, 256> references{};
-    if (rules == escape_rules::late) {
-        for (std::size_t byte = 1; byte < 0x20; ++byte) {
-            references[byte] = "&#xFFFD;";
-        }
-    }
-    references['<'] = "&lt;";
-    references['>'] = "&gt;";
-    references['&'] = "&amp;";
-    references['\r'] = "&#13;";
-    references['\n'] = where == place::attribute ? "&#10;" : "";
-    references['\t'] = where == place::attribute ? "&#9;" : "";
-    if (where == place::attribute) {
-        references['"'] = "&quot;";
+// What a byte becomes; of size 0, the byte itself.
+struct reference {
+    char text[k_longest_reference];
+    std::uint8_t size;
+};
+
+// All there are, without addresses: a table of addresses costs the first call of every session
+// the pages it fills.
+constexpr std::string_view k_reference_texts[] = {"",      "&lt;", "&gt;",   "&amp;",   "&#13;",
+                                                  "&#10;", "&#9;", "&quot;", "&#xFFFD;"};
+constexpr std::size_t k_reference_count = std::size(k_reference_texts);
+
+constexpr std::array<reference, k_reference_count> k_references = [] {
+    std::array<reference, k_reference_count> references{};
+    for (std::size_t index = 0; index < k_reference_count; ++index) {
+        const std::string_view text = k_reference_texts[index];
+        std::copy(text.begin(), text.end(), references[index].text);
+        references[index].size = static_cast<std::uint8_t>(text.size());
     }
     return references;
+}();
+
+// The place of a text in k_references; does not compile for one that is not there.
+consteval std::uint8_t place_of(std::string_view text) {
+    for (std::size_t index = 0; index < k_reference_count; ++index) {
+        if (k_reference_texts[index] == text) {
+            return static_cast<std::uint8_t>(index);
+        }
+    }
+    throw "no such reference";
 }
+
+constexpr std::array<std::uint8_t, 256> make_places(place where, escape_rules rules) {
+    std::array<std::uint8_t, 256> places{};
+    if (rules == escape_rules::late) {
+        for (std::size_t byte = 1; byte < 0x20; ++byte) {
+            places[byte] = place_of("&#xFFFD;");
+        }
+    }
+    places['<'] = place_of("&lt;");
+    places['>'] = place_of("&gt;");
+    places['&'] = place_of("&amp;");
+    places['\r'] = place_of("&#13;");
+    places['\n'] = where == place::attribute ? place_of("&#10;") : place_of("");
+    places['\t'] = where == place::attribute ? place_of("&#9;") : place_of("");
+    if (where == place::attribute) {
+        places['"'] = place_of("&quot;");
+    }
+    return places;
+}
+// The place in k_references of what each byte becomes.
 template <place where, escape_rules rules>
-constexpr std::array<std::string_view, 256> k_references = make_references(where, rules);
+constexpr std::array<std::uint8_t, 256> k_places = make_places(where, rules);
 
 #ifdef __SSE2__
 // A bit for each of the 16 bytes that has to be replaced.
@@ -72,7 +106,7 @@ template <place where, escape_rules rules>
 // Escapes `size` bytes to `next`, where there is room for size * k_longest_reference + k_block.
 template <place where, escape_rules rules>
 [[nodiscard]] char *escape(char *next, const char *text, std::size_t size) noexcept {
-    const auto &references = k_references<where, rules>;
+    const auto &places = k_places<where, rules>;
     const char *const end = text + size;
 #ifdef __SSE2__
     while (static_cast<std::size_t>(end - text) >= k_block) {
@@ -86,19 +120,19 @@ template <place where, escape_rules rules>
             continue;
         }
         const int plain = __builtin_ctz(special);
-        const std::string_view reference = references[static_cast<std::uint8_t>(text[plain])];
-        std::memcpy(next + plain, reference.data(), reference.size());
-        next += plain + static_cast<int>(reference.size());
+        const reference &found = k_references[places[static_cast<std::uint8_t>(text[plain])]];
+        std::memcpy(next + plain, found.text, sizeof found.text);
+        next += plain + found.size;
         text += plain + 1;
     }
 #endif
     for (; text != end; ++text) {
-        const std::string_view reference = references[static_cast<std::uint8_t>(*text)];
-        if (reference.empty()) [[likely]] {
+        const reference &found = k_references[places[static_cast<std::uint8_t>(*text)]];
+        if (found.size == 0) [[likely]] {
             *next++ = *text;
         } else {
-            std::memcpy(next, reference.data(), reference.size());
-            next += reference.size();
+            std::memcpy(next, found.text, sizeof found.text);
+            next += found.size;
         }
     }
     return next;

@@ -45,7 +45,8 @@ EXTRA_CLEAN = $(objects_folder)
 
 XML2_CONFIG ?= xml2-config
 exports_map := $(source)/hosts/postgres/exports.map
-SHLIB_LINK = $(shell $(XML2_CONFIG) --libs) -lstdc++ -Wl,--version-script=$(exports_map)
+SHLIB_LINK = $(shell $(XML2_CONFIG) --libs) -lstdc++ -Wl,--gc-sections \
+	-Wl,--version-script=$(exports_map)
 
 # No bitcode: the server would compile it as other C++ than this.
 override with_llvm = no
@@ -65,9 +66,12 @@ vpath %.control $(source)
 # --- compiling ----------------------------------------------------------------------------------
 
 OPTIMISE ?= -O2
+# Empty for assertions.
+ASSERTIONS ?= -DNDEBUG
 # Empty for a compiler newer than these sources.
 WARNINGS_AS_ERRORS ?= -Werror
 cxx_flags = -std=c++20 $(OPTIMISE) -g -fPIC -fvisibility=hidden -fvisibility-inlines-hidden \
+	-ffunction-sections -fdata-sections $(ASSERTIONS) \
 	-Wall -Wextra -Wshadow -Wconversion $(WARNINGS_AS_ERRORS) \
 	-ffile-prefix-map=$(source)/= -I$(source)/include -I$(source)/hosts/common \
 	$(patsubst -I%,-isystem %,$(shell $(XML2_CONFIG) --cflags)) $(EXTRA_CXXFLAGS)

@@ -74,12 +74,12 @@ using row_ptr = std::unique_ptr<host::catalog_row, row_deleter>;
 [[nodiscard]] bool holds_protected_entry(const char *name) noexcept {
     for (const char *setting : host::protected_setting_paths()) {
         const char *entry = FindFileName(setting);
-        if (entry != nullptr && std::strstr(name, entry) != nullptr) {
+        if (entry != nullptr && std::string_view(name).find(entry) != std::string_view::npos) {
             return true;
         }
     }
     return std::ranges::any_of(host::protected_names(), [name](const char *entry) {
-        return std::strstr(name, entry) != nullptr;
+        return std::string_view(name).find(entry) != std::string_view::npos;
     });
 }
 
@@ -103,8 +103,9 @@ void check_and_get_input_path(char *path, char *&directory, char *&file_part) {
         report(reports::empty_path);
     }
     std::replace(path, path + std::strlen(path), '\\', '/');
-    const char *slash = std::strchr(path, '/');
-    if (slash == nullptr || slash == path || slash[1] == '\0' || std::strrchr(path, '/') != slash) {
+    char *const slash = std::strrchr(path, '/');
+    if (slash == nullptr || slash == path || slash[1] == '\0' ||
+        std::find(path, slash, '/') != slash) {
         report(reports::path_shape);
     }
     const std::string_view name(slash + 1);

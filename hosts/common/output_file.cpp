@@ -88,7 +88,7 @@ output_file *make_record(const char *name) {
     auto *file = new (memory) output_file{};
     file->directory = -1;
     file->descriptor = -1;
-    std::strncpy(file->name, name, k_longest_name);
+    std::memcpy(file->name, name, std::strlen(name) + 1);
     file->next = open_files;
     if (open_files != nullptr) {
         open_files->previous = file;

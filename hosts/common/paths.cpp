@@ -25,8 +25,8 @@ std::size_t add_part(char *result, std::size_t start, std::size_t size,
     if (part == "..") {
         const std::string_view parts(result + start, size - start);
         const std::size_t slash = parts.rfind('/');
-        const std::string_view last =
-            slash == std::string_view::npos ? parts : parts.substr(slash + 1);
+        std::string_view last = parts;
+        last.remove_prefix(slash == std::string_view::npos ? 0 : slash + 1);
         if (!last.empty() && last != "..") {
             return slash == std::string_view::npos ? start : start + slash;
         }

@@ -17,7 +17,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#ifdef PKG_DBE_XML_SESSIONS_ARE_THREADS
 #include <mutex>
+#endif
 
 namespace host {
 
@@ -242,12 +244,23 @@ void install() noexcept {
 #endif
 }
 
+#ifdef PKG_DBE_XML_SESSIONS_ARE_THREADS
 constinit std::once_flag installed{};
+#else
+constinit bool installed = false;
+#endif
 
 } // namespace
 
 void prepare_gate() noexcept {
+#ifdef PKG_DBE_XML_SESSIONS_ARE_THREADS
     std::call_once(installed, install);
+#else
+    if (!installed) {
+        installed = true;
+        install();
+    }
+#endif
     gate.ready = true;
 }
 

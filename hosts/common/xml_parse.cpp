@@ -7,7 +7,7 @@
 #include "host/limits.hpp"
 
 #include <algorithm>
-#include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -127,7 +127,7 @@ std::string_view declared_encoding(std::string_view text) noexcept {
         return {};
     }
     const std::size_t closing = text.find(text[opening], opening + 1);
-    return text.substr(opening + 1, closing - opening - 1);
+    return {text.data() + opening + 1, closing - opening - 1};
 }
 
 // libxml2 was told to take the text as it is; the document must still say what it declared.
@@ -227,11 +227,8 @@ void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int 
         } else {
             parse_diagnostics &notes = *run.diagnostics;
             const place here = place_of(run.context);
-            char text[128] = "the limit ";
-            std::strncat(text, name, 64);
-            std::strncat(text, " = ", 4);
-            const std::size_t used = std::strlen(text);
-            *std::to_chars(text + used, text + sizeof text - 1, value).ptr = '\0';
+            char text[128];
+            std::snprintf(text, sizeof text, "the limit %.64s = %d", name, value);
             notes.limit = name;
             notes.line = here.line;
             notes.column = here.column;

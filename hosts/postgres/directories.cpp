@@ -13,6 +13,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -74,7 +75,8 @@ char *text_of(FunctionCallInfo fcinfo, int index, const char *what) {
 
 void require_good_name(const char *name) {
     if (name[0] == '\0' || std::strlen(name) > k_longest_name ||
-        std::strpbrk(name, "/\\") != nullptr || has_control_character(name)) {
+        std::string_view(name).find_first_of("/\\") != std::string_view::npos ||
+        has_control_character(name)) {
         ereport(ERROR,
                 (errcode(ERRCODE_INVALID_NAME), errmsg("invalid name of a directory object"),
                  errdetail("A name has 1 to %d bytes and holds no slash, backslash or control "

@@ -85,7 +85,7 @@ char *append_character(char *end, const char *character, int size, int encoding,
     }
     unsigned char source[8] = {};
     unsigned char target[8 * MAX_CONVERSION_GROWTH + 1] = {};
-    std::memcpy(source, bytes, static_cast<std::size_t>(size));
+    std::copy_n(bytes, size, source);
     if (!OidIsValid(conversion) ||
         pg_do_encoding_conversion_buf(conversion, PG_UTF8, encoding, source, size, target,
                                       static_cast<int>(sizeof target), true) != size) {

@@ -12,6 +12,6 @@ PGDLLEXPORT void _PG_init(void);
 
 void _PG_init(void) {
     host::define_large_object_piece();
-    host::define_settings();
-    host::watch_discards();
+    host::prepare_settings();
+    host::watch_utility_statements();
 }

@@ -3,7 +3,8 @@
 
 namespace host {
 
-// Puts the clean-up that follows DISCARD ALL in place; called once, when the library is loaded.
-void watch_discards();
+// Puts in place what goes before a statement that asks for settings and the clean-up that follows
+// DISCARD ALL; called once, when the library is loaded.
+void watch_utility_statements();
 
 } // namespace host

@@ -1,6 +1,7 @@
 // Sessions of the standalone host: one per thread.
 #include "host/session.hpp"
 
+#include "host/limits.hpp"
 #include "host/lob.hpp"
 #include "host/xml.hpp"
 #include "session_record.hpp"
@@ -14,6 +15,8 @@
 namespace host {
 
 constinit PKG_DBE_XML_SESSION_STORAGE session_state u_sess{};
+
+void settle_parse_limits() {} // there are no settings
 
 namespace standalone {
 

@@ -38,18 +38,6 @@ template <class... Argument> sql::handle made(sql::function entry, const Argumen
     return sql::call(entry, arguments...).handle();
 }
 
-// Runs an action as the body of a call, and what came of it.
-std::function<void()> action_to_run;
-host::datum run_action(host::call & /*call*/) {
-    action_to_run();
-    return 0;
-}
-host::datum enter_action(host::call_record *record) { return host::invoke(record, run_action); }
-host::call_record outcome_of(std::function<void()> action) {
-    action_to_run = std::move(action);
-    return standalone::call_function(enter_action, nullptr, 0);
-}
-
 void put_behind(xmlNodePtr parent, xmlNodePtr child) {
     child->parent = parent;
     child->prev = parent->last;
@@ -405,7 +393,7 @@ TEST_F(rare_trees, a_text_does_not_grow_beyond_what_libxml2_measures) {
     constexpr std::size_t k_size = INT_MAX - 10;
     text->psvi = reinterpret_cast<void *>(k_size); // what a long text remembers of itself
     const auto grow = [text](const char *added) {
-        return outcome_of([text, added] { pkg_dbe_xml::text_growth(text, xml(added)); });
+        return sql::run_in_call([text, added] { pkg_dbe_xml::text_growth(text, xml(added)); });
     };
     EXPECT_FALSE(grow("1234567890").failed);
     EXPECT_FALSE(grow("").failed);
@@ -460,7 +448,7 @@ TEST_F(rare_trees, a_node_of_a_type_that_is_never_copied_is_reported) {
     odd.type = XML_NOTATION_NODE;
     odd.doc = tree;
     const host::call_record outcome =
-        outcome_of([&] { static_cast<void>(pkg_dbe_xml::copy_node(tree, &odd, false)); });
+        sql::run_in_call([&] { static_cast<void>(pkg_dbe_xml::copy_node(tree, &odd, false)); });
     EXPECT_TRUE(outcome.failed);
     EXPECT_EQ(outcome.report.id, reports::out_of_memory.id);
 }

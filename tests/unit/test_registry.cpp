@@ -8,7 +8,6 @@
 #include "support/broken_tables.hpp"
 
 #include <cstring>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -48,20 +47,6 @@ xmlDocPtr make_document() {
 xmlNodePtr make_element(xmlDocPtr document, const char *name) {
     const host::tree_scope scope;
     return xmlNewDocNode(document, nullptr, text(name), nullptr);
-}
-
-// Runs an action as the body of a call; the SQLSTATE of its report, or "none".
-std::function<void()> action_to_run;
-host::datum run_action(host::call & /*call*/) {
-    action_to_run();
-    return 0;
-}
-host::datum enter_action(host::call_record *record) { return host::invoke(record, run_action); }
-
-std::string sqlstate_of(std::function<void()> action) {
-    action_to_run = std::move(action);
-    const host::call_record outcome = host::standalone::call_function(enter_action, nullptr, 0);
-    return outcome.failed ? outcome.report.sqlstate : "none";
 }
 
 class registry : public sql::session_test {
@@ -118,8 +103,9 @@ TEST_F(registry, only_thirteen_bytes_are_a_handle) {
     for (std::size_t size = 0; size < 40; ++size) {
         const std::string bytes(size, 'x');
         const std::string expected = size == 13 ? "none" : "2200U";
-        EXPECT_EQ(sqlstate_of([&] { key_of(host::standalone::make_text(bytes)); }), expected);
-        EXPECT_EQ(sqlstate_of([&] { key_of(host::standalone::make_short_text(bytes)); }), expected);
+        EXPECT_EQ(sql::sqlstate_of([&] { key_of(host::standalone::make_text(bytes)); }), expected);
+        EXPECT_EQ(sql::sqlstate_of([&] { key_of(host::standalone::make_short_text(bytes)); }),
+                  expected);
     }
 }
 
@@ -198,18 +184,22 @@ TEST_F(registry, node_ids_count_up_and_freed_ones_come_first) {
 
 TEST_F(registry, unknown_ids_are_reported) {
     add_document();
-    EXPECT_EQ(sqlstate_of([] { static_cast<void>(pkg_dbe_xml::xml_get_next_nodeid(99)); }),
+    EXPECT_EQ(sql::sqlstate_of([] { static_cast<void>(pkg_dbe_xml::xml_get_next_nodeid(99)); }),
               "22023");
     EXPECT_EQ(host::standalone::last_report().message, "invalid dom handler");
     EXPECT_EQ(host::standalone::last_report().module_id, 18);
-    EXPECT_EQ(sqlstate_of([] { pkg_dbe_xml::xml_dom_remove_doc_entry(99); }), "2200U");
+    EXPECT_EQ(sql::sqlstate_of([] { pkg_dbe_xml::xml_dom_remove_doc_entry(99); }), "2200U");
     EXPECT_EQ(host::standalone::last_report().message, "not find xmldom in hash");
     const DomKey unknown = key_of(0, 99, 2);
-    EXPECT_EQ(sqlstate_of([&] { pkg_dbe_xml::xml_get_hashentry(k_dom_map, unknown); }), "2200U");
-    EXPECT_EQ(sqlstate_of([&] { pkg_dbe_xml::xml_free_hashentry(k_dom_map, unknown); }), "2200U");
-    EXPECT_EQ(sqlstate_of([&] { pkg_dbe_xml::xml_delete_hashentry(k_dom_map, unknown); }), "2200U");
+    EXPECT_EQ(sql::sqlstate_of([&] { pkg_dbe_xml::xml_get_hashentry(k_dom_map, unknown); }),
+              "2200U");
+    EXPECT_EQ(sql::sqlstate_of([&] { pkg_dbe_xml::xml_free_hashentry(k_dom_map, unknown); }),
+              "2200U");
+    EXPECT_EQ(sql::sqlstate_of([&] { pkg_dbe_xml::xml_delete_hashentry(k_dom_map, unknown); }),
+              "2200U");
     EXPECT_EQ(host::standalone::last_report().module_id, 0);
-    EXPECT_EQ(sqlstate_of([] { pkg_dbe_xml::xml_domkeys_hash_decrease_key(nullptr); }), "2200U");
+    EXPECT_EQ(sql::sqlstate_of([] { pkg_dbe_xml::xml_domkeys_hash_decrease_key(nullptr); }),
+              "2200U");
     EXPECT_EQ(host::standalone::last_report().message, "entry is NULL");
 }
 
@@ -217,7 +207,7 @@ TEST_F(registry, a_key_is_registered_once) {
     add_document();
     const DomKey key = key_of(0, 5, 2);
     pkg_dbe_xml::xml_insert_hashentry(k_dom_map, key, document->children, "", XMLDomNodeType::node);
-    EXPECT_EQ(sqlstate_of([&] {
+    EXPECT_EQ(sql::sqlstate_of([&] {
                   pkg_dbe_xml::xml_insert_hashentry(k_dom_map, key, document->children, "",
                                                     XMLDomNodeType::node);
               }),
@@ -581,9 +571,9 @@ TEST_F(registry, a_document_that_no_family_shares_is_reported) {
     {
         const sql::lost_document lost(document);
         EXPECT_REPORT(sql::call(xml_dom_free_node, argument), reports::dom_keys_not_found);
-        EXPECT_EQ(
-            sqlstate_of([&] { pkg_dbe_xml::xml_domkeys_hash_decrease_key(&entry_of(handle)); }),
-            reports::dom_keys_not_found.sqlstate);
+        EXPECT_EQ(sql::sqlstate_of(
+                      [&] { pkg_dbe_xml::xml_domkeys_hash_decrease_key(&entry_of(handle)); }),
+                  reports::dom_keys_not_found.sqlstate);
         EXPECT_EQ(host::standalone::last_report().message, reports::dom_keys_not_found.message);
         // The handle names the document as before.
         EXPECT_EQ(entry_of(handle).object, document);
@@ -638,7 +628,7 @@ TEST_F(registry, an_id_that_no_document_has_yet_is_not_released) {
     EXPECT_EQ(pkg_dbe_xml::xml_release_all_documents(), 0U);
     EXPECT_EQ(pkg_dbe_xml::xml_get_next_nodeid(taken), 1U); // the id is still known
     pkg_dbe_xml::xml_dom_remove_doc_entry(taken);
-    EXPECT_EQ(sqlstate_of([&] { static_cast<void>(pkg_dbe_xml::xml_get_next_nodeid(taken)); }),
+    EXPECT_EQ(sql::sqlstate_of([&] { static_cast<void>(pkg_dbe_xml::xml_get_next_nodeid(taken)); }),
               "22023");
 }
 

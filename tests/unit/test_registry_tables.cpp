@@ -15,7 +15,6 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,20 +36,6 @@ DomKey key_of(std::uint32_t document_id, std::uint32_t node_id, std::uint32_t se
     DomKey key{};
     pkg_dbe_xml::xml_dom_general_key(document_id, node_id, serial, key);
     return key;
-}
-
-// Runs an action as the body of a call; the SQLSTATE of its report, or "none".
-std::function<void()> action_to_run;
-host::datum run_action(host::call & /*call*/) {
-    action_to_run();
-    return 0;
-}
-host::datum enter_action(host::call_record *record) { return host::invoke(record, run_action); }
-
-std::string sqlstate_of(std::function<void()> action) {
-    action_to_run = std::move(action);
-    const host::call_record outcome = standalone::call_function(enter_action, nullptr, 0);
-    return outcome.failed ? outcome.report.sqlstate : "none";
 }
 
 class registry_tables : public sql::session_test {
@@ -220,7 +205,7 @@ TEST_F(registry_tables, a_released_handle_is_deleted_and_its_node_id_comes_back)
 TEST_F(registry_tables, a_handle_is_not_registered_under_a_document_id_that_was_not_given_out) {
     add_document();
     const DomKey key = key_of(document_key.document_id() + 1, 1, document_key.serial());
-    EXPECT_EQ(sqlstate_of([&] {
+    EXPECT_EQ(sql::sqlstate_of([&] {
                   pkg_dbe_xml::xml_insert_hashentry(k_dom_map, key, root(), "",
                                                     XMLDomNodeType::node);
               }),
@@ -233,7 +218,7 @@ TEST_F(registry_tables, a_node_id_has_one_handle_whatever_the_serial) {
     add_document();
     const DomKey key = mint(root());
     const DomKey later = key_of(key.document_id(), key.node_id(), key.serial() + 1);
-    EXPECT_EQ(sqlstate_of([&] {
+    EXPECT_EQ(sql::sqlstate_of([&] {
                   pkg_dbe_xml::xml_insert_hashentry(k_dom_map, later, root(), "",
                                                     XMLDomNodeType::node);
               }),
@@ -372,7 +357,7 @@ TEST_F(registry_tables, a_registry_that_is_half_made_has_no_documents) {
     for (;; ++failed) {
         standalone::fail_call(standalone::service::allocation, failed + 1);
         const std::string outcome =
-            sqlstate_of([] { static_cast<void>(pkg_dbe_xml::xml_next_serial()); });
+            sql::sqlstate_of([] { static_cast<void>(pkg_dbe_xml::xml_next_serial()); });
         standalone::clear_faults();
         if (outcome == "none") {
             break;

@@ -29,6 +29,13 @@ std::string as_string(const std::uint8_t *bytes, std::size_t size) {
     return {reinterpret_cast<const char *>(bytes), size};
 }
 
+std::function<void()> action_to_run;
+host::datum run_action(host::call & /*call*/) {
+    action_to_run();
+    return 0;
+}
+host::datum enter_action(host::call_record *record) { return host::invoke(record, run_action); }
+
 // The texts of a row with its place-holders filled in.
 std::string filled(std::string_view format, std::initializer_list<std::string_view> arguments) {
     std::string text;
@@ -199,6 +206,16 @@ std::vector<host::argument> arguments_of(const std::vector<value> &values) {
         arguments.push_back(each.argument());
     }
     return arguments;
+}
+
+host::call_record run_in_call(std::function<void()> action) {
+    action_to_run = std::move(action);
+    return host::standalone::call_function(enter_action, nullptr, 0);
+}
+
+std::string sqlstate_of(std::function<void()> action) {
+    const host::call_record outcome = run_in_call(std::move(action));
+    return outcome.failed ? outcome.report.sqlstate : "none";
 }
 
 result call_with(function entry, const std::vector<value> &arguments) {

@@ -18,6 +18,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -116,6 +117,11 @@ result call_with(function entry, const std::vector<value> &arguments);
 template <class... Argument> result call(function entry, const Argument &...arguments) {
     return call_with(entry, std::vector<value>{value(arguments)...});
 }
+
+// Runs an action as the body of a call, and what came of it.
+host::call_record run_in_call(std::function<void()> action);
+// The same: the SQLSTATE of its report, or "none".
+std::string sqlstate_of(std::function<void()> action);
 
 // A session of its own for each test, in a UTF-8 database. TearDown ends the session and fails the
 // test if libxml2 memory or host memory of the session is left.

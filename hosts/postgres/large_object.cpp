@@ -93,9 +93,7 @@ void truncate_large_object(int descriptor, std::int64_t length) {
 std::int64_t object_piece() noexcept { return piece_setting; }
 
 void define_large_object_piece() {
-    // Called by the server while it loads the library: failures are the server's own, and nothing
-    // here has a destructor. Where nobody has set it, a session is spared the 33 microseconds that
-    // defining a setting takes up to version 15.
+    // Called by the server: failures are the server's own, and nothing here has a destructor.
     constexpr const char *name = "pkg_dbe_xml.large_object_piece";
     if (GetConfigOption(name, true, false) == nullptr) {
         return;

@@ -11,7 +11,6 @@ PGDLLEXPORT void _PG_init(void);
 }
 
 void _PG_init(void) {
-    host::define_large_object_piece();
     host::prepare_settings();
     host::watch_utility_statements();
 }

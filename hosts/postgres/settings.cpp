@@ -119,8 +119,8 @@ void reserve_prefix() {
 
 // In this order; one that fails is tried again when the settings are asked for again.
 constexpr void (*k_definitions[])() = {
-    define_safe_data_path, define_budget_base,    define_budget_factor, define_max_depth,
-    define_max_particles,  define_max_attributes, reserve_prefix};
+    define_safe_data_path, define_large_object_piece, define_budget_base,    define_budget_factor,
+    define_max_depth,      define_max_particles,      define_max_attributes, reserve_prefix};
 
 } // namespace
 

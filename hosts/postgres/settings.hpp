@@ -20,8 +20,8 @@ void define_settings_before(const Node *statement);
 // server_error.
 void adopt_settings();
 
-// Defines pkg_dbe_xml.large_object_piece, which nobody but a test changes, if it is set; one of what
-// define_settings does.
+// Defines pkg_dbe_xml.large_object_piece, which nobody but a test changes, if it is set; one of
+// what define_settings does.
 void define_large_object_piece();
 
 // `pkg_dbe_xml.safe_data_path`, in the database encoding; null or "" when it is not set.

@@ -169,6 +169,29 @@ TEST_F(registry_tables, a_handle_of_a_given_back_page_is_deleted) {
     EXPECT_TRUE(sql::check_invariants());
 }
 
+TEST_F(registry_tables, handles_of_pages_of_every_form_are_counted_until_their_document_goes) {
+    const DomKey other = added(make_document());
+    add_document();
+    fill_pieces();
+    using enum XMLDomNodeType;
+    xmlNodePtr const dropped = make_element("dropped");
+    for (std::uint32_t count = 0; count < k_page; ++count) { // a page of no handle at all
+        mint(dropped);
+    }
+    pkg_dbe_xml::drop_names(dropped);
+    pkg_dbe_xml::retire(pkg_dbe_xml::family_of(*find(document_key)), dropped);
+    release(mint_many(k_page, {node}));
+    release(mint_many(k_page, {node, text}));
+    mint_many(10, {node});
+    // The two documents, what is in the pieces, and three pages.
+    EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), 2 + (k_page - 1) + 2 * k_page + 10);
+    EXPECT_TRUE(sql::check_invariants());
+    pkg_dbe_xml::xml_release_document(document_key);
+    EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), 1U);
+    pkg_dbe_xml::xml_release_document(other);
+    EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), 0U);
+}
+
 TEST_F(registry_tables, a_page_stays_as_it_is_without_the_memory_for_its_small_form) {
     add_document();
     fill_pieces();

@@ -110,8 +110,8 @@ bool open_directory(output_file *file, const char *path, const char *slash) noex
     if (fault(file_step::open_directory)) {
         return false;
     }
-    file->directory = open(size == 0 ? "/" : directory,
-                           O_PATH | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    file->directory = openat(AT_FDCWD, size == 0 ? "/" : directory,
+                             O_PATH | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     return file->directory >= 0 && may_write_in(file->directory);
 }
 

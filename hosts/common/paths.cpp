@@ -110,7 +110,7 @@ bool path_lies_below(const char *path, const char *base) noexcept {
 
 bool identify(const char *path, file_identity &identity) noexcept {
     struct stat status {};
-    if (stat(path, &status) != 0) {
+    if (fstatat(AT_FDCWD, path, &status, 0) != 0) {
         return false;
     }
     identity = {status.st_dev, status.st_ino};

@@ -90,7 +90,7 @@ void require_good_name(const char *name) {
 void inspect_directory(const char *path) {
     const char *utf8_path = pg_server_to_any(path, static_cast<int>(std::strlen(path)), PG_UTF8);
     struct stat status {};
-    if (lstat(utf8_path, &status) != 0) {
+    if (fstatat(AT_FDCWD, utf8_path, &status, AT_SYMLINK_NOFOLLOW) != 0) {
         ereport(WARNING, (errcode_for_file_access(),
                           errmsg("directory \"%s\" cannot be used yet: %m", path)));
         return;
@@ -100,7 +100,8 @@ void inspect_directory(const char *path) {
                 (errcode(ERRCODE_WRONG_OBJECT_TYPE), errmsg("\"%s\" is not a directory", path),
                  S_ISLNK(status.st_mode) ? errhint("Name the directory the link leads to.") : 0));
     }
-    const int directory = open(utf8_path, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    const int directory =
+        openat(AT_FDCWD, utf8_path, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     bool failed = directory < 0;
     const bool is_own = !failed && host::stands_in_own_directory(directory, failed);
     if (directory >= 0) {

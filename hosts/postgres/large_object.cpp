@@ -13,7 +13,7 @@
 extern "C" {
 #include <libpq/be-fsstubs.h>
 #include <libpq/libpq-fs.h>
-#include <utils/fmgrprotos.h>
+#include <utils/fmgroids.h>
 }
 
 namespace host {
@@ -23,8 +23,8 @@ namespace {
 constinit int piece_setting = static_cast<int>(k_object_piece);
 
 void seek(int descriptor, std::int64_t offset, int from) {
-    DirectFunctionCall3(be_lo_lseek64, Int32GetDatum(descriptor), Int64GetDatum(offset),
-                        Int32GetDatum(from));
+    OidFunctionCall3(F_LO_LSEEK64, Int32GetDatum(descriptor), Int64GetDatum(offset),
+                     Int32GetDatum(from));
 }
 
 } // namespace
@@ -32,7 +32,7 @@ void seek(int descriptor, std::int64_t offset, int from) {
 object_number create_large_object() {
     Oid number = InvalidOid;
     guard([&] {
-        number = DatumGetObjectId(DirectFunctionCall1(be_lo_create, ObjectIdGetDatum(InvalidOid)));
+        number = DatumGetObjectId(OidFunctionCall1(F_LO_CREATE, ObjectIdGetDatum(InvalidOid)));
     });
     return number;
 }
@@ -42,14 +42,14 @@ int open_large_object(object_number number, object_use use) {
     int descriptor = -1;
     guard([&] {
         descriptor = DatumGetInt32(
-            DirectFunctionCall2(be_lo_open, ObjectIdGetDatum(number), Int32GetDatum(mode)));
+            OidFunctionCall2(F_LO_OPEN, ObjectIdGetDatum(number), Int32GetDatum(mode)));
     });
     return descriptor;
 }
 
 void close_large_object(int descriptor) noexcept {
     const guarded_step close = [](void *state) noexcept {
-        DirectFunctionCall1(be_lo_close, Int32GetDatum(*static_cast<int *>(state)));
+        OidFunctionCall1(F_LO_CLOSE, Int32GetDatum(*static_cast<int *>(state)));
     };
     // Fails only for what is not open; the end of the transaction closes it in any case.
     server_error ignored{nullptr};
@@ -60,7 +60,7 @@ std::int64_t large_object_size(int descriptor) {
     std::int64_t size = 0;
     guard([&] {
         seek(descriptor, 0, SEEK_END);
-        size = DatumGetInt64(DirectFunctionCall1(be_lo_tell64, Int32GetDatum(descriptor)));
+        size = DatumGetInt64(OidFunctionCall1(F_LO_TELL64, Int32GetDatum(descriptor)));
     });
     return size;
 }
@@ -86,7 +86,7 @@ void write_large_object(int descriptor, std::int64_t offset, const char *bytes,
 
 void truncate_large_object(int descriptor, std::int64_t length) {
     guard([&] {
-        DirectFunctionCall2(be_lo_truncate64, Int32GetDatum(descriptor), Int64GetDatum(length));
+        OidFunctionCall2(F_LO_TRUNCATE64, Int32GetDatum(descriptor), Int64GetDatum(length));
     });
 }
 

@@ -107,8 +107,8 @@ void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, co
         charge(run, context,
                k_node_cost * (1 + namespace_count) + cost_of(attributes, attribute_count));
     }
-    run.handlers.startElementNs(data, name, prefix, uri, namespace_count, namespaces,
-                                attribute_count, defaulted_count, attributes);
+    xmlSAX2StartElementNs(data, name, prefix, uri, namespace_count, namespaces, attribute_count,
+                          defaulted_count, attributes);
 }
 
 void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
@@ -116,7 +116,7 @@ void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
     parse_run &run = *current_run;
     --run.depth;
     begin_text(run, static_cast<xmlParserCtxtPtr>(data));
-    run.handlers.endElementNs(data, name, prefix, uri);
+    xmlSAX2EndElementNs(data, name, prefix, uri);
 }
 
 struct model_size {
@@ -169,7 +169,7 @@ void on_element_declaration(void *data, const xmlChar *name, int type,
     if (run.stopped) [[unlikely]] {
         return;
     }
-    run.handlers.elementDecl(data, name, type, model);
+    xmlSAX2ElementDecl(data, name, type, model);
 }
 
 // How many attributes were declared for one element, this one included; 0 when memory ran out.
@@ -223,7 +223,7 @@ void on_attribute_declaration(void *data, const xmlChar *element, const xmlChar 
         xmlFreeEnumeration(values);
         return;
     }
-    run.handlers.attributeDecl(data, element, name, type, default_kind, default_value, values);
+    xmlSAX2AttributeDecl(data, element, name, type, default_kind, default_value, values);
 }
 
 // Adds up what copying the nodes of an entity that was parsed before costs, and how deep they lie;
@@ -301,7 +301,7 @@ xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
     if (must_stop(run, context)) [[unlikely]] {
         return nullptr;
     }
-    return admit_entity(run, context, run.handlers.getEntity(data, name));
+    return admit_entity(run, context, xmlSAX2GetEntity(data, name));
 }
 
 // Takes from an external entity what libxml2 would look for: it asks the file system whether a name
@@ -321,13 +321,12 @@ void forget_location(xmlEntityPtr entity) noexcept {
 
 void on_entity_declaration(void *data, const xmlChar *name, int type, const xmlChar *public_id,
                            const xmlChar *system_id, xmlChar *content) noexcept {
-    parse_run &run = *current_run;
-    run.declaration_text = 0;
-    run.handlers.entityDecl(data, name, type, public_id, system_id, content);
+    current_run->declaration_text = 0;
+    xmlSAX2EntityDecl(data, name, type, public_id, system_id, content);
     const bool parameter =
         type == XML_INTERNAL_PARAMETER_ENTITY || type == XML_EXTERNAL_PARAMETER_ENTITY;
-    forget_location(parameter ? run.handlers.getParameterEntity(data, name)
-                              : run.handlers.getEntity(data, name));
+    forget_location(parameter ? xmlSAX2GetParameterEntity(data, name)
+                              : xmlSAX2GetEntity(data, name));
 }
 
 xmlEntityPtr on_get_parameter_entity(void *data, const xmlChar *name) noexcept {
@@ -336,7 +335,7 @@ xmlEntityPtr on_get_parameter_entity(void *data, const xmlChar *name) noexcept {
     if (must_stop(run, context)) [[unlikely]] {
         return nullptr;
     }
-    xmlEntityPtr entity = admit_entity(run, context, run.handlers.getParameterEntity(data, name));
+    xmlEntityPtr entity = admit_entity(run, context, xmlSAX2GetParameterEntity(data, name));
     if (entity != nullptr) {
         charge_declaration(run, context, entity->length);
     }
@@ -345,9 +344,8 @@ xmlEntityPtr on_get_parameter_entity(void *data, const xmlChar *name) noexcept {
 
 void on_internal_subset(void *data, const xmlChar *name, const xmlChar *external_id,
                         const xmlChar *system_id) noexcept {
-    parse_run &run = *current_run;
-    run.diagnostics->has_doctype = true;
-    run.handlers.internalSubset(data, name, external_id, system_id);
+    current_run->diagnostics->has_doctype = true;
+    xmlSAX2InternalSubset(data, name, external_id, system_id);
 }
 
 // An external subset is not loaded.
@@ -367,7 +365,7 @@ void on_end_document(void *data) noexcept {
     if (context == run.context && input != nullptr && input->cur < input->end) {
         note_text_left(run);
     }
-    run.handlers.endDocument(data);
+    xmlSAX2EndDocument(data);
 }
 
 } // namespace
@@ -386,9 +384,8 @@ bool collects_too_many_attributes(const parse_run &run) noexcept {
            (context->nsNr - run.namespaces) / 4 >= parse_limits.max_attributes;
 }
 
-void set_limit_callbacks(parse_run &run) noexcept {
-    xmlSAXVersion(&run.handlers, 2);
-    xmlSAXHandler &handler = *run.context->sax;
+void set_limit_callbacks(xmlParserCtxtPtr context) noexcept {
+    xmlSAXHandler &handler = *context->sax;
     handler.startElementNs = on_start_element;
     handler.endElementNs = on_end_element;
     handler.elementDecl = on_element_declaration;

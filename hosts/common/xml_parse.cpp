@@ -181,7 +181,7 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
     xmlDocPtr document = nullptr;
     {
         const watched_parse watched(run);
-        set_limit_callbacks(run);
+        set_limit_callbacks(run.context);
 #if LIBXML_VERSION >= 21300
         // Of its own it refuses honest documents that use entities a lot; the budget does not.
         xmlCtxtSetMaxAmplification(run.context, k_no_amplification_limit);

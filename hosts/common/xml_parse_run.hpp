@@ -24,8 +24,6 @@ struct parse_run {
     std::int64_t text_begun;   // position and entity text when the text node was begun that
     std::int64_t entity_text;  // grows at present; bytes of entity text in all
     std::int64_t declaration_text; // bytes read since the last declaration ended
-    xmlSAXHandler handlers;   // libxml2's own callbacks, which those that keep the limits call: got
-                              // together, since finding nine by name takes a session longer
     xmlHashTablePtr declared; // attributes declared, by the name of the element; made when needed
     int depth;                // open elements, entities included
     int namespaces;           // what libxml2 had of them at the last tag
@@ -60,8 +58,8 @@ void discard_document(xmlDocPtr document) noexcept;
 // Frees what was kept. Throws when the statement is asked to stop; the rest is then kept on.
 void release_abandoned();
 
-// Puts the callbacks that keep the limits into the context of a parse.
-void set_limit_callbacks(parse_run &run) noexcept;
+// Puts the callbacks that keep the limits into a context.
+void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;
 // More attributes or namespaces are being collected for one element than are allowed. They are
 // compared with each other before any callback hears of them.
 [[nodiscard]] bool collects_too_many_attributes(const parse_run &run) noexcept;

@@ -23,7 +23,7 @@ source := $(patsubst %/,%,$(dir $(abspath $(firstword $(MAKEFILE_LIST)))))
 VPATH := $(source)
 endif
 
-sources := $(sort $(wildcard $(addprefix $(source)/,src/*.cpp hosts/common/*.cpp hosts/postgres/*.cpp)))
+sources := $(sort $(wildcard $(addprefix $(source)/,src/*.cpp src/*/*.cpp hosts/postgres/*.cpp)))
 objects_folder := build/postgres
 OBJS = $(patsubst $(source)/%.cpp,$(objects_folder)/%.o,$(sources))
 
@@ -73,7 +73,7 @@ WARNINGS_AS_ERRORS ?= -Werror
 cxx_flags = -std=c++20 $(OPTIMISE) -g -fPIC -fvisibility=hidden -fvisibility-inlines-hidden \
 	-ffunction-sections -fdata-sections $(ASSERTIONS) \
 	-Wall -Wextra -Wshadow -Wconversion $(WARNINGS_AS_ERRORS) \
-	-ffile-prefix-map=$(source)/= -I$(source)/include -I$(source)/hosts/common \
+	-ffile-prefix-map=$(source)/= -I$(source)/include -I$(source)/src \
 	$(patsubst -I%,-isystem %,$(shell $(XML2_CONFIG) --cflags)) $(EXTRA_CXXFLAGS)
 # Only the host sees the server's headers.
 library_flags = -include $(source)/hosts/postgres/server_free.hpp
@@ -85,8 +85,6 @@ $(CXX) $(cxx_flags) $(1) -MMD -MP -c -o $@ $<
 endef
 
 $(objects_folder)/src/%.o: $(source)/src/%.cpp $(source)/Makefile
-	$(call compile,$(library_flags))
-$(objects_folder)/hosts/common/%.o: $(source)/hosts/common/%.cpp $(source)/Makefile
 	$(call compile,$(library_flags))
 $(objects_folder)/hosts/postgres/%.o: $(source)/hosts/postgres/%.cpp $(source)/Makefile
 	$(call compile,$(server_flags))

@@ -5,7 +5,7 @@
 #include "host/large_object.hpp"
 #include "host/path.hpp"
 #include "host/text.hpp"
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "xml_owner.hpp"
 
 #include <cstddef>
@@ -13,7 +13,8 @@
 
 namespace pkg_dbe_xml {
 
-// --- large values (src/large_values.cpp) ------------------------------------------------------
+// --- large values (src/text/large_values.cpp)
+// ------------------------------------------------------
 
 // Longest text that is parsed, in bytes.
 inline constexpr std::int64_t k_longest_text = 2147483647;
@@ -26,7 +27,8 @@ void copy_lob_to_flat_buffer(host::datum large_value, std::int64_t length, char 
 // piece_length_negative.
 [[nodiscard]] host::varlena *copy_flat_buffer_to_lob(std::int64_t length, const char *buffer);
 
-// --- parsing (src/pkg_xml_dom_document_lifecycle.cpp) -------------------------------------------
+// --- parsing (src/functions/pkg_xml_dom_document_lifecycle.cpp)
+// -------------------------------------------
 
 // Parses a text or CLOB value into a new document and registers it; returns its handle. Reports
 // text_too_large and invalid_document (with libxml2's words, line and column as context).
@@ -82,7 +84,8 @@ void count_nodes_separate_type(const xmlNode *node, node_counts &counts);
 // Appends a node and marks it as listed; false when that failed.
 [[nodiscard]] bool xml_list_pushback(xmlNodePtr node, xmlListPtr list);
 
-// --- paths (src/file_paths.cpp) -----------------------------------------------------------------
+// --- paths (src/files/file_paths.cpp)
+// -----------------------------------------------------------------
 
 // Splits DIR/NAME.xml (backslashes count as slashes; changed in place) into the directory name and
 // "/NAME.xml", both new strings in the current context. Reports empty_path, path_shape,
@@ -100,7 +103,8 @@ void check_file_permission(const char *path);
 // What follows the last "/", the whole path when there is none; null for a missing or empty path.
 [[nodiscard]] const char *FindFileName(const char *path) noexcept;
 
-// --- writing to files (src/pkg_xml_dom_file_serialization.cpp) ----------------------------------
+// --- writing to files (src/functions/pkg_xml_dom_file_serialization.cpp)
+// ----------------------------------
 
 struct dump_result {
     bool done;          // everything was written

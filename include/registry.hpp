@@ -21,7 +21,7 @@
 #include "host/call.hpp"
 #include "host/session.hpp"
 #include "host/text.hpp"
-#include "typed_access.hpp"
+#include "tree/typed_access.hpp"
 #include "xml_owner.hpp"
 
 #include <array>
@@ -126,7 +126,7 @@ static_assert(sizeof(XMLHashEntry) == 48, "one entry per live handle: keep it le
 struct family;
 struct XmlParserHashEntry;
 
-struct entry_page; // 256 entries, src/dom_map.cpp
+struct entry_page; // 256 entries, src/registry/dom_map.cpp
 
 // "XMLDOM doc map": one per document id.
 struct document_entry {
@@ -139,7 +139,7 @@ struct document_entry {
                                  // there are freed ids
     XMLHashEntry *last_slot;     // that lies side by side with `next_slot`
     XMLHashEntry *pieces[3];     // node ids 0-7, 8-39, 40-255
-    std::uintptr_t *pages;       // node ids from 256 on; see src/dom_map.cpp
+    std::uintptr_t *pages;       // node ids from 256 on; see src/registry/dom_map.cpp
     family *owner;               // null while no document is alive under the id
     document_entry *next_in_family;
     document_entry *previous_in_family;
@@ -167,7 +167,8 @@ struct domkeys_entry {
     family *shared;
 };
 
-// A parser object (src/pkg_xml_parser.cpp); here because a family clears those that name it.
+// A parser object (src/functions/pkg_xml_parser.cpp); here because a family clears those that name
+// it.
 struct XmlParserHashEntry {
     xmlParserCtxtPtr ctxt; // owned
     xmlDocPtr doc;         // the last document parsed; owned until it is handed over

@@ -1,7 +1,7 @@
 // Settings about files, and where files may be written on this server.
 #include "host/path.hpp"
 
-#include "file_hooks.hpp"
+#include "files/file_hooks.hpp"
 #include "host/encoding.hpp"
 #include "own_directories.hpp"
 #include "settings.hpp"

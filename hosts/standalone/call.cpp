@@ -1,7 +1,7 @@
 // The road of a call on the standalone host: the body runs, what it raised becomes the record's.
 #include "host/call.hpp"
 
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "session_record.hpp"
 
 #include <algorithm>

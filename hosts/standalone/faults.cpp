@@ -1,8 +1,8 @@
 // Fault injection: counters in the session's record.
 #include "standalone_faults.hpp"
 
+#include "libxml/xml_service.hpp"
 #include "session_record.hpp"
-#include "xml_service.hpp"
 
 namespace host::standalone {
 namespace {

@@ -1,7 +1,7 @@
 // Settings about files, and the faults that tests inject into their writing.
 #include "host/path.hpp"
 
-#include "file_hooks.hpp"
+#include "files/file_hooks.hpp"
 #include "session_record.hpp"
 #include "standalone_files.hpp"
 

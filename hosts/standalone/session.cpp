@@ -3,9 +3,9 @@
 
 #include "host/limits.hpp"
 #include "host/lob.hpp"
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
+#include "libxml/xml_arena.hpp"
 #include "session_record.hpp"
-#include "xml_arena.hpp"
 
 #include <cstdio>
 #include <cstdlib>

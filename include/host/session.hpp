@@ -23,8 +23,8 @@ using clean_up_callback = int (*)();
 struct session_state {
     memory_context *xmldom_context;    // "SessionXMLDOMMemoryContext"
     memory_context *xmlparser_context; // "SessionXMLMemoryContext"
-    void *registry;                    // the registry of DOM handles, src/pkg_xml_dom_hash.cpp
-    hash_table *xmlparser_map;         // "XMLPARSER map"
+    void *registry;            // the registry of DOM handles, src/registry/pkg_xml_dom_hash.cpp
+    hash_table *xmlparser_map; // "XMLPARSER map"
     std::uint32_t next_parser_id;
     bool initialised; // the registry is set up
     clean_up_callback clean_up;

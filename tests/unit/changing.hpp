@@ -5,7 +5,7 @@
 #include "sql.hpp"
 
 #include "host/session.hpp"
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "registry.hpp"
 #include "standalone_session.hpp"
 

@@ -4,7 +4,7 @@
 #include "support/sql.hpp"
 
 #include "host/limits.hpp"
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "xml_owner.hpp"
 
 #include <string>

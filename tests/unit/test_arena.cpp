@@ -2,9 +2,9 @@
 // system gets it back.
 #include "support/sql.hpp"
 
-#include "xml_arena.hpp"
+#include "libxml/xml_arena.hpp"
 
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 
 #include <gtest/gtest.h>
 

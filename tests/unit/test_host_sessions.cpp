@@ -2,7 +2,7 @@
 #include "error_reports.hpp"
 #include "host/error.hpp"
 #include "host/session.hpp"
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"

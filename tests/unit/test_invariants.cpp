@@ -1,5 +1,5 @@
 // The audit of a session finds what is broken: each test breaks one thing, and mends it again.
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "registry.hpp"
 #include "standalone_session.hpp"
 #include "support/broken_tables.hpp"

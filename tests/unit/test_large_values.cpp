@@ -6,7 +6,7 @@
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
-#include "text_limits.hpp"
+#include "text/text_limits.hpp"
 
 #include <cstdlib>
 #include <memory>

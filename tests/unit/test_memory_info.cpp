@@ -1,7 +1,7 @@
 // What the administrator sees of the memory behind documents.
 #include "support/sql.hpp"
 
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "trees.hpp"
 
 #include <libxml/HTMLtree.h>

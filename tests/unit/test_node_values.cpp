@@ -2,8 +2,8 @@
 #include "trees.hpp"
 
 #include "faults.hpp"
-#include "node_text.hpp"
 #include "standalone_session.hpp"
+#include "tree/node_text.hpp"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include "faults.hpp"
 #include "host/session.hpp"
-#include "host/xml.hpp"
-#include "parser_registry.hpp"
+#include "libxml/xml.hpp"
+#include "registry/parser_registry.hpp"
 #include "standalone_session.hpp"
 
 #include <cstring>

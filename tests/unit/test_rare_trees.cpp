@@ -7,13 +7,13 @@
 #include "trees.hpp"
 
 #include "common.hpp"
+#include "edit/tree_changes.hpp"
 #include "error_reports.hpp"
 #include "host/lob.hpp"
-#include "host/xml.hpp"
-#include "node_text.hpp"
+#include "libxml/xml.hpp"
 #include "standalone_session.hpp"
-#include "tree_changes.hpp"
-#include "tree_writer.hpp"
+#include "tree/node_text.hpp"
+#include "write/tree_writer.hpp"
 
 #include <libxml/HTMLtree.h>
 #include <libxml/parserInternals.h>

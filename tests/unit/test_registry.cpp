@@ -2,7 +2,7 @@
 #include "sql.hpp"
 
 #include "host/session.hpp"
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "registry.hpp"
 #include "standalone_session.hpp"
 #include "support/broken_tables.hpp"

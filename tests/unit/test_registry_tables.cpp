@@ -5,7 +5,7 @@
 #include "support/sql.hpp"
 
 #include "host/session.hpp"
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "registry.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"

@@ -1,9 +1,9 @@
 // Writing documents and nodes to buffers and CLOBs.
-#include "serialization.hpp"
 #include "standalone_session.hpp"
 #include "support/faults.hpp"
 #include "support/sql.hpp"
 #include "trees.hpp"
+#include "write/serialization.hpp"
 
 #include <libxml/parserInternals.h>
 

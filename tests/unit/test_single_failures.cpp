@@ -1,11 +1,11 @@
 // Failures at single places, each met with just the tree or the text that leads there: the sweeps
 // over all functions work on one document and do not come by.
+#include "libxml/xml_parse_run.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_files.hpp"
 #include "standalone_session.hpp"
 #include "support/faults.hpp"
 #include "trees.hpp"
-#include "xml_parse_run.hpp"
 
 #include <cerrno>
 #include <filesystem>

@@ -2,7 +2,7 @@
 // generations of libxml2.
 #include "support/sql.hpp"
 
-#include "text_escapes.hpp"
+#include "write/text_escapes.hpp"
 
 #include <string>
 #include <string_view>

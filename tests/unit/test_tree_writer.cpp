@@ -1,9 +1,9 @@
 // The tree writer against libxml2: the same bytes, for every kind of node, for documents of the
 // machine the test runs on, and for trees made at random.
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
-#include "tree_writer.hpp"
+#include "write/tree_writer.hpp"
 #include "xml_owner.hpp"
 
 #include <libxml/parserInternals.h>

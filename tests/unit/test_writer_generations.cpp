@@ -1,11 +1,11 @@
 // The tree writer beside a libxml2 of another version than the one it was built with: by the rules
 // of 2.15, and where libxml2 is unknown and writes itself. Older versions of libxml2 let themselves
 // be told which version they are.
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
-#include "tree_writer.hpp"
 #include "trees.hpp"
+#include "write/tree_writer.hpp"
 #include "xml_owner.hpp"
 
 #include <libxml/parserInternals.h>

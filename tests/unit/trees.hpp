@@ -4,7 +4,7 @@
 
 #include "sql.hpp"
 
-#include "host/xml.hpp"
+#include "libxml/xml.hpp"
 #include "registry.hpp"
 
 #include <libxml/parser.h>

@@ -1,7 +1,7 @@
 // Breaking a session's registry by hand.
 #include "support/broken_tables.hpp"
 
-#include "dom_map.hpp"
+#include "registry/dom_map.hpp"
 
 #include <gtest/gtest.h>
 

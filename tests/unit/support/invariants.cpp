@@ -5,9 +5,9 @@
 // among them.
 #include "support/invariants.hpp"
 
-#include "dom_map.hpp"
-#include "host/xml.hpp"
-#include "parser_registry.hpp"
+#include "libxml/xml.hpp"
+#include "registry/dom_map.hpp"
+#include "registry/parser_registry.hpp"
 #include "standalone_session.hpp"
 #include "support/pointer_table.hpp"
 

@@ -1,0 +1,335 @@
+// Copying nodes from one document to another, of any depth.
+//
+// libxml2's own copy recurses, looks every namespace up from the bottom of the copy, and gives the
+// copy names that belong to nobody in the target's family.
+
+#include "edit/tree_changes.hpp"
+
+#include "error_reports.hpp"
+#include "host/error.hpp"
+#include "libxml/xml.hpp"
+
+#include <libxml/parserInternals.h>
+
+#include <cstddef>
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+// Nodes between two looks at whether the statement was asked to stop.
+constexpr std::size_t k_nodes_between_polls = 4096;
+
+// Which record of the copy stands for which record of the source. While a copy is being made, the
+// source's record points to its copy by `_private`; the copies are chained through `context`, so
+// that all traces can be taken away again. A copy uses its records itself.
+class namespace_copies {
+  public:
+    namespace_copies() = default;
+    ~namespace_copies() {
+        while (last_ != nullptr) {
+            xmlNsPtr const copy = last_;
+            last_ = reinterpret_cast<xmlNsPtr>(context_of(copy));
+            static_cast<xmlNsPtr>(copy->_private)->_private = nullptr;
+            copy->_private = nullptr;
+            mark_used_inside(copy);
+        }
+    }
+    namespace_copies(const namespace_copies &) = delete;
+    namespace_copies &operator=(const namespace_copies &) = delete;
+
+    void add(xmlNsPtr source, xmlNsPtr copy) noexcept {
+        source->_private = copy;
+        copy->_private = source;
+        set_context(copy, reinterpret_cast<xmlDocPtr>(last_));
+        last_ = copy;
+    }
+    [[nodiscard]] static xmlNsPtr find(const xmlNs *source) noexcept {
+        return static_cast<xmlNsPtr>(source->_private);
+    }
+
+  private:
+    xmlNsPtr last_ = nullptr;
+};
+
+void link_last(xmlNodePtr parent, xmlNodePtr child) noexcept {
+    child->parent = parent;
+    child->prev = parent->last;
+    if (parent->last != nullptr) {
+        parent->last->next = child;
+    } else {
+        parent->children = child;
+    }
+    parent->last = child;
+}
+
+[[nodiscard]] int text_length(const xmlChar *text) noexcept {
+    return text == nullptr ? 0 : xmlStrlen(text);
+}
+
+[[nodiscard]] xmlNsPtr declaration_of(const xmlNode *element, const xmlChar *prefix) noexcept {
+    for (xmlNsPtr record = element->nsDef; record != nullptr; record = record->next) {
+        if (xmlStrEqual(record->prefix, prefix) != 0) {
+            return record;
+        }
+    }
+    return nullptr;
+}
+
+// The declarations of a copied document type know their document.
+void adopt_document_type(xmlDocPtr document, xmlNodePtr document_type) noexcept {
+    document->intSubset = reinterpret_cast<xmlDtdPtr>(document_type);
+    document_type->doc = document;
+    for (xmlNodePtr declaration = document_type->children; declaration != nullptr;
+         declaration = declaration->next) {
+        declaration->doc = document;
+    }
+}
+
+// One copy in the making. Every node is linked to the copy as soon as it is made, and completed
+// then, so that a failure leaves one tree to free.
+class copier {
+  public:
+    explicit copier(xmlDocPtr target) noexcept : target_(target) {}
+
+    // A node of the same type, name and text, with nothing below it and no attributes yet.
+    [[nodiscard]] xml_node_ptr copy_bare(const xmlNode *source);
+    // Gives the copy its namespace, and its attributes or, if it is an attribute, its texts.
+    void complete(const xmlNode *source, xmlNodePtr copy);
+    // Copies all that stands below `source` to below `copy`.
+    void copy_below(xmlNodePtr source, xmlNodePtr copy);
+
+  private:
+    void check(const void *made) const {
+        if (made == nullptr || scope_.refused()) {
+            report(reports::out_of_memory);
+        }
+    }
+    [[nodiscard]] xmlNodePtr copy_step(xmlNodePtr source, xmlNodePtr parent);
+    void complete_attribute(const xmlNode *source, xmlNodePtr copy, xmlNodePtr element);
+    void copy_attributes(const xmlNode *source, xmlNodePtr copy);
+    void copy_declarations(const xmlNode *source, xmlNodePtr copy);
+    [[nodiscard]] xmlNsPtr copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute);
+    [[nodiscard]] xmlNsPtr declare(xmlNodePtr element, const xmlNs *source);
+
+    host::tree_scope scope_;
+    xmlDocPtr target_;
+    xmlNodePtr top_ = nullptr; // the element of the copy that stands above the others
+    namespace_copies namespaces_;
+    std::size_t steps_ = 0;
+};
+
+xmlNsPtr copier::declare(xmlNodePtr element, const xmlNs *source) {
+    xmlNsPtr const made = xmlNewNs(element, source->href, source->prefix);
+    check(made);
+    mark_used_inside(made);
+    return made;
+}
+
+// The record that a node of the copy uses for what its original uses. A namespace declared outside
+// of the copied tree is declared on top of the copy; where its prefix is taken there, on the
+// element itself.
+xmlNsPtr copier::copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute) {
+    if (xmlNsPtr const known = namespace_copies::find(source)) {
+        return known;
+    }
+    if (xmlStrEqual(source->prefix, reinterpret_cast<const xmlChar *>("xml")) != 0) {
+        return xml_namespace(target_);
+    }
+    // An attribute without a prefix cannot get its namespace from a declaration.
+    if (element == nullptr || (for_attribute && source->prefix == nullptr)) {
+        return shared_namespace(target_, source->href, source->prefix);
+    }
+    xmlNsPtr found = declaration_of(top_, source->prefix);
+    if (found == nullptr) {
+        found = declare(top_, source);
+        namespaces_.add(source, found);
+        return found;
+    }
+    if (xmlStrEqual(found->href, source->href) != 0) {
+        return found;
+    }
+    found = declaration_of(element, source->prefix);
+    if (found == nullptr) {
+        return declare(element, source);
+    }
+    return xmlStrEqual(found->href, source->href) != 0
+               ? found
+               : shared_namespace(target_, source->href, source->prefix);
+}
+
+void copier::copy_declarations(const xmlNode *source, xmlNodePtr copy) {
+    xmlNsPtr last = nullptr;
+    for (xmlNsPtr record = source->nsDef; record != nullptr; record = record->next) {
+        xmlNsPtr const made = xmlNewNs(nullptr, record->href, record->prefix);
+        if (made != nullptr) {
+            (last == nullptr ? copy->nsDef : last->next) = made;
+            last = made;
+            namespaces_.add(record, made);
+        }
+        check(made);
+    }
+}
+
+xml_node_ptr copier::copy_bare(const xmlNode *source) {
+    xml_node_ptr made;
+    switch (source->type) {
+    case XML_ELEMENT_NODE:
+        made = new_element(target_, source->name);
+        made->line = source->line;
+        break;
+    case XML_ATTRIBUTE_NODE:
+        made = new_attribute(target_, source->name, nullptr);
+        break;
+    case XML_TEXT_NODE:
+        made.reset(xmlNewDocText(target_, source->content));
+        if (made != nullptr && source->name == xmlStringTextNoenc) {
+            made->name = xmlStringTextNoenc;
+        }
+        break;
+    case XML_CDATA_SECTION_NODE:
+        made.reset(xmlNewCDataBlock(target_, source->content, text_length(source->content)));
+        break;
+    case XML_ENTITY_REF_NODE:
+        made.reset(xmlNewReference(target_, source->name));
+        break;
+    case XML_PI_NODE:
+        made.reset(xmlNewDocPI(target_, source->name, source->content));
+        break;
+    case XML_COMMENT_NODE:
+        made.reset(xmlNewDocComment(target_, source->content));
+        break;
+    case XML_DOCUMENT_FRAG_NODE:
+        made.reset(xmlNewDocFragment(target_));
+        break;
+    case XML_DTD_NODE:
+        made.reset(reinterpret_cast<xmlNodePtr>(
+            xmlCopyDtd(reinterpret_cast<xmlDtdPtr>(const_cast<xmlNodePtr>(source)))));
+        break;
+    default:
+        break;
+    }
+    check(made.get());
+    return made;
+}
+
+void copier::complete_attribute(const xmlNode *source, xmlNodePtr copy, xmlNodePtr element) {
+    if (source->ns != nullptr) {
+        copy->ns = copy_of(source->ns, element, true);
+    }
+    for (const xmlNode *child = source->children; child != nullptr; child = child->next) {
+        link_last(copy, copy_bare(child).release());
+    }
+}
+
+void copier::copy_attributes(const xmlNode *source, xmlNodePtr copy) {
+    xmlAttrPtr last = nullptr;
+    for (const xmlAttr *attribute = source->properties; attribute != nullptr;
+         attribute = attribute->next) {
+        const auto *const original = reinterpret_cast<const xmlNode *>(attribute);
+        auto *const made = reinterpret_cast<xmlAttrPtr>(copy_bare(original).release());
+        made->parent = copy;
+        made->prev = last;
+        (last == nullptr ? copy->properties : last->next) = made;
+        last = made;
+        complete_attribute(original, as_node(made), copy);
+    }
+}
+
+void copier::complete(const xmlNode *source, xmlNodePtr copy) {
+    switch (source->type) {
+    case XML_ELEMENT_NODE:
+        if (copy->parent == nullptr || copy->parent->type != XML_ELEMENT_NODE) {
+            top_ = copy;
+        }
+        copy_declarations(source, copy);
+        if (source->ns != nullptr) {
+            copy->ns = copy_of(source->ns, copy, false);
+        }
+        copy_attributes(source, copy);
+        break;
+    case XML_ATTRIBUTE_NODE:
+        complete_attribute(source, copy, nullptr);
+        break;
+    case XML_DTD_NODE:
+        adopt_document_type(target_, copy);
+        break;
+    default:
+        break;
+    }
+}
+
+xmlNodePtr copier::copy_step(xmlNodePtr source, xmlNodePtr parent) {
+    if (++steps_ % k_nodes_between_polls == 0) {
+        host::check_for_interrupts();
+    }
+    xmlNodePtr const copy = copy_bare(source).release();
+    link_last(parent, copy);
+    complete(source, copy);
+    return copy;
+}
+
+void copier::copy_below(xmlNodePtr source, xmlNodePtr copy) {
+    xmlNodePtr node = source;
+    for (;;) {
+        xmlNodePtr const child = node->type == XML_DTD_NODE ? nullptr : first_child(node);
+        if (child != nullptr) {
+            copy = copy_step(child, copy);
+            node = child;
+            continue;
+        }
+        while (node != source && node->next == nullptr) {
+            node = node->parent;
+            copy = copy->parent;
+        }
+        if (node == source) {
+            return;
+        }
+        node = node->next;
+        copy = copy_step(node, copy->parent);
+    }
+}
+
+// `Text` is const or not, by the version of libxml2.
+template <class Text> void set_text(Text *&place, const xmlChar *text) noexcept {
+    if (text != nullptr) {
+        place = xmlStrdup(text);
+    }
+}
+
+} // namespace
+
+xml_node_ptr copy_node(xmlDocPtr target, xmlNodePtr source, bool deep) {
+    xml_node_ptr made;
+    copier copying(target);
+    made = copying.copy_bare(source);
+    copying.complete(source, made.get());
+    if (deep && !is_attribute(source)) {
+        copying.copy_below(source, made.get());
+    }
+    return made;
+}
+
+xml_doc_ptr copy_document(xmlDocPtr target, xmlDocPtr source) {
+    xml_doc_ptr made;
+    const host::tree_scope scope;
+    made.reset(xmlNewDoc(source->version));
+    if (made == nullptr) {
+        report(reports::out_of_memory);
+    }
+    if (target->dict != nullptr) {
+        xmlDictReference(target->dict);
+        made->dict = target->dict;
+    }
+    set_text(made->encoding, source->encoding);
+    set_text(made->URL, source->URL);
+    made->standalone = source->standalone;
+    if (scope.refused()) {
+        report(reports::out_of_memory);
+    }
+    copier copying(made.get());
+    copying.copy_below(as_node(source), as_node(made.get()));
+    return made;
+}
+
+} // namespace pkg_dbe_xml

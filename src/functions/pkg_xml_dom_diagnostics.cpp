@@ -1,0 +1,157 @@
+// What the session holds: how many handles, which documents, how many nodes below a handle.
+
+#include "common.hpp"
+#include "functions/call_frame.hpp"
+#include "growing_array.hpp"
+#include "host/error.hpp"
+#include "libxml/xml.hpp"
+#include "text/encoding_handler.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <utility>
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+// A handle that names a document, and what is told of it.
+struct document_line {
+    DomKey key;
+    xmlDocPtr document;
+    std::size_t position; // among the lines, in the order of the table
+    int node_count;
+    std::int64_t size; // bytes of the serialised document
+};
+using document_lines = growing_array<document_line, 4>;
+using report_text = growing_array<xmlChar, 512>;
+
+struct hexadecimal_key {
+    char digits[2 * k_key_size + 1];
+};
+
+hexadecimal_key hexadecimal(const DomKey &key) noexcept {
+    constexpr char k_digits[] = "0123456789ABCDEF";
+    hexadecimal_key text;
+    std::size_t position = 0;
+    for (const std::byte byte : key.bytes) {
+        const auto value = std::to_integer<unsigned>(byte);
+        text.digits[position++] = k_digits[value >> 4U];
+        text.digits[position++] = k_digits[value & 15U];
+    }
+    text.digits[position] = '\0';
+    return text;
+}
+
+void collect_document(const XMLHashEntry &entry, void *state) {
+    if (is_collection(entry) || !is_document(as_node(entry.object))) {
+        return;
+    }
+    auto &lines = *static_cast<document_lines *>(state);
+    lines.push_back({entry.key, static_cast<xmlDocPtr>(entry.object), lines.size(), 0, 0});
+}
+
+// Receives the bytes of a document being written, and only counts them. Stops the writing when the
+// statement is asked to stop.
+int count_bytes(void *state, const char * /*bytes*/, int size) noexcept {
+    *static_cast<std::int64_t *>(state) += size;
+    return host::interrupts_pending() ? -1 : size;
+}
+
+// Bytes of the document when it is written in its own encoding; 0 when libxml2 does not know that
+// encoding. Nothing is kept of what is written. Reports out_of_memory.
+std::int64_t serialised_size(xmlDocPtr document) {
+    std::int64_t size = 0;
+    bool refused = false;
+    {
+        const host::xml_scope scope;
+        const char *encoding = reinterpret_cast<const char *>(document->encoding);
+        const bool converts = document->encoding != nullptr &&
+                              xmlStrcasecmp(document->encoding, BAD_CAST "UTF-8") != 0;
+        encoding_handler_ptr handler(converts ? find_encoding_handler(encoding) : nullptr);
+        if (!scope.refused() && (!converts || handler != nullptr)) {
+            xmlOutputBufferPtr buffer = make_output_buffer(count_bytes, &size, std::move(handler));
+            if (buffer != nullptr) {
+                xmlSaveFormatFileTo(buffer, document, encoding, 0); // closes the buffer
+            }
+        }
+        refused = scope.refused();
+    }
+    host::check_for_interrupts();
+    if (refused) {
+        report(reports::out_of_memory);
+    }
+    return size;
+}
+
+// Counts and writes each document once, however many handles name it.
+void measure(std::span<document_line> lines) {
+    std::ranges::sort(lines, {}, &document_line::document);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (i > 0 && lines[i].document == lines[i - 1].document) {
+            lines[i].node_count = lines[i - 1].node_count;
+            lines[i].size = lines[i - 1].size;
+            continue;
+        }
+        lines[i].size = serialised_size(lines[i].document);
+        lines[i].node_count = count_nodes(reinterpret_cast<xmlNodePtr>(lines[i].document));
+    }
+    std::ranges::sort(lines, {}, &document_line::position);
+}
+
+void append_formatted(report_text &text, const char *line, int size) {
+    text.append(reinterpret_cast<const xmlChar *>(line), static_cast<std::size_t>(size));
+}
+
+host::datum finished(report_text &text) {
+    const std::size_t size = text.size();
+    text.push_back(0);
+    return text_result(text.data(), size);
+}
+
+} // namespace
+
+PKG_DBE_XML_FUNCTION(xml_dom_get_session_tree_num) {
+    return host::from_int4(static_cast<std::int32_t>(xml_count_hashentries()));
+}
+
+PKG_DBE_XML_FUNCTION(xml_dom_get_doc_trees_info) {
+    document_lines lines;
+    xml_for_each_hashentry(collect_document, &lines);
+    measure({lines.data(), lines.size()});
+    report_text text;
+    char line[160];
+    for (const document_line &document : lines) {
+        const int size =
+            std::snprintf(line, sizeof line, "|ID:%s\t|Node count:%d\t|Memory used:%lld byte\t|\n",
+                          hexadecimal(document.key).digits, document.node_count,
+                          static_cast<long long>(document.size));
+        append_formatted(text, line, size);
+    }
+    if (text.empty()) {
+        append_formatted(text, line,
+                         std::snprintf(line, sizeof line, "There aren't any doc trees"));
+    }
+    return finished(text);
+}
+
+PKG_DBE_XML_FUNCTION(xml_dom_get_detail_doc_tree_info) {
+    if (call.is_null(0)) {
+        return call.null();
+    }
+    const XMLHashEntry &entry = find_handle(call, 0);
+    const DomKey key = entry.key;
+    node_counts counts{};
+    count_nodes_separate_type(node_or_null(entry), counts);
+    report_text text;
+    char line[160];
+    const int size = std::snprintf(
+        line, sizeof line, "|ID:%s\t|Element count:%d\t|Attribute count:%d\t|Text count:%d\t|",
+        hexadecimal(key).digits, counts.elements, counts.attributes, counts.texts);
+    append_formatted(text, line, size);
+    return finished(text);
+}
+
+} // namespace pkg_dbe_xml

@@ -1,0 +1,210 @@
+// A picture of a tree for people: a line for each node, indented by its depth.
+//
+// Elements show their attributes, and their text when they hold nothing else. Long texts are cut
+// short, line ends in texts are shown as \n. The walk goes by the links of the tree.
+
+#include "functions/call_frame.hpp"
+#include "host/error.hpp"
+#include "text/text_output.hpp"
+#include "tree/node_text.hpp"
+#include "write/serialization.hpp"
+
+#include <algorithm>
+#include <string_view>
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+// Characters of a text that are shown.
+constexpr std::size_t k_shown_characters = 60;
+// Deeper lines are not indented further, so that the picture stays linear in the tree.
+constexpr std::size_t k_deepest_indentation = 100;
+constexpr std::uint32_t k_steps_between_polls = 4096;
+
+std::string_view view_of(const xmlChar *text) noexcept {
+    return text == nullptr ? "" : reinterpret_cast<const char *>(text);
+}
+
+// The only child of an element, when that is a text.
+const xmlNode *only_text(const xmlNode *node) noexcept {
+    const xmlNode *child = node->type == XML_ELEMENT_NODE ? node->children : nullptr;
+    return child != nullptr && child->type == XML_TEXT_NODE && child->next == nullptr ? child
+                                                                                      : nullptr;
+}
+
+class outline_writer {
+  public:
+    explicit outline_writer(text_output &output) noexcept : output_(output) {}
+
+    void tree(const xmlNode *top) {
+        const xmlNode *node = top;
+        std::size_t depth = 0;
+        while (node != nullptr) {
+            line(node, depth);
+            if (const xmlNode *child = shown_child(node)) {
+                node = child;
+                ++depth;
+                continue;
+            }
+            while (node != top && node->next == nullptr) {
+                node = node->parent;
+                --depth;
+            }
+            node = node == top ? nullptr : node->next;
+        }
+    }
+
+  private:
+    static const xmlNode *shown_child(const xmlNode *node) noexcept {
+        return is_container(node) && only_text(node) == nullptr ? node->children : nullptr;
+    }
+
+    void step() {
+        if (++steps_ % k_steps_between_polls == 0) {
+            host::check_for_interrupts();
+        }
+    }
+
+    void line(const xmlNode *node, std::size_t depth) {
+        step();
+        if (output_.size() != 0) {
+            output_.append("\n");
+        }
+        for (std::size_t i = std::min(depth, k_deepest_indentation); i > 0; --i) {
+            output_.append("  ");
+        }
+        switch (node->type) {
+        case XML_ELEMENT_NODE:
+            element(node);
+            break;
+        case XML_ATTRIBUTE_NODE:
+            attribute(node);
+            break;
+        case XML_TEXT_NODE:
+            shortened("\"", view_of(own_content(node)), "\"");
+            break;
+        case XML_CDATA_SECTION_NODE:
+            shortened("<![CDATA[", view_of(own_content(node)), "]]>");
+            break;
+        case XML_COMMENT_NODE:
+            shortened("<!--", view_of(own_content(node)), "-->");
+            break;
+        case XML_PI_NODE:
+            output_.append("<?");
+            output_.append(view_of(node->name));
+            shortened(own_content(node) == nullptr ? "" : " ", view_of(own_content(node)), "?>");
+            break;
+        default:
+            other(node);
+        }
+    }
+
+    void other(const xmlNode *node) {
+        switch (node->type) {
+        case XML_DOCUMENT_NODE:
+            output_.append("#document");
+            break;
+        case XML_ENTITY_REF_NODE:
+            shortened("&", view_of(node->name), ";");
+            break;
+        case XML_DTD_NODE:
+            shortened("<!DOCTYPE ", view_of(node->name), ">");
+            break;
+        default:
+            shortened("<!", view_of(node->name), ">");
+        }
+    }
+
+    void element(const xmlNode *node) {
+        name(node);
+        for (const xmlNs *record = declared_namespaces(node); record != nullptr;
+             record = record->next) {
+            step();
+            output_.append(record->prefix == nullptr ? " xmlns" : " xmlns:");
+            output_.append(view_of(record->prefix));
+            shortened("=\"", view_of(record->href), "\"");
+        }
+        for (const xmlAttr *member = first_attribute(node); member != nullptr;
+             member = member->next) {
+            step();
+            output_.append(" ");
+            attribute(reinterpret_cast<const xmlNode *>(member));
+        }
+        if (const xmlNode *text = only_text(node)) {
+            shortened(" \"", view_of(own_content(text)), "\"");
+        }
+    }
+
+    void attribute(const xmlNode *node) {
+        name(node);
+        text_room room;
+        const text_piece value = node_text(node, room);
+        shortened("=\"", {reinterpret_cast<const char *>(value.bytes), value.size}, "\"");
+    }
+
+    void name(const xmlNode *node) {
+        const xmlNs *record = namespace_of(node);
+        if (record != nullptr && record->prefix != nullptr && record->prefix[0] != '\0') {
+            output_.append(view_of(record->prefix));
+            output_.append(":");
+        }
+        output_.append(view_of(node->name));
+    }
+
+    void shortened(std::string_view before, std::string_view text, std::string_view after) {
+        output_.append(before);
+        std::size_t characters = 0;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            const char byte = text[i];
+            const bool begins_character = (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+            if (begins_character && ++characters > k_shown_characters) {
+                output_.append("...");
+                break;
+            }
+            one_byte(byte);
+        }
+        output_.append(after);
+    }
+
+    void one_byte(char byte) {
+        switch (byte) {
+        case '\n':
+            output_.append("\\n");
+            break;
+        case '\r':
+            output_.append("\\r");
+            break;
+        case '\t':
+            output_.append("\\t");
+            break;
+        default:
+            output_.append({&byte, 1});
+        }
+    }
+
+    text_output &output_;
+    std::uint32_t steps_ = 0;
+};
+
+} // namespace
+
+// The picture of a node and all below it; null for a null argument and a handle that names
+// nothing. Reports handle_not_found, inconsistent_types for a list or a map, over_one_gigabyte.
+PKG_DBE_XML_FUNCTION(xml_dom_outline) {
+    if (call.is_null(0)) {
+        return call.null();
+    }
+    const xmlNode *node = node_or_null(find_handle(call, 0));
+    if (node == nullptr) {
+        return call.null();
+    }
+    text_output output(longest_value());
+    outline_writer(output).tree(node);
+    if (output.overflowed()) {
+        report(reports::over_one_gigabyte);
+    }
+    return inline_result(output);
+}
+
+} // namespace pkg_dbe_xml

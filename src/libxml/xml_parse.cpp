@@ -1,0 +1,345 @@
+// Parsing a text into a document, under limits, with diagnostics.
+//
+// The text is handed to libxml2 piece by piece: no second copy of it is made, texts of any length
+// can be read, and each piece is an occasion to see that the statement was asked to stop.
+#include "libxml/xml_parse_run.hpp"
+
+#include "host/limits.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+// The state of the parser is not for everyone in later versions, but there is no other way to it.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+namespace host {
+
+constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run = nullptr;
+
+namespace {
+
+constexpr std::int64_t k_kilobyte = 1024;
+#if LIBXML_VERSION >= 21300
+constexpr unsigned k_no_amplification_limit = 1000000000;
+#endif
+
+// --- notes on what went wrong -------------------------------------------------------------------
+
+// Copies a message of libxml2: one line, cut between characters.
+template <std::size_t Size> void copy_message(char (&destination)[Size], std::string_view text) {
+    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) {
+        text.remove_suffix(1);
+    }
+    std::size_t count = std::min(text.size(), Size - 1);
+    if (count < text.size()) {
+        while (count > 0 && (static_cast<unsigned char>(text[count]) & 0xC0U) == 0x80U) {
+            --count;
+        }
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        destination[i] = byte < 0x20U || byte == 0x7FU ? ' ' : text[i];
+    }
+    destination[count] = '\0';
+}
+
+struct place {
+    int line;
+    int column;
+};
+
+place place_of(const xmlParserCtxt *context) noexcept {
+    if (context == nullptr || context->input == nullptr) {
+        return {0, 0};
+    }
+    return {context->input->line, context->input->col};
+}
+
+bool is_validity_error(const xmlError &error) noexcept {
+    return error.level != XML_ERR_FATAL &&
+           (error.domain == XML_FROM_VALID || error.domain == XML_FROM_DTD);
+}
+
+void note_validity_error(parse_run &run, const xmlError &error) noexcept {
+    parse_diagnostics &notes = *run.diagnostics;
+    if (notes.validity_errors == 0) {
+        const place here = place_of(run.context);
+        copy_message(notes.first_validity, error.message == nullptr ? "" : error.message);
+        notes.validity_line = error.line > 0 ? error.line : here.line;
+        notes.validity_column = error.int2 > 0 ? error.int2 : here.column;
+    }
+    if (notes.validity_errors != UINT32_MAX) {
+        ++notes.validity_errors;
+    }
+}
+
+// --- the text, piece by piece -------------------------------------------------------------------
+
+int read_text(void *state, char *buffer, int size) noexcept {
+    parse_run &run = *static_cast<parse_run *>(state);
+    if (must_stop(run, nullptr)) [[unlikely]] {
+        return 0;
+    }
+    if (collects_too_many_attributes(run)) [[unlikely]] {
+        // libxml2 is in the middle of its input: end that, and leave the context alone.
+        stop_parse(run, nullptr, k_max_attributes_name, parse_limits.max_attributes);
+        return 0;
+    }
+    if (run.context->inSubset != 0 && run.context->instate == XML_PARSER_DTD) {
+        charge_declaration(run, nullptr, size);
+        if (run.stopped) {
+            return 0;
+        }
+    }
+    const std::size_t count = std::min(static_cast<std::size_t>(size), run.length - run.position);
+    std::memcpy(buffer, run.text + run.position, count);
+    run.position += count;
+    return static_cast<int>(count);
+}
+
+int end_text(void * /*state*/) noexcept { return 0; }
+
+// --- the declared encoding ----------------------------------------------------------------------
+
+bool is_blank(char byte) noexcept {
+    return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
+}
+
+// The encoding that the XML declaration of a well-formed text names, empty when it names none.
+std::string_view declared_encoding(std::string_view text) noexcept {
+    constexpr std::string_view k_mark = "\xEF\xBB\xBF";
+    constexpr std::string_view k_name = "encoding";
+    if (text.starts_with(k_mark)) {
+        text.remove_prefix(k_mark.size());
+    }
+    if (!text.starts_with("<?xml") || text.size() < 6 || !is_blank(text[5])) {
+        return {};
+    }
+    text = text.substr(0, text.find("?>"));
+    const std::size_t found = text.find(k_name);
+    if (found == std::string_view::npos) {
+        return {};
+    }
+    const std::size_t opening = text.find_first_of("'\"", found + k_name.size());
+    if (opening == std::string_view::npos) {
+        return {};
+    }
+    const std::size_t closing = text.find(text[opening], opening + 1);
+    return {text.data() + opening + 1, closing - opening - 1};
+}
+
+// libxml2 was told to take the text as it is; the document must still say what it declared.
+void set_declared_encoding(xmlDocPtr document, std::string_view text) noexcept {
+    const std::string_view name = declared_encoding(text);
+    if (document->encoding != nullptr) {
+        if (document->dict == nullptr || xmlDictOwns(document->dict, document->encoding) == 0) {
+            xmlFree(const_cast<xmlChar *>(document->encoding));
+        }
+        document->encoding = nullptr;
+    }
+    if (!name.empty()) {
+        document->encoding = xmlStrndup(reinterpret_cast<const xmlChar *>(name.data()),
+                                        static_cast<int>(name.size()));
+    }
+}
+
+// --- one parse ----------------------------------------------------------------------------------
+
+std::int64_t budget_for(std::size_t length) noexcept {
+    return parse_limits.budget_base * k_kilobyte +
+           parse_limits.budget_factor * static_cast<std::int64_t>(length);
+}
+
+// Arms the gate for as long as it lives.
+class watched_parse {
+  public:
+    explicit watched_parse(parse_run &run) noexcept {
+        current_run = &run;
+        gate.budget_spent = false;
+        gate.cancelled = false;
+        gate.parsing = true;
+        gate.ceiling = run.start + run.budget;
+        gate.wall = gate.ceiling + run.budget;
+        gate.polls = run.polls;
+        gate.countdown = 1;
+    }
+    ~watched_parse() {
+        gate.parsing = false;
+        gate.polls = false;
+        gate.ceiling = INT64_MAX;
+        gate.wall = INT64_MAX;
+        current_run = nullptr;
+    }
+    watched_parse(const watched_parse &) = delete;
+    watched_parse &operator=(const watched_parse &) = delete;
+};
+
+// Runs libxml2 over the text. Null when there is no document, or none that may be trusted.
+xmlDocPtr run_parse(parse_run &run, int options) noexcept {
+    xmlDocPtr document = nullptr;
+    {
+        const watched_parse watched(run);
+        set_limit_callbacks(run.context);
+#if LIBXML_VERSION >= 21300
+        // Of its own it refuses honest documents that use entities a lot; the budget does not.
+        xmlCtxtSetMaxAmplification(run.context, k_no_amplification_limit);
+#endif
+        document = xmlCtxtReadIO(run.context, read_text, end_text, &run, nullptr, nullptr,
+                                 options | XML_PARSE_IGNORE_ENC);
+        static_cast<void>(must_stop(run, nullptr));
+        xmlHashFree(run.declared, nullptr);
+    }
+    if (document == nullptr) {
+        return nullptr;
+    }
+    if (run.position != run.length) {
+        run.text_left = true;
+    }
+    if (!run.stopped && !gate.refused && !run.text_left) {
+        set_declared_encoding(document, {run.text, run.length});
+        if (!gate.refused) {
+            return document;
+        }
+    }
+    if (run.cancelled) {
+        discard_document(document);
+    } else {
+        xmlFreeDoc(document);
+    }
+    return nullptr;
+}
+
+} // namespace
+
+void halt_context(xmlParserCtxtPtr context) noexcept {
+    context->wellFormed = 0;
+    xmlStopParser(context);
+}
+
+void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int value) noexcept {
+    if (!run.stopped) {
+        run.stopped = true;
+        run.cancelled = name == nullptr;
+        if (run.cancelled) {
+            run.context->recovery = 1; // libxml2 leaves freeing the document to us
+        } else {
+            parse_diagnostics &notes = *run.diagnostics;
+            const place here = place_of(run.context);
+            char text[128];
+            std::snprintf(text, sizeof text, "the limit %.64s = %d", name, value);
+            notes.limit = name;
+            notes.line = here.line;
+            notes.column = here.column;
+            copy_message(notes.first_error, text);
+        }
+    }
+    if (context != nullptr) {
+        halt_context(context);
+    }
+}
+
+void note_text_left(parse_run &run) noexcept {
+    run.text_left = true;
+    if (run.diagnostics->first_error[0] == '\0') {
+        const place here = place_of(run.context);
+        copy_message(run.diagnostics->first_error, "Extra content at the end of the document");
+        run.diagnostics->line = here.line;
+        run.diagnostics->column = here.column;
+    }
+}
+
+bool must_stop(parse_run &run, xmlParserCtxtPtr context) noexcept {
+    if (run.stopped) {
+        if (context != nullptr) {
+            halt_context(context);
+        }
+    } else if (gate.cancelled || (run.polls && interrupts_pending())) {
+        stop_parse(run, context, nullptr, 0);
+    } else if (gate.budget_spent) {
+        stop_for_budget(run, context);
+    }
+    return run.stopped;
+}
+
+void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept {
+    const bool base_is_larger = parse_limits.budget_base * k_kilobyte >= run.budget / 2;
+    stop_parse(run, context, base_is_larger ? k_budget_base_name : k_budget_factor_name,
+               base_is_larger ? parse_limits.budget_base : parse_limits.budget_factor);
+}
+
+void note_xml_error(void * /*context*/, xml_error *error) noexcept {
+    parse_run *run = current_run;
+    if (run == nullptr || run->stopped || error == nullptr || error->level <= XML_ERR_WARNING) {
+        return;
+    }
+    if (is_validity_error(*error)) {
+        note_validity_error(*run, *error);
+        return;
+    }
+    parse_diagnostics &notes = *run->diagnostics;
+    const bool fatal = error->level == XML_ERR_FATAL;
+    if (notes.first_error[0] != '\0' && (run->fatal_noted || !fatal)) {
+        return;
+    }
+    run->fatal_noted = fatal;
+    copy_message(notes.first_error, error->message == nullptr ? "" : error->message);
+    notes.line = error->line;
+    notes.column = error->int2;
+}
+
+xmlParserCtxtPtr get_new_parser_ctxt() {
+    release_abandoned();
+    const xml_scope scope;
+    xmlParserCtxtPtr context = xmlNewParserCtxt();
+    if (context == nullptr || scope.refused()) {
+        xmlFreeParserCtxt(context);
+        raise_out_of_memory(sizeof(xmlParserCtxt));
+    }
+    return context;
+}
+
+xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t length, int options,
+                        bool /*document_mode*/, parse_diagnostics &diagnostics) {
+    settle_parse_limits();
+    bool polls = true;
+    for (;;) {
+        diagnostics = {};
+        parse_run run{};
+        run.context = context;
+        run.text = text;
+        run.length = length;
+        run.diagnostics = &diagnostics;
+        run.budget = budget_for(length);
+        run.start = gate.bytes_in_use;
+        run.entity_start = run.start;
+        run.gated = gate_in_force();
+        run.polls = polls;
+        context->recovery = 0;
+        xmlDocPtr document = nullptr;
+        bool starved = false;
+        {
+            const xml_scope scope;
+            document = run_parse(run, options);
+            starved = scope.refused() && !gate.budget_spent && !run.cancelled;
+        }
+        if (run.cancelled) {
+            process_interrupts();
+            polls = false; // the request was withdrawn: once more, without looking for others
+            continue;
+        }
+        if (starved) {
+            raise_out_of_memory(gate.refused_size);
+        }
+        if (!diagnostics.has_doctype) {
+            diagnostics.validity_errors = 0; // there is nothing to be valid by
+            diagnostics.first_validity[0] = '\0';
+            diagnostics.validity_line = 0;
+            diagnostics.validity_column = 0;
+        }
+        return document;
+    }
+}
+
+} // namespace host

@@ -1,0 +1,67 @@
+// A parse in progress: what the callbacks of libxml2 share with xml_parse_doc.
+#pragma once
+
+#include "libxml/xml_service.hpp"
+
+#include <libxml/hash.h>
+#include <libxml/parser.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace host {
+
+struct parse_run {
+    xmlParserCtxtPtr context; // the one the parse was begun with; entities are parsed in others
+    const char *text;
+    std::size_t length;
+    std::size_t position; // of what libxml2 has not yet been given
+    parse_diagnostics *diagnostics;
+    std::int64_t budget;       // bytes that a parse of this text may take
+    std::int64_t charged;      // of it, for work that the gate does not see
+    std::int64_t start;        // bytes in use when the parse began
+    std::int64_t entity_start; // bytes in use when the entity was referenced that is being parsed
+    std::int64_t text_begun;   // position and entity text when the text node was begun that
+    std::int64_t entity_text;  // grows at present; bytes of entity text in all
+    std::int64_t declaration_text; // bytes read since the last declaration ended
+    xmlHashTablePtr declared; // attributes declared, by the name of the element; made when needed
+    int depth;                // open elements, entities included
+    int namespaces;           // what libxml2 had of them at the last tag
+    bool gated;               // the gate counts what libxml2 allocates
+    bool polls;               // watches for requests to stop
+    bool stopped;     // by a limit or a request; nothing that libxml2 returns counts any more
+    bool cancelled;   // a request was the reason
+    bool fatal_noted; // the first error noted is one against well-formedness
+    bool text_left;   // the document ended before its text did
+};
+// Null while no parse is in progress.
+extern constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run;
+
+// Ends the parse: notes the limit and the place, and stops `context`, which may be the context of
+// an entity. `name` is null for a request to stop.
+void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int value) noexcept;
+// The same for the budget, naming the setting that gave the larger part of it.
+void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept;
+// True when the parse was stopped, or has to be now: by the gate, or because the statement was
+// asked to stop. `context` is halted then; null when libxml2 cannot bear that.
+[[nodiscard]] bool must_stop(parse_run &run, xmlParserCtxtPtr context) noexcept;
+// The document ended before its text did.
+void note_text_left(parse_run &run) noexcept;
+// Keeps a context from parsing on.
+void halt_context(xmlParserCtxtPtr context) noexcept;
+
+// More text of the declaration that is being read.
+void charge_declaration(parse_run &run, xmlParserCtxtPtr context, std::int64_t bytes) noexcept;
+
+// Frees a document as far as that can be done at once, and keeps the rest for release_abandoned.
+void discard_document(xmlDocPtr document) noexcept;
+// Frees what was kept. Throws when the statement is asked to stop; the rest is then kept on.
+void release_abandoned();
+
+// Puts the callbacks that keep the limits into a context.
+void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;
+// More attributes or namespaces are being collected for one element than are allowed. They are
+// compared with each other before any callback hears of them.
+[[nodiscard]] bool collects_too_many_attributes(const parse_run &run) noexcept;
+
+} // namespace host

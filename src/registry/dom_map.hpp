@@ -1,0 +1,370 @@
+// The registry's tables: document entries, and the entries of handles below them.
+//
+// Internal to the registry; the rest of the library uses registry.hpp.
+#pragma once
+
+#include "registry.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <iterator>
+
+namespace pkg_dbe_xml {
+
+// Document ids to be handed out again, first in first out: a ring.
+struct id_queue {
+    std::uint32_t *ids;
+    std::size_t first;
+    std::size_t count;
+    std::size_t capacity;
+};
+
+inline constexpr std::size_t k_document_cache_size = 64;
+
+// What a session's registry consists of; u_sess.registry.
+struct registry {
+    recent_entries recent;          // first: looked at without the rest
+    host::hash_table *document_map; // "XMLDOM doc map"
+    host::hash_table *domkeys_map;  // "XMLDOM domKeys map"
+    host::memory_context *dom_map;  // "XMLDOM map": the pages of entries
+    std::size_t entry_count;        // of the DOM map
+    std::uint32_t serial;
+    id_queue recycled;
+    document_entry *document_cache[k_document_cache_size]; // by the low bits of the id
+    XMLHashEntry released_entry; // stands for an entry of a page that was given back
+};
+static_assert(offsetof(registry, recent) == 0);
+
+// Ids 0 to 255 stand in three pieces that grow with need; from 256 on in pages of 256.
+inline constexpr std::uint32_t k_page_size = 256;
+inline constexpr std::uint32_t k_piece_starts[4] = {0, 8, 40, k_page_size};
+
+// A page counts the slots that may still come to name something. When none is left, every handle
+// in it is released for good and the page shrinks to their kinds and serials.
+struct entry_page {
+    std::uint32_t open_slots;
+    XMLHashEntry entries[k_page_size];
+};
+
+// A page whose handles are all released. Programs that do the same over and over release the same
+// kinds of handles in the same order, so neighbours that are alike are kept once.
+inline constexpr std::size_t k_serials_per_page = 8;
+struct released_page {
+    std::uint32_t users; // pages of the document that are this one
+    std::uint32_t serials[k_serials_per_page];
+    std::uint8_t codes[k_page_size]; // kind in the low five bits, serial index in the high three
+};
+
+// `document_entry::pages[]`: null, an entry_page, a released_page (tag 1), or a page whose handles
+// had all the same kind and serial (tag 2: kind from bit 8 on, serial from bit 32 on).
+enum class page_form : std::uintptr_t { full = 0, released = 1, uniform = 2 };
+inline constexpr std::uintptr_t k_page_form_mask = 3;
+
+[[nodiscard]] inline page_form form_of(std::uintptr_t page) noexcept {
+    return static_cast<page_form>(page & k_page_form_mask);
+}
+
+[[nodiscard]] inline registry *current_registry() noexcept {
+    return static_cast<registry *>(host::u_sess.registry);
+}
+
+// The entry of a document id, null when there is none, looked up in the doc map.
+[[nodiscard]] document_entry *search_document(registry &state, std::uint32_t document_id) noexcept;
+// The same where it was found lately, null else.
+[[nodiscard]] inline document_entry *cached_document(registry &state,
+                                                     std::uint32_t document_id) noexcept {
+    document_entry *const cached = state.document_cache[document_id % k_document_cache_size];
+    return cached != nullptr && cached->document_id == document_id ? cached : nullptr;
+}
+// The same by way of the cache. The registry must be set up.
+[[nodiscard]] inline document_entry *find_document(registry &state,
+                                                   std::uint32_t document_id) noexcept {
+    document_entry *const cached = cached_document(state, document_id);
+    return cached != nullptr ? cached : search_document(state, document_id);
+}
+// The entry of a document id, made when there is none. Throws when memory runs out.
+document_entry &enter_document(registry &state, std::uint32_t document_id);
+// Frees a document's pages and lists, takes all its handles out of the map and its id out of the
+// doc map and its family. Does not end the family.
+void drop_document(registry &state, document_entry &document) noexcept;
+
+[[nodiscard]] inline std::size_t piece_of(std::uint32_t node_id) noexcept {
+    if (node_id < k_piece_starts[1]) {
+        return 0;
+    }
+    return node_id < k_piece_starts[2] ? 1 : 2;
+}
+// Number of slots behind that of a node id in its piece or page.
+[[nodiscard]] inline std::uint32_t slots_behind(std::uint32_t node_id) noexcept {
+    return node_id < k_page_size ? k_piece_starts[piece_of(node_id) + 1] - 1 - node_id
+                                 : k_page_size - 1 - node_id % k_page_size;
+}
+// Place of a node id's page in `document_entry::pages`; for ids from k_page_size on.
+[[nodiscard]] inline std::uint32_t page_number(std::uint32_t node_id) noexcept {
+    return node_id / k_page_size - 1;
+}
+// The slot of a node id in memory, null when its page is missing or was given back.
+[[nodiscard]] inline XMLHashEntry *find_slot(const document_entry &document,
+                                             std::uint32_t node_id) noexcept {
+    if (node_id < k_page_size) {
+        const std::size_t piece = piece_of(node_id);
+        XMLHashEntry *const entries = document.pieces[piece];
+        return entries == nullptr ? nullptr : entries + (node_id - k_piece_starts[piece]);
+    }
+    const std::uint32_t number = page_number(node_id);
+    if (number >= document.page_capacity) {
+        return nullptr;
+    }
+    const std::uintptr_t page = document.pages[number];
+    if (page == 0 || form_of(page) != page_form::full) {
+        return nullptr;
+    }
+    return reinterpret_cast<entry_page *>(page)->entries + node_id % k_page_size;
+}
+
+// The slot of a node id that may be filled, its page made when missing. Throws when memory runs
+// out; the slot is empty or holds the handle registered before.
+[[nodiscard]] XMLHashEntry &make_slot(registry &state, document_entry &document,
+                                      std::uint32_t node_id);
+[[nodiscard]] inline XMLHashEntry &slot_for_insert(registry &state, document_entry &document,
+                                                   std::uint32_t node_id) {
+    XMLHashEntry *const slot = find_slot(document, node_id);
+    return slot != nullptr ? *slot : make_slot(state, document, node_id);
+}
+// The entry of a released handle whose page was given back: `released_entry`, null when there is
+// none.
+[[nodiscard]] XMLHashEntry *find_released(registry &state, const document_entry &document,
+                                          const DomKey &key) noexcept;
+[[nodiscard]] inline XMLHashEntry *&recent_entry(registry &state, std::uint32_t node_id) noexcept {
+    return state.recent.entries[node_id % k_recent_entries];
+}
+// To be called before the memory of entries goes.
+inline void forget_recent_entries(registry &state) noexcept {
+    std::fill(std::begin(state.recent.entries), std::end(state.recent.entries), nullptr);
+}
+
+[[nodiscard]] inline bool holds(const XMLHashEntry &slot, const DomKey &key) noexcept {
+    return slot.kind != XMLDomNodeType::none && slot.key == key;
+}
+// The entry registered under exactly this key, null when there is none. It is good until the next
+// call when its page was given back.
+[[nodiscard]] inline XMLHashEntry *find_entry(registry &state, const DomKey &key) noexcept {
+    const document_entry *const document = find_document(state, key.document_id());
+    if (document == nullptr) [[unlikely]] {
+        return nullptr;
+    }
+    if (XMLHashEntry *const slot = find_slot(*document, key.node_id())) [[likely]] {
+        return holds(*slot, key) ? slot : nullptr;
+    }
+    return find_released(state, *document, key);
+}
+// Notes the size of the list that an entry has just got.
+void measure_list(XMLHashEntry &entry) noexcept;
+// Empties a slot for good (`for_reuse` false) or so that its node id is handed out again. The entry
+// names nothing any more; `was_settled` tells whether that was so before the caller released it.
+void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, bool was_settled,
+                bool for_reuse) noexcept;
+// Shrinks the page of a node id from k_page_size on, whose handles are all released.
+void give_page_back(const DomKey &key) noexcept;
+// The page that an entry of a node id from k_page_size on stands in.
+[[nodiscard]] inline entry_page &page_of(XMLHashEntry &entry, std::uint32_t node_id) noexcept {
+    XMLHashEntry *const first = &entry - node_id % k_page_size;
+    return *reinterpret_cast<entry_page *>(reinterpret_cast<std::byte *>(first) -
+                                           offsetof(entry_page, entries));
+}
+// An entry names nothing any more: its page may be given back, and the entry with it.
+inline void settle_slot(XMLHashEntry &entry, const DomKey &key) noexcept {
+    const std::uint32_t node_id = key.node_id();
+    if (node_id < k_page_size) {
+        return;
+    }
+    entry_page &page = page_of(entry, node_id);
+    --page.open_slots;
+    if (page.open_slots == 0) [[unlikely]] {
+        give_page_back(key);
+    }
+}
+
+// The node id that take_node_id would give.
+[[nodiscard]] inline std::uint32_t next_node_id(const document_entry &document) noexcept {
+    return document.first_freed != 0 ? document.first_freed : document.next_node_id;
+}
+// Its slot, which may be filled, as slot_for_insert gives it.
+[[nodiscard]] inline XMLHashEntry &slot_of_next_node(registry &state, document_entry &document) {
+    if (document.next_slot != nullptr) [[likely]] {
+        return *document.next_slot;
+    }
+    XMLHashEntry &slot = slot_for_insert(state, document, next_node_id(document));
+    if (document.first_freed == 0) {
+        document.next_slot = &slot;
+        document.last_slot = &slot + slots_behind(document.next_node_id);
+    }
+    return slot;
+}
+// Takes the first of the freed node ids off their queue.
+void take_freed_node_id(document_entry &document) noexcept;
+// Takes `next_node_id`, whose slot is at hand.
+inline void take_fresh_node_id(document_entry &document) noexcept {
+    ++document.next_node_id;
+    document.next_slot =
+        document.next_slot == document.last_slot ? nullptr : document.next_slot + 1;
+}
+inline void take_node_id(document_entry &document) noexcept {
+    if (document.next_slot != nullptr) {
+        take_fresh_node_id(document);
+    } else if (document.first_freed == 0) {
+        ++document.next_node_id;
+    } else {
+        take_freed_node_id(document);
+    }
+}
+
+// Every registered entry of a document that is not in a page that was given back. The visitor may
+// change the entry's object, but not empty or settle slots.
+template <class Visitor> void for_each_slot(document_entry &document, Visitor &&visit) {
+    for (std::size_t piece = 0; piece < 3; ++piece) {
+        if (document.pieces[piece] == nullptr) {
+            continue;
+        }
+        const std::uint32_t size = k_piece_starts[piece + 1] - k_piece_starts[piece];
+        for (std::uint32_t index = 0; index < size; ++index) {
+            if (document.pieces[piece][index].kind != XMLDomNodeType::none) {
+                visit(document.pieces[piece][index]);
+            }
+        }
+    }
+    for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
+        const std::uintptr_t page = document.pages[number];
+        if (page == 0 || form_of(page) != page_form::full) {
+            continue;
+        }
+        for (XMLHashEntry &entry : reinterpret_cast<entry_page *>(page)->entries) {
+            if (entry.kind != XMLDomNodeType::none) {
+                visit(entry);
+            }
+        }
+    }
+}
+
+// Document ids to be handed out again. Reserving throws; pushing and taking cannot fail.
+void reserve_recycled(id_queue &queue);
+void push_recycled(id_queue &queue, std::uint32_t document_id) noexcept;
+void push_recycled_first(id_queue &queue, std::uint32_t document_id) noexcept;
+[[nodiscard]] std::uint32_t take_recycled(id_queue &queue) noexcept;
+
+// --- names and families, src/registry/families.cpp
+// ------------------------------------------------------
+
+// Marks in the low bits of a node's `_private`; the rest is its first name.
+inline constexpr std::uintptr_t k_listed = 1;
+inline constexpr std::uintptr_t k_parked = 2;
+inline constexpr std::uintptr_t k_marks = k_listed | k_parked;
+
+[[nodiscard]] inline std::uintptr_t names_and_marks(const xmlNode *node) noexcept {
+    return reinterpret_cast<std::uintptr_t>(node->_private);
+}
+inline void set_names_and_marks(xmlNodePtr node, std::uintptr_t value) noexcept {
+    node->_private = reinterpret_cast<void *>(value);
+}
+
+// Chains an entry to the node it names, and unchains it. Not for lists.
+inline void add_name(XMLHashEntry &entry) noexcept {
+    xmlNodePtr node = as_node(entry.object);
+    const std::uintptr_t before = names_and_marks(node);
+    auto *const first = reinterpret_cast<XMLHashEntry *>(before & ~k_marks);
+    entry.names = {first, nullptr};
+    if (first != nullptr) {
+        first->names.previous = &entry;
+    }
+    set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(&entry) | (before & k_marks));
+}
+inline void remove_name(XMLHashEntry &entry) noexcept {
+    XMLHashEntry *const next = entry.names.next;
+    XMLHashEntry *const previous = entry.names.previous;
+    if (previous != nullptr) {
+        previous->names.next = next;
+    } else {
+        xmlNodePtr node = as_node(entry.object);
+        set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(next) |
+                                      (names_and_marks(node) & k_marks));
+    }
+    if (next != nullptr) {
+        next->names.previous = previous;
+    }
+    entry.names = {};
+}
+
+// What release_entry does for the handle of a list, and for the own handle of a document.
+void release_list_or_document(XMLHashEntry &entry);
+// What xml_free_hashentry does, for an entry at hand. It may be given back with its page: do not
+// read it afterwards.
+inline void release_entry(XMLHashEntry &entry) {
+    if (entry.object == nullptr) {
+        return;
+    }
+    if (entry.kind == XMLDomNodeType::node_list || entry.key.node_id() == 0) [[unlikely]] {
+        release_list_or_document(entry);
+        return;
+    }
+    remove_name(entry);
+    entry.object = nullptr;
+    settle_slot(entry, entry.key);
+}
+
+// The first 16 bytes of an entry, key, type and kind, as they are written: two words put together
+// in registers. What is read again soon and was stored in pieces makes the processor wait.
+struct entry_head {
+    std::uint64_t ids;  // document id, node id
+    std::uint64_t rest; // serial, flag, type, kind, an unused byte
+};
+static_assert(sizeof(entry_head) == offsetof(XMLHashEntry, object));
+static_assert(offsetof(XMLHashEntry, key) == 0);
+static_assert(offsetof(XMLHashEntry, type) == k_key_size);
+static_assert(offsetof(XMLHashEntry, kind) == k_key_size + 1);
+
+// Two numbers one behind the other in memory.
+[[nodiscard]] constexpr std::uint64_t one_word(std::uint32_t first, std::uint32_t second) noexcept {
+    constexpr bool is_little = std::endian::native == std::endian::little;
+    return static_cast<std::uint64_t>(is_little ? second : first) << 32U |
+           (is_little ? first : second);
+}
+[[nodiscard]] inline entry_head head_of(std::uint32_t document_id, std::uint32_t node_id,
+                                        std::uint32_t serial, XMLDomNodeType kind) noexcept {
+    const std::array<std::uint8_t, 4> tail{k_handle_flag,
+                                           static_cast<std::uint8_t>(XMLEntryType::dom_map),
+                                           static_cast<std::uint8_t>(kind), 0};
+    return {one_word(document_id, node_id), one_word(serial, std::bit_cast<std::uint32_t>(tail))};
+}
+
+// Fills an empty slot.
+inline void fill_slot(registry &state, XMLHashEntry &slot, const entry_head &head, void *object,
+                      const char *text, XMLDomNodeType kind) noexcept {
+    std::memcpy(reinterpret_cast<std::byte *>(&slot), &head, sizeof head);
+    slot.object = object;
+    slot.text = text;
+    ++state.entry_count;
+    if (object == nullptr) [[unlikely]] {
+        slot.names = {};
+        settle_slot(slot, slot.key);
+    } else if (kind == XMLDomNodeType::node_list) [[unlikely]] {
+        measure_list(slot);
+    } else {
+        add_name(slot);
+    }
+}
+
+// The family that owns a libxml2 document, null when none does yet.
+[[nodiscard]] family *find_shared(registry &state, void *document) noexcept;
+// Makes a family; of `main`, which is entered in the domKeys map, or of nothing. Throws.
+[[nodiscard]] family &make_family(registry &state, xmlDocPtr main);
+// Frees a family that owns nothing yet.
+void discard_family(registry &state, family &owner) noexcept;
+void join_family(family &owner, document_entry &document) noexcept;
+void leave_family(document_entry &document) noexcept;
+// Ends a family: nothing names anything of it afterwards, its lists are empty, its trees are freed.
+void end_family(registry &state, family &owner) noexcept;
+// Parks a node that has no parent, unless it is parked already or can never be freed by itself.
+void park_root(family &owner, xmlNodePtr node) noexcept;
+[[nodiscard]] bool is_unparked_root(const xmlNode *node) noexcept;
+
+} // namespace pkg_dbe_xml

@@ -1,0 +1,247 @@
+// Replacing the characters that have a meaning in markup. See text_escapes.hpp.
+
+#include "write/text_escapes.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <string_view>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+// Bytes of text that are escaped at a time; room is made for the longest outcome.
+constexpr std::size_t k_piece = 4096;
+// The longest that one byte becomes: "&#xFFFD;".
+constexpr std::size_t k_longest_reference = 8;
+// Bytes that are written ahead of what counts.
+constexpr std::size_t k_block = 16;
+
+enum class place { text, attribute };
+
+// What a byte becomes; of size 0, the byte itself.
+struct reference {
+    char text[k_longest_reference];
+    std::uint8_t size;
+};
+
+// All there are, without addresses: a table of addresses costs the first call of every session
+// the pages it fills.
+constexpr std::string_view k_reference_texts[] = {"",      "&lt;", "&gt;",   "&amp;",   "&#13;",
+                                                  "&#10;", "&#9;", "&quot;", "&#xFFFD;"};
+constexpr std::size_t k_reference_count = std::size(k_reference_texts);
+
+constexpr std::array<reference, k_reference_count> k_references = [] {
+    std::array<reference, k_reference_count> references{};
+    for (std::size_t index = 0; index < k_reference_count; ++index) {
+        const std::string_view text = k_reference_texts[index];
+        std::copy(text.begin(), text.end(), references[index].text);
+        references[index].size = static_cast<std::uint8_t>(text.size());
+    }
+    return references;
+}();
+
+// The place of a text in k_references; does not compile for one that is not there.
+consteval std::uint8_t place_of(std::string_view text) {
+    for (std::size_t index = 0; index < k_reference_count; ++index) {
+        if (k_reference_texts[index] == text) {
+            return static_cast<std::uint8_t>(index);
+        }
+    }
+    throw "no such reference";
+}
+
+constexpr std::array<std::uint8_t, 256> make_places(place where, escape_rules rules) {
+    std::array<std::uint8_t, 256> places{};
+    if (rules == escape_rules::late) {
+        for (std::size_t byte = 1; byte < 0x20; ++byte) {
+            places[byte] = place_of("&#xFFFD;");
+        }
+    }
+    places['<'] = place_of("&lt;");
+    places['>'] = place_of("&gt;");
+    places['&'] = place_of("&amp;");
+    places['\r'] = place_of("&#13;");
+    places['\n'] = where == place::attribute ? place_of("&#10;") : place_of("");
+    places['\t'] = where == place::attribute ? place_of("&#9;") : place_of("");
+    if (where == place::attribute) {
+        places['"'] = place_of("&quot;");
+    }
+    return places;
+}
+// The place in k_references of what each byte becomes.
+template <place where, escape_rules rules>
+constexpr std::array<std::uint8_t, 256> k_places = make_places(where, rules);
+
+#ifdef __SSE2__
+// A bit for each of the 16 bytes that has to be replaced.
+template <place where, escape_rules rules>
+[[nodiscard]] inline unsigned find_special(__m128i block) noexcept {
+    // "<" and ">" differ in one bit only, and no other byte becomes equal to ">" by setting it.
+    __m128i found = _mm_cmpeq_epi8(_mm_or_si128(block, _mm_set1_epi8(2)), _mm_set1_epi8('>'));
+    found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('&')));
+    const __m128i blanks = _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8('\n')),
+                                        _mm_cmpeq_epi8(block, _mm_set1_epi8('\t')));
+    if constexpr (rules == escape_rules::late) {
+        const __m128i controls = _mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(0x1F)), block);
+        found = _mm_or_si128(found, _mm_andnot_si128(blanks, controls));
+    } else {
+        found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('\r')));
+    }
+    if constexpr (where == place::attribute) {
+        found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8('"')));
+        found = _mm_or_si128(found, blanks);
+    }
+    return static_cast<unsigned>(_mm_movemask_epi8(found));
+}
+#endif
+
+// Escapes `size` bytes to `next`, where there is room for size * k_longest_reference + k_block.
+template <place where, escape_rules rules>
+[[nodiscard]] char *escape(char *next, const char *text, std::size_t size) noexcept {
+    const auto &places = k_places<where, rules>;
+    const char *const end = text + size;
+#ifdef __SSE2__
+    while (static_cast<std::size_t>(end - text) >= k_block) {
+        __m128i block;
+        std::memcpy(&block, text, sizeof block);
+        std::memcpy(next, &block, sizeof block);
+        const unsigned special = find_special<where, rules>(block);
+        if (special == 0) [[likely]] {
+            text += k_block;
+            next += k_block;
+            continue;
+        }
+        const int plain = __builtin_ctz(special);
+        const reference &found = k_references[places[static_cast<std::uint8_t>(text[plain])]];
+        std::memcpy(next + plain, found.text, sizeof found.text);
+        next += plain + found.size;
+        text += plain + 1;
+    }
+#endif
+    for (; text != end; ++text) {
+        const reference &found = k_references[places[static_cast<std::uint8_t>(*text)]];
+        if (found.size == 0) [[likely]] {
+            *next++ = *text;
+        } else {
+            std::memcpy(next, found.text, sizeof found.text);
+            next += found.size;
+        }
+    }
+    return next;
+}
+
+template <place where, escape_rules rules>
+void write_escaped(text_output &output, const xmlChar *bytes) {
+    const auto *text = reinterpret_cast<const char *>(bytes);
+    std::size_t left = std::strlen(text);
+    while (left != 0) {
+        const std::size_t piece = std::min(left, k_piece);
+        char *const next = output.room(piece * k_longest_reference + k_block);
+        output.advance_to(escape<where, rules>(next, text, piece));
+        text += piece;
+        left -= piece;
+    }
+}
+
+[[nodiscard]] bool is_ascii(const xmlChar *text) noexcept {
+    for (; *text != 0; ++text) {
+        if (*text >= 0x80) {
+            return false;
+        }
+    }
+    return true;
+}
+
+[[nodiscard]] bool is_xml_character(unsigned value) noexcept {
+    if (value < 0x20) {
+        return value == 0x9 || value == 0xA || value == 0xD;
+    }
+    return value <= 0xD7FF || (value >= 0xE000 && value <= 0xFFFD) ||
+           (value >= 0x10000 && value <= 0x10FFFF);
+}
+
+// The character at `text`, which begins with a byte beyond ASCII and a second one that is not
+// zero, and its length in bytes; a length of 1 when there is no valid one. Continuation bytes are
+// taken for what they are without a look, as libxml2 does.
+struct decoded {
+    unsigned value;
+    int length;
+};
+[[nodiscard]] decoded decode(const std::uint8_t *text) noexcept {
+    decoded result{0, 1};
+    if (text[0] < 0xC0) {
+        return result;
+    }
+    if (text[0] < 0xE0) {
+        result = {(text[0] & 0x1FU) << 6U | (text[1] & 0x3FU), 2};
+    } else if (text[0] < 0xF0 && text[2] != 0) {
+        result = {(text[0] & 0x0FU) << 12U | (text[1] & 0x3FU) << 6U | (text[2] & 0x3FU), 3};
+    } else if (text[0] < 0xF8 && text[2] != 0 && text[3] != 0) {
+        result = {(text[0] & 0x07U) << 18U | (text[1] & 0x3FU) << 12U | (text[2] & 0x3FU) << 6U |
+                      (text[3] & 0x3FU),
+                  4};
+    }
+    return is_xml_character(result.value) ? result : decoded{0, 1};
+}
+
+[[nodiscard]] char *write_hexadecimal_reference(char *next, unsigned value) noexcept {
+    constexpr std::string_view k_digits = "0123456789ABCDEF";
+    *next++ = '&';
+    *next++ = '#';
+    *next++ = 'x';
+    int shift = 4 * ((31 - __builtin_clz(value)) / 4);
+    for (; shift >= 0; shift -= 4) {
+        *next++ = k_digits[(value >> static_cast<unsigned>(shift)) & 0xFU];
+    }
+    *next++ = ';';
+    return next;
+}
+
+} // namespace
+
+void write_escaped_text(text_output &output, const xmlChar *text, escape_rules rules) {
+    if (rules == escape_rules::early) {
+        write_escaped<place::text, escape_rules::early>(output, text);
+    } else {
+        write_escaped<place::text, escape_rules::late>(output, text);
+    }
+}
+
+void write_escaped_attribute(text_output &output, const xmlChar *text, escape_rules rules) {
+    if (rules == escape_rules::early) {
+        write_escaped<place::attribute, escape_rules::early>(output, text);
+    } else {
+        write_escaped<place::attribute, escape_rules::late>(output, text);
+    }
+}
+
+void write_ascii_attribute(text_output &output, const xmlChar *text) {
+    if (is_ascii(text)) {
+        write_escaped<place::attribute, escape_rules::early>(output, text);
+        return;
+    }
+    while (*text != 0) {
+        char *next = output.room(k_block + k_longest_reference);
+        if (*text < 0x80 || text[1] == 0) {
+            next = escape<place::attribute, escape_rules::early>(
+                next, reinterpret_cast<const char *>(text), 1);
+            ++text;
+        } else {
+            const decoded character = decode(text);
+            next =
+                write_hexadecimal_reference(next, character.length == 1 ? *text : character.value);
+            text += character.length;
+        }
+        output.advance_to(next);
+    }
+}
+
+} // namespace pkg_dbe_xml

@@ -1,0 +1,28 @@
+// Writing text and attribute values with the characters that have a meaning in markup replaced, in
+// exactly the way libxml2 replaces them.
+#pragma once
+
+#include "text/text_output.hpp"
+
+#include <libxml/xmlstring.h>
+
+namespace pkg_dbe_xml {
+
+// What libxml2 replaces changed between its generations.
+enum class escape_rules {
+    // To 2.13: bytes that are no valid UTF-8 and control characters pass unchanged.
+    early,
+    // Since 2.14: control characters become references to the replacement character.
+    late
+};
+
+// Text between tags: "<", ">", "&" and carriage returns become references.
+void write_escaped_text(text_output &output, const xmlChar *text, escape_rules rules);
+// Text of an attribute, in double quotes that are not written here: also '"', tabulators and line
+// feeds.
+void write_escaped_attribute(text_output &output, const xmlChar *text, escape_rules rules);
+// The same by the early rules, where every other character beyond ASCII becomes a reference too,
+// and so do the bytes of what is no valid UTF-8, but for one at the very end.
+void write_ascii_attribute(text_output &output, const xmlChar *text);
+
+} // namespace pkg_dbe_xml

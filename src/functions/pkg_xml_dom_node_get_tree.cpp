@@ -41,14 +41,19 @@ xmlNodePtr first_child_node(const xmlNode *node) {
 
 xmlNodePtr last_child_node(const xmlNode *node) { return last_child(node); }
 
-// A blank text between other children is no member; one that stands alone is.
+[[nodiscard]] bool is_blank_text(const xmlNode *node) noexcept {
+    return node->type == XML_TEXT_NODE && xmlIsBlankNode(node) != 0;
+}
+
+// A blank text between other children is no member; one that stands alone is. A CDATA section is
+// one however blank.
 bool fill_with_children(xmlNodePtr first, xmlListPtr list) {
     if (first->next == nullptr) {
         return xml_list_pushback(first, list);
     }
     std::size_t steps = 0;
     for (xmlNodePtr child = first; child != nullptr; child = child->next) {
-        if (!xmlIsBlankNode(child) && !xml_list_pushback(child, list)) {
+        if (!is_blank_text(child) && !xml_list_pushback(child, list)) {
             return false;
         }
         if (++steps % k_siblings_between_polls == 0) {

@@ -139,13 +139,14 @@ TEST_F(navigation, a_lone_blank_text_is_a_member) {
     EXPECT_EQ(names_in(sql::call(xml_dom_get_child_nodes, element).handle()), "#text");
 }
 
-TEST_F(navigation, nothing_but_blank_texts_and_sections_leaves_an_empty_list) {
-    const sql::handle element = root(parsed("<r> <![CDATA[ ]]>\n</r>"));
-    EXPECT_EQ(sql::call(xml_dom_get_length, sql::call(xml_dom_get_child_nodes, element).handle())
-                  .integer(),
-              0);
-    const sql::handle other = root(parsed("<r>x<![CDATA[ ]]><![CDATA[y]]></r>"));
-    EXPECT_EQ(names_in(sql::call(xml_dom_get_child_nodes, other).handle()), "#text #cdata-section");
+TEST_F(navigation, a_blank_section_is_a_member) {
+    const auto names = [](std::string_view xml) {
+        return names_in(sql::call(xml_dom_get_child_nodes, root(parsed(xml))).handle());
+    };
+    EXPECT_EQ(names("<r><b/><![CDATA[ ]]><c/></r>"), "b #cdata-section c");
+    EXPECT_EQ(names("<r> <![CDATA[ ]]>\n</r>"), "#cdata-section");
+    EXPECT_EQ(names("<r><b/><![CDATA[]]></r>"), "b #cdata-section");
+    EXPECT_EQ(names("<r>x<![CDATA[ ]]>y</r>"), "#text #cdata-section #text");
 }
 
 TEST_F(navigation, child_list_of_a_childless_node_is_empty_and_not_null) {

@@ -32,8 +32,9 @@ std::int32_t checked_list_size(const XMLHashEntry &entry) {
     return static_cast<std::int32_t>(size);
 }
 
+// A list that was given up has no items, whatever the index.
 xmlNodePtr list_item(XMLHashEntry &entry, std::int32_t index) {
-    if (index >= checked_list_size(entry)) {
+    if (entry.object == nullptr || index >= checked_list_size(entry)) {
         return nullptr;
     }
     if (index < 0) {

@@ -96,10 +96,15 @@ TEST_F(lists_and_maps, item_of_a_released_list_or_map_is_null) {
     const sql::handle document = parsed("<r a='1'><b/></r>");
     const sql::handle list = children(root(document));
     const sql::handle map = map_of(document);
+    const sql::handle of_released = children(root(document));
     release(list);
     release(map);
-    EXPECT_TRUE(sql::call(xml_dom_item, list, 0).is_null());
-    EXPECT_TRUE(sql::call(xml_dom_item, map, 0).is_null());
+    for (const int index : {0, 1, INT_MAX, -1, INT_MIN}) {
+        EXPECT_TRUE(sql::call(xml_dom_item, list, index).is_null());
+        EXPECT_TRUE(sql::call(xml_dom_item, map, index).is_null());
+    }
+    sql::call(xml_dom_free_document, document);
+    EXPECT_REPORT(sql::call(xml_dom_item, of_released, 0), reports::handle_not_found);
 }
 
 TEST_F(lists_and_maps, item_of_anything_else_is_refused) {

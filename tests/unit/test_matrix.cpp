@@ -296,7 +296,7 @@ std::vector<tested_function> collection_functions() {
                           k_null, {0}),
         takes_collections("item -1", xml_dom_item, gives::handle,
                           [](const sample &) { return report_text(reports::negative_index); }, null,
-                          report_text(reports::negative_index), k_null, {-1}),
+                          k_null, k_null, {-1}),
         takes_collections("item beyond the end", xml_dom_item, gives::handle, null, null, k_null,
                           k_null, {99}),
         {"get_named_item",

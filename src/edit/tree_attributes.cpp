@@ -108,6 +108,9 @@ bool is_immutable(const xmlNode *node) noexcept {
     if (is_declaration(node->type)) {
         return true;
     }
+    if (node->parent != nullptr && is_declaration(node->parent->type)) {
+        return true; // a comment or processing instruction among the declarations
+    }
     // Only entities keep trees below their declarations.
     const xmlDoc *const document = node->doc;
     const bool declares_entities =

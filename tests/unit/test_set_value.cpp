@@ -134,4 +134,34 @@ TEST_F(set_value, declarations_and_what_stands_in_them_are_never_changed) {
     }
 }
 
+// Neither changed nor moved, nor does anything go below them.
+TEST_F(set_value, comments_and_instructions_of_a_document_type_are_part_of_it) {
+    for (const char *const entity : {"", "<!ENTITY e 'x'>"}) {
+        const sql::handle tree = document(std::string("<!DOCTYPE a [<!--c--><?p i?>") + entity +
+                                          "<!ELEMENT a ANY>]><a/>");
+        const sql::handle top = root(tree);
+        const std::string before = call(xml_dom_write_to_buffer_doc, tree).text();
+        int members = 0;
+        for (xmlNodePtr member = reinterpret_cast<xmlDocPtr>(node(tree))->intSubset->children;
+             member != nullptr; member = member->next) {
+            if (member->type != XML_COMMENT_NODE && member->type != XML_PI_NODE) {
+                continue;
+            }
+            ++members;
+            sql::result held;
+            held.datum_ =
+                pkg_dbe_xml::mint_handle<pkg_dbe_xml::XMLDomNodeType::node>(*entry(tree), member);
+            EXPECT_REPORT(call(xml_dom_set_node_value, held.handle(), "v"),
+                          reports::no_modification);
+            EXPECT_REPORT(call(xml_dom_append_child, top, held.handle()), reports::not_allowed);
+            EXPECT_REPORT(call(xml_dom_append_child, tree, held.handle()), reports::not_allowed);
+            EXPECT_REPORT(call(xml_dom_append_child, held.handle(), text(tree, "t")),
+                          reports::not_allowed);
+            call(xml_dom_free_node, held.handle());
+        }
+        EXPECT_EQ(members, 2);
+        EXPECT_EQ(call(xml_dom_write_to_buffer_doc, tree).text(), before);
+    }
+}
+
 } // namespace

@@ -44,6 +44,22 @@ class namespace_copies {
         set_context(copy, reinterpret_cast<xmlDocPtr>(last_));
         last_ = copy;
     }
+    // The copy of an element is complete: what it declares is out of scope from here on.
+    static void leave(const xmlNode *copy) noexcept {
+        for (const xmlNs *record = declared_namespaces(copy); record != nullptr;
+             record = record->next) {
+            if (record->_private != nullptr) {
+                static_cast<xmlNsPtr>(record->_private)->_private = nullptr;
+            }
+        }
+    }
+    // `copy`, which was added for `source`, is in scope again.
+    static void find_again(xmlNsPtr source, xmlNsPtr copy) noexcept {
+        if (copy->_private == source) {
+            source->_private = copy;
+        }
+    }
+    // The record that stands for `source` on an element above, or on the element itself.
     [[nodiscard]] static xmlNsPtr find(const xmlNs *source) noexcept {
         return static_cast<xmlNsPtr>(source->_private);
     }
@@ -147,6 +163,7 @@ xmlNsPtr copier::copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute
         return found;
     }
     if (xmlStrEqual(found->href, source->href) != 0) {
+        namespace_copies::find_again(source, found);
         return found;
     }
     found = declaration_of(element, source->prefix);
@@ -279,12 +296,14 @@ void copier::copy_below(xmlNodePtr source, xmlNodePtr copy) {
             continue;
         }
         while (node != source && node->next == nullptr) {
+            namespace_copies::leave(copy);
             node = node->parent;
             copy = copy->parent;
         }
         if (node == source) {
             return;
         }
+        namespace_copies::leave(copy);
         node = node->next;
         copy = copy_step(node, copy->parent);
     }

@@ -251,6 +251,32 @@ TEST_F(importing, attributes_set_in_a_namespace_without_a_prefix_keep_it_in_a_co
     EXPECT_EQ(call(xml_dom_get_attribute_ns, copy, "x", "urn:x").text(), "1");
 }
 
+// What was moved away from the element that declared its prefix gets a declaration in the copy.
+TEST_F(importing, a_prefix_whose_declaration_stands_beside) {
+    const sql::handle from = document("<r xmlns:p='u' xmlns:q='v'><p:b q:k='1'><p:c/></p:b></r>");
+    append(from, first(root(from)));
+    EXPECT_EQ(call(xml_dom_write_to_buffer_doc, import(document("<x/>"), from, true)).text(),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<r xmlns:p=\"u\" xmlns:q=\"v\"/>\n"
+              "<p:b xmlns:p=\"u\" xmlns:q=\"v\" q:k=\"1\">\n  <p:c/>\n</p:b>\n");
+}
+
+TEST_F(importing, a_prefix_whose_declaration_stands_deeper) {
+    const sql::handle from = document("<r><d><a xmlns:p='u'><p:b/><p:c p:k='1'/></a></d><z/></r>");
+    const sql::handle top = root(from);
+    const sql::handle declaring = first(first(top));
+    const sql::handle b = first(declaring);
+    append(last(top), next(b)); // behind the declaration
+    EXPECT_EQ(written(import(document("<x/>"), top, true)),
+              "<r xmlns:p=\"u\"><d><a xmlns:p=\"u\"><p:b/></a></d><z><p:c p:k=\"1\"/></z></r>");
+    append(top, first(top)); // in front of it
+    append(top, b);
+    EXPECT_EQ(written(import(document("<x/>"), top, true)),
+              "<r xmlns:p=\"u\"><z><p:c p:k=\"1\"/></z><d><a xmlns:p=\"u\"/></d><p:b/></r>");
+    for (const xmlNs *record = node(declaring)->nsDef; record != nullptr; record = record->next) {
+        EXPECT_EQ(record->_private, nullptr);
+    }
+}
+
 // --- documents ----------------------------------------------------------------------------------
 
 TEST_F(importing, a_document_is_copied_whole) {

@@ -6,7 +6,9 @@
 #include <libxml/xmlmemory.h>
 #include <libxml/xmlversion.h>
 
+#include <algorithm>
 #include <memory>
+#include <string_view>
 
 namespace pkg_dbe_xml {
 
@@ -23,10 +25,25 @@ struct encoding_handler_deleter {
 };
 using encoding_handler_ptr = std::unique_ptr<xmlCharEncodingHandler, encoding_handler_deleter>;
 
-// The handler of a character set. Null when libxml2 knows none of that name, and for the empty
-// name, which later versions take for the character set of the process's locale.
+// Whether a text can be the name of a character set in XML: a Latin letter, then letters, digits,
+// dots, underscores and hyphens. The converters behind libxml2 take more: "/" is the locale's
+// character set to them, and "ASCII//IGNORE" drops what it cannot write.
+[[nodiscard]] inline bool is_encoding_name(std::string_view name) noexcept {
+    const auto is_letter = [](char byte) noexcept {
+        return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
+    };
+    return !name.empty() && is_letter(name.front()) &&
+           std::all_of(name.begin(), name.end(), [is_letter](char byte) noexcept {
+               return is_letter(byte) || (byte >= '0' && byte <= '9') || byte == '.' ||
+                      byte == '_' || byte == '-';
+           });
+}
+
+// The handler of a character set. Null when libxml2 knows none of that name, and for what is no
+// name of a character set.
 [[nodiscard]] inline encoding_handler_ptr find_encoding_handler(const char *name) noexcept {
-    return encoding_handler_ptr(*name == '\0' ? nullptr : xmlFindCharEncodingHandler(name));
+    return encoding_handler_ptr(is_encoding_name(name) ? xmlFindCharEncodingHandler(name)
+                                                       : nullptr);
 }
 
 // A buffer of libxml2's in front of a call-back, which is called with `sink`; it takes the handler

@@ -112,6 +112,19 @@ TEST_F(character_set, of_an_unknown_name_is_refused_and_the_old_one_stays) {
     EXPECT_EQ(encoding_of(document), "ISO-8859-1");
 }
 
+TEST_F(character_set, what_is_no_name_of_one_is_known_to_nobody) {
+    const sql::handle document = parsed("<r/>");
+    EXPECT_TRUE(sql::call(xml_dom_set_charset, document, "ISO-8859-1").is_null());
+    for (const char *const name :
+         {"", "/", "//", "ASCII//IGNORE", "ASCII//TRANSLIT", "UTF-8//IGNORE", "ISO_8859-1:1987",
+          "8859_1", "-UTF-8", ".", " UTF-8", "UTF-8 ", "UTF-8\n", "UTF-8\" standalone=\"yes"}) {
+        EXPECT_REPORT(sql::call(xml_dom_set_charset, document, name),
+                      reports::unsupported_character_set)
+            << name;
+    }
+    EXPECT_EQ(encoding_of(document), "ISO-8859-1");
+}
+
 TEST_F(character_set, longest_name) {
     const sql::handle document = parsed("<r/>");
     const std::string before = encoding_of(document);

@@ -55,15 +55,24 @@ constexpr int k_parse_options =
     return handle;
 }
 
+// Registers a parsed document. Before that, once its text has been given back, a last look at
+// whether the statement was asked to stop: who cancels a parse finds no document.
+[[nodiscard]] host::datum hand_over_parsed(xml_doc_ptr document) {
+    host::check_for_interrupts();
+    return hand_over(std::move(document));
+}
+
 } // namespace
 
 host::datum create_dom_document(host::datum value) {
-    return hand_over(parse_document(parse_text(value, reports::text_too_large)));
+    xml_doc_ptr document = parse_document(parse_text(value, reports::text_too_large));
+    return hand_over_parsed(std::move(document));
 }
 
 host::datum create_dom_document_of_object(host::object_number number) {
-    return hand_over(parse_document(
-        parse_text(number, reports::text_too_large, host::current_memory_context())));
+    xml_doc_ptr document =
+        parse_document(parse_text(number, reports::text_too_large, host::current_memory_context()));
+    return hand_over_parsed(std::move(document));
 }
 
 } // namespace pkg_dbe_xml

@@ -163,9 +163,20 @@ using record_ptr = std::unique_ptr<XmlParserHashEntry, record_deleter>;
     return parse_text(value, reports::parser_text_too_large);
 }
 
+// A last look at whether the statement was asked to stop, once the text has been given back: who
+// cancels a parse finds the parser empty.
+void keep_unless_stopped(XmlParserHashEntry &parser) {
+    xml_doc_ptr document(std::exchange(parser.doc, nullptr));
+    host::check_for_interrupts();
+    parser.doc = document.release();
+}
+
 void parse_value(XmlParserHashEntry &parser, host::datum value) {
-    const parse_text text = fetch_text(value);
-    parse_inner(parser, text.bytes(), text.size());
+    {
+        const parse_text text = fetch_text(value);
+        parse_inner(parser, text.bytes(), text.size());
+    }
+    keep_unless_stopped(parser);
 }
 
 // Length of a text argument in bytes, without fetching it when it is kept elsewhere in one piece
@@ -339,9 +350,12 @@ PKG_DBE_XML_FUNCTION(xmlparser_parse_large_object) {
         return call.null();
     }
     XmlParserHashEntry &parser = find_parser(call);
-    const parse_text text(call.uint4(1), reports::parser_text_too_large,
-                          host::u_sess.xmlparser_context);
-    parse_inner(parser, text.bytes(), text.size());
+    {
+        const parse_text text(call.uint4(1), reports::parser_text_too_large,
+                              host::u_sess.xmlparser_context);
+        parse_inner(parser, text.bytes(), text.size());
+    }
+    keep_unless_stopped(parser);
     return call.null();
 }
 

@@ -141,4 +141,90 @@ INSTANTIATE_TEST_SUITE_P(long_calls, cancel, ::testing::ValuesIn(k_long_calls),
                              return std::string(row.param.name) + "_" + std::to_string(row.index);
                          });
 
+// However short a text: one look is taken between the end of its parse and the moment when its
+// document is registered, or becomes the parser's.
+class cancel_behind_the_parse : public sql::session_test {
+  protected:
+    static std::int64_t polls_of(sql::function entry, const argument_list &arguments) {
+        const std::int64_t before = standalone::poll_count();
+        EXPECT_FALSE(sql::call_with(entry, arguments).failed());
+        return standalone::poll_count() - before;
+    }
+    // Cancels the call at its last look.
+    static void cancel_at_the_end(sql::function entry, const argument_list &arguments) {
+        const std::int64_t polls = polls_of(entry, arguments);
+        ASSERT_GE(polls, 1);
+        standalone::cancel_after_polls(polls);
+        const sql::result stopped = sql::call_with(entry, arguments);
+        ASSERT_TRUE(stopped.failed());
+        EXPECT_EQ(stopped.error_->sqlstate, "57014");
+    }
+};
+
+TEST_F(cancel_behind_the_parse, no_document_is_registered) {
+    for (const sql::function entry : {xml_dom_new_document_clob, xml_dom_new_document_xmltype}) {
+        const std::size_t before = pkg_dbe_xml::xml_count_hashentries();
+        cancel_at_the_end(entry, {"<a/>"});
+        EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(),
+                  before + 1); // of the call that was not stopped
+    }
+}
+
+TEST_F(cancel_behind_the_parse, a_parser_object_is_empty) {
+    const sql::handle parser = sql::call(xmlparser_new_parser).handle();
+    for (const sql::function entry : {xmlparser_parse_clob, xmlparser_parse_buffer}) {
+        cancel_at_the_end(entry, {parser, "<a/>"});
+        EXPECT_TRUE(sql::call(xmlparser_get_doc, parser).is_null());
+        EXPECT_FALSE(sql::call(entry, parser, "<b/>").failed());
+        EXPECT_FALSE(sql::call(xmlparser_get_doc, parser).is_null());
+    }
+}
+
+// --- how often a parse looks ------------------------------------------------------------------
+
+constexpr std::size_t k_megabyte = std::size_t{1} << 20U;
+
+std::string repeated(std::string_view piece, std::size_t size) {
+    std::string text;
+    while (text.size() < size) {
+        text += piece;
+    }
+    return text;
+}
+
+// Looks in the parse of a text of `size` bytes, made of one piece between two others.
+std::int64_t looks_in_parse(std::string_view before, std::string_view piece, std::string_view after,
+                            std::size_t size) {
+    const std::string text = std::string(before) + repeated(piece, size) + std::string(after);
+    const std::int64_t polls = standalone::poll_count();
+    const sql::result document = sql::call(xml_dom_new_document_clob, text);
+    EXPECT_FALSE(document.failed());
+    const std::int64_t looks = standalone::poll_count() - polls;
+    sql::call(xml_dom_free_document, document.handle());
+    return looks;
+}
+
+// A parse looks at least once in half a megabyte, whatever the text is made of.
+TEST_F(cancel_behind_the_parse, looks_grow_with_the_text) {
+    const struct {
+        std::string_view before, piece, after;
+    } texts[] = {
+        {"<a>", "<b c='d'>text<e/></b>", "</a>"},
+        {"<a>", "text of a long node ", "</a>"},
+        {"<a><!--", "text of a long node ", "--></a>"},
+        {"<a b='", "text of a long node ", "'/>"},
+        {"<a><![CDATA[", "text of a long node ", "]]></a>"},
+        {"<a><?p ", "text of a long node ", "?></a>"},
+        {"<!DOCTYPE a [<!ENTITY e 'text'>]><a>", "<b>&e;</b>", "</a>"},
+        {"<a>", "&lt;", "</a>"},
+    };
+    for (const auto &text : texts) {
+        const std::int64_t looks =
+            looks_in_parse(text.before, text.piece, text.after, 8 * k_megabyte);
+        std::printf("             %3lld looks: %.*s\n", static_cast<long long>(looks),
+                    static_cast<int>(text.before.size()), text.before.data());
+        EXPECT_GE(looks, 16) << text.before;
+    }
+}
+
 } // namespace

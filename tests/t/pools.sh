@@ -78,9 +78,10 @@ is 'leave nothing behind' "$(tell "$documents")" 0
 is 'a transaction that frees what it makes' "$(tell begin "select xmldom.parse('<a/>') as doc \\gset" "select xmldom.get_tag_name(xmldom.get_document_element(:'doc'))" \
     "select xmldom.free_document(:'doc') is null" commit "$documents" | joined)" 'a t 0 '
 handle=$(tell "select xmldom.parse('<kept/>')")
-through_pool background other begin 'select pg_sleep(2)' commit
+through_pool background other begin 'select pg_sleep(60)' commit
 wait_for_statement other pg_sleep && pass 'another client has the session' || fail 'another client has the session'
 like 'a handle that was kept is refused there' "$(tell "$(name_of "$handle")")" 'ERROR:  2200U: not find xmldom in hash'
+sql "select pg_cancel_backend(pid) from pg_stat_activity where query ~ '^select pg_sleep'" >/dev/null
 output_of other >/dev/null
 is 'the document is still in the first session, for whoever comes' "$(client_of_pool "$documents" "$(name_of "$handle")" | joined)" '1 kept '
 is 'free_all there' "$(client_of_pool 'select xmldom.free_all()' "$documents" | joined)" '1 0 '

@@ -23,7 +23,11 @@ like 'the end within a failed transaction frees them' "$(pid_lines "$pid")" "$fr
 
 answer=$(sql 'select pg_backend_pid()' 'select 1')
 pid=$(head -n 1 <<<"$answer")
-sleep 0.3
+for ((i = 0; i < 200; i++)); do
+    [ -e "/proc/$pid" ] || break
+    sleep 0.05
+done
+is 'its backend has ended' "$(test -e "/proc/$pid" && echo no)" ''
 unlike 'a session that made nothing has nothing to free' "$(pid_lines "$pid")" "$freed"
 
 # Parser objects and nothing else.
@@ -46,7 +50,12 @@ background victim "select count(*) from ($objects) as made" \
     "select xml_dom_new_document_clob('<a>' || repeat('<b><c/></b>', 40000000 / 4) || '</a>')"
 wait_for_statement victim repeat
 pid=$(sql "select pid from pg_stat_activity where application_name = 'victim'")
-sleep 1.5
+# Well within the parse: its text is in memory, and half a gigabyte of a tree of more than two.
+resident=0
+for ((i = 0; i < 600 && resident < 800000; i++)); do
+    sleep 0.05
+    resident=$(sed -n 's/^VmRSS:[[:space:]]*\([0-9]*\).*/\1/p' "/proc/$pid/status")
+done
 sql "select pg_terminate_backend($pid)" >/dev/null
 like 'a session terminated within a call says so' "$(output_of victim)" '57P01'
 unlike 'and frees nothing that may be half made' "$(pid_lines "$pid")" "$freed"

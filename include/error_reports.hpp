@@ -84,6 +84,10 @@ inline constexpr report_row cannot_convert{79379, "XX004",
     "Node type %s cannot be converted to desired type.",
     "The input node type is invalid.", "Check the input node type.", nullptr, true};
 
+inline constexpr report_row numbers_used_up{0, "54000", "the numbers for %s are used up",
+    "Every number is handed out once.", "Go on with a new document, or in a new session.",
+    nullptr, true};
+
 // --- memory and sizes ---
 inline constexpr report_row out_of_memory{79386, "53200", "out of memory",
     "Out of memory occurs.", nullptr, nullptr, true};

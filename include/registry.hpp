@@ -222,11 +222,13 @@ void xml_free_hashentry(XMLEntryType type, const DomKey &key);
 // Removes the handle; its node id will be handed out again. Reports handle_not_found.
 void xml_delete_hashentry(XMLEntryType type, const DomKey &key);
 
-// A document id, fresh or recycled, with its entry in the doc map. Throws when memory runs out.
+// A document id, fresh or recycled, with its entry in the doc map. Reports numbers_used_up, and
+// throws when memory runs out.
 [[nodiscard]] std::uint32_t xml_get_next_docid();
-// A node id of the document; reports invalid_document_id.
+// A node id of the document; reports invalid_document_id and numbers_used_up.
 [[nodiscard]] std::uint32_t xml_get_next_nodeid(std::uint32_t document_id);
-// The session's serial counter as it stands.
+// The session's serial counter as it stands; it goes on when the registry is cleaned up, so that a
+// handle never names a document of somebody later.
 [[nodiscard]] std::uint32_t xml_current_serial() noexcept;
 // Gives up the share that a document handle has in its document; entries of other handles and
 // entries without an object are left alone. Reports null_entry and dom_keys_not_found.
@@ -263,10 +265,11 @@ extern "C" PKG_DBE_XML_EXPORT int xml_clean_all_res();
 // --- making handles ---------------------------------------------------------------------------
 
 // A handle of a new document: a document id, the next serial, a share. The registry owns the
-// document from here on; when this throws, the caller still owns it.
+// document from here on; when this throws, the caller still owns it. Reports numbers_used_up.
 [[nodiscard]] host::datum register_document(xmlDocPtr document);
 // A new handle for `object` under document id and serial of `from`. Throws before anything has
-// changed. For a list the registry owns it from here on. There is one for each kind but document.
+// changed; reports numbers_used_up. For a list the registry owns it from here on. There is one for
+// each kind but document.
 template <XMLDomNodeType kind>
 [[nodiscard]] host::datum mint_handle(const XMLHashEntry &from, void *object);
 // The same of a kind that is not known before, or with a serial of the caller's.

@@ -26,7 +26,8 @@ struct session_state {
     void *registry;            // the registry of DOM handles, src/registry/pkg_xml_dom_hash.cpp
     hash_table *xmlparser_map; // "XMLPARSER map"
     std::uint32_t next_parser_id;
-    bool initialised; // the registry is set up
+    std::uint32_t next_serial; // of documents; like parsers they are counted through the session
+    bool initialised;          // the registry is set up
     clean_up_callback clean_up;
 };
 

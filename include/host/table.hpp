@@ -48,4 +48,27 @@ void hash_seq_init(hash_walk &walk, hash_table *table);
 void *hash_seq_search(hash_walk &walk);
 void hash_seq_term(hash_walk &walk) noexcept;
 
+// A walk that is ended on every way out, also when it is given up by an exception.
+class table_walk {
+  public:
+    explicit table_walk(hash_table *table) { hash_seq_init(walk_, table); }
+    ~table_walk() {
+        if (open_) {
+            hash_seq_term(walk_);
+        }
+    }
+    table_walk(const table_walk &) = delete;
+    table_walk &operator=(const table_walk &) = delete;
+    // The next entry, null when all were shown.
+    [[nodiscard]] void *next() {
+        void *const entry = hash_seq_search(walk_);
+        open_ = entry != nullptr;
+        return entry;
+    }
+
+  private:
+    hash_walk walk_{};
+    bool open_ = true;
+};
+
 } // namespace host

@@ -6,6 +6,7 @@
 
 #include "common.hpp"
 #include "functions/call_frame.hpp"
+#include "registry/dom_map.hpp"
 #include "registry/parser_registry.hpp"
 
 #include <algorithm>
@@ -16,6 +17,7 @@ namespace pkg_dbe_xml {
 namespace {
 
 constexpr std::uint32_t k_scope_node_id = std::numeric_limits<std::uint32_t>::max();
+static_assert(k_scope_node_id >= k_end_of_node_ids, "a handle would pass as a scope");
 
 // The node of argument 0; null when the argument is null or names nothing.
 xmlNodePtr node_argument(const host::call &call) {
@@ -101,8 +103,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_release_scope) {
     return number_result(parsers + xml_release_documents_since(scope.serial()));
 }
 
-// Gives back every document and parser of the session; their number. Handles stay unknown
-// afterwards: unlike the end of a session, this does not begin to count afresh.
+// Gives back every document and parser of the session; their number.
 PKG_DBE_XML_FUNCTION(xml_dom_free_all) {
     const std::size_t parsers = xml_parser_release_since(0);
     return number_result(parsers + xml_release_all_documents());

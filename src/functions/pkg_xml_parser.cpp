@@ -145,17 +145,6 @@ using record_ptr = std::unique_ptr<XmlParserHashEntry, record_deleter>;
     return *entry->parser;
 }
 
-// A handle value that lives as long as the context of the parsers.
-[[nodiscard]] host::varlena *handle_value(const parser_key &key) {
-    auto *value = static_cast<host::varlena *>(asserted(
-        host::mmgr_memory_alloc_from_controller(host::u_sess.xmlparser_context, k_handle_size),
-        k_no_result_room));
-    host::set_total_size(value, k_handle_size);
-    host::copy_bytes(reinterpret_cast<std::byte *>(value) + host::k_long_header,
-                     k_handle_size - host::k_long_header, key.bytes.data(), k_key_size);
-    return value;
-}
-
 // The text of an argument. A large one is held in the context of the parsers.
 [[nodiscard]] parse_text fetch_text(host::datum value) {
     const host::context_scope scope(host::is_large_value(value) ? host::u_sess.xmlparser_context
@@ -245,7 +234,10 @@ void xml_parser_generate_key(std::uint32_t id, parser_key &key) {
     host::copy_bytes(key.bytes.data(), k_key_size, &id, sizeof id);
 }
 
-std::uint32_t xml_parser_get_next_id() noexcept { return host::u_sess.next_parser_id++; }
+std::uint32_t xml_parser_get_next_id() noexcept {
+    std::uint32_t &next = host::u_sess.next_parser_id;
+    return next > k_last_parser_id ? next : next++;
+}
 
 std::uint32_t xml_parser_next_id() noexcept { return host::u_sess.next_parser_id; }
 
@@ -317,10 +309,10 @@ PKG_DBE_XML_FUNCTION(xmlparser_new_parser) {
     xml_parser_generate_key(id, key);
     parser_map();
     record_ptr parser = make_record(std::move(context), true);
-    std::unique_ptr<host::varlena, host::memory_deleter> result(handle_value(key));
+    const host::datum result = get_datum_by_dom_key({key.bytes});
     xml_parser_insert_hashentry(key, parser.get());
     static_cast<void>(parser.release()); // the table owns it
-    return host::from_pointer(result.release());
+    return result;
 }
 
 // Arguments: parser, CLOB. Reports null_not_allowed for a null CLOB, before anything else; a null
@@ -384,15 +376,13 @@ PKG_DBE_XML_FUNCTION(xmlparser_parse_buffer) {
 PKG_DBE_XML_RETURNING(xmlparser_parse_buffer, call.same_as(0))
 
 // The parser's document as a new document handle; null when it has none. Asked twice, two handles
-// name one tree. Reports handle_not_found and parser_not_found. The result lives as long as the
-// context of the parsers.
+// name one tree. Reports handle_not_found and parser_not_found.
 PKG_DBE_XML_FUNCTION(xmlparser_get_doc) {
     using namespace pkg_dbe_xml;
     XmlParserHashEntry &parser = find_parser(call);
     if (parser.doc == nullptr) {
         return call.null();
     }
-    const host::context_scope long_lived(host::u_sess.xmlparser_context);
     const host::datum result = register_document(parser.doc);
     if (!parser.docHandedOver) {
         parser.docHandedOver = true; // the registry owns the document

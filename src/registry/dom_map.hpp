@@ -3,6 +3,7 @@
 // Internal to the registry; the rest of the library uses registry.hpp.
 #pragma once
 
+#include "error_reports.hpp"
 #include "registry.hpp"
 
 #include <algorithm>
@@ -28,7 +29,6 @@ struct registry {
     host::hash_table *domkeys_map;  // "XMLDOM domKeys map"
     host::memory_context *dom_map;  // "XMLDOM map": the pages of entries
     std::size_t entry_count;        // of the DOM map
-    std::uint32_t serial;
     id_queue recycled;
     document_entry *document_cache[k_document_cache_size]; // by the low bits of the id
     XMLHashEntry released_entry; // stands for an entry of a page that was given back
@@ -38,6 +38,10 @@ static_assert(offsetof(registry, recent) == 0);
 // Ids 0 to 255 stand in three pieces that grow with need; from 256 on in pages of 256.
 inline constexpr std::uint32_t k_page_size = 256;
 inline constexpr std::uint32_t k_piece_starts[4] = {0, 8, 40, k_page_size};
+
+// Where node ids end. The page that would be the last one is never made, so that its ids mean other
+// things: the highest marks a scope.
+inline constexpr std::uint32_t k_end_of_node_ids = 0xFFFFFFFFU - (k_page_size - 1);
 
 // A page counts the slots that may still come to name something. When none is left, every handle
 // in it is released for good and the page shrinks to their kinds and serials.
@@ -189,11 +193,18 @@ inline void settle_slot(XMLHashEntry &entry, const DomKey &key) noexcept {
 [[nodiscard]] inline std::uint32_t next_node_id(const document_entry &document) noexcept {
     return document.first_freed != 0 ? document.first_freed : document.next_node_id;
 }
-// Its slot, which may be filled, as slot_for_insert gives it.
+// Reports numbers_used_up when there is none.
+inline void require_next_node_id(const document_entry &document) {
+    if (next_node_id(document) == k_end_of_node_ids) [[unlikely]] {
+        report(reports::numbers_used_up, {"the handles of this document"});
+    }
+}
+// Its slot, which may be filled, as slot_for_insert gives it. Reports numbers_used_up.
 [[nodiscard]] inline XMLHashEntry &slot_of_next_node(registry &state, document_entry &document) {
     if (document.next_slot != nullptr) [[likely]] {
         return *document.next_slot;
     }
+    require_next_node_id(document);
     XMLHashEntry &slot = slot_for_insert(state, document, next_node_id(document));
     if (document.first_freed == 0) {
         document.next_slot = &slot;

@@ -42,7 +42,8 @@ parser_map_entry *xml_parser_insert_hashentry(const parser_key &key, XmlParserHa
 void xml_parser_delete_hashentry(const parser_key &key);
 // Puts the number in bytes 0 to 3 of a zeroed key, in the machine's byte order.
 void xml_parser_generate_key(std::uint32_t id, parser_key &key);
-// The session's counter as it stands, which is then advanced.
+// The session's counter as it stands, which is then advanced; beyond k_last_parser_id it stays
+// where it is, for the numbers have come to their end.
 [[nodiscard]] std::uint32_t xml_parser_get_next_id() noexcept;
 // The number that the next parser will get.
 [[nodiscard]] std::uint32_t xml_parser_next_id() noexcept;

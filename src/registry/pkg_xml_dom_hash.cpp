@@ -27,6 +27,14 @@ constexpr std::size_t k_node_id_place = 4;
 constexpr std::size_t k_serial_place = 8;
 constexpr std::size_t k_flag_place = 12;
 
+// The serial that the next document gets. Reports numbers_used_up.
+[[nodiscard]] std::uint32_t next_serial() {
+    if (host::u_sess.next_serial == k_no_number) [[unlikely]] {
+        report(reports::numbers_used_up, {"the documents of this session"});
+    }
+    return host::u_sess.next_serial;
+}
+
 // The session's registry, set up on first use.
 [[nodiscard]] registry &ready_registry() {
     if (!host::u_sess.initialised) [[unlikely]] {
@@ -59,6 +67,9 @@ void register_entry(registry &state, document_entry &document, XMLHashEntry &slo
         family *owner = find_shared(state, object);
         if (owner == nullptr) {
             owner = &make_family(state, static_cast<xmlDocPtr>(object));
+        }
+        if (owner->shares == k_no_number) {
+            report(reports::numbers_used_up, {"the handles of this document"});
         }
         ++owner->shares;
         if (document.owner != owner) {
@@ -143,7 +154,6 @@ void park_detached_nodes(document_entry &document) {
 }
 
 // The keys under which documents are registered: those whose serial is `first` or later, or all.
-// Serials wrap.
 using document_keys = growing_array<DomKey, 32>;
 void collect_documents(registry &state, const std::uint32_t *first, document_keys &keys) {
     keys.reserve(host::hash_get_num_entries(state.document_map)); // a walk must come to its end
@@ -154,7 +164,7 @@ void collect_documents(registry &state, const std::uint32_t *first, document_key
         if (own == nullptr || own->kind == XMLDomNodeType::none) {
             continue; // an id that was just taken
         }
-        if (first == nullptr || static_cast<std::int32_t>(own->key.serial() - *first) >= 0) {
+        if (first == nullptr || own->key.serial() >= *first) {
             keys.push_back(own->key);
         }
     }
@@ -272,7 +282,9 @@ void xml_init_hashtable(XMLEntryType /*type*/) {
         state.domkeys_map = make_table("XMLDOM domKeys map", k_expected_shared_documents,
                                        sizeof(void *), sizeof(domkeys_entry));
     }
-    state.serial = k_first_serial;
+    if (session.next_serial == 0) {
+        session.next_serial = k_first_serial;
+    }
     session.initialised = true;
 }
 
@@ -349,8 +361,8 @@ std::uint32_t xml_get_next_docid() {
         enter_document(state, document_id);
         return take_recycled(state.recycled);
     }
-    std::uint32_t document_id = state.serial - k_first_serial;
-    // Only after the counter has wrapped can a fresh id be in use.
+    std::uint32_t document_id = next_serial() - k_first_serial;
+    // An id that was taken and has no document yet is passed over.
     while (find_document(state, document_id) != nullptr) {
         ++document_id;
     }
@@ -363,12 +375,13 @@ std::uint32_t xml_get_next_nodeid(std::uint32_t document_id) {
     if (document == nullptr) {
         report(reports::invalid_document_id);
     }
+    require_next_node_id(*document);
     const std::uint32_t node_id = next_node_id(*document);
     take_node_id(*document);
     return node_id;
 }
 
-std::uint32_t xml_current_serial() noexcept { return current_registry()->serial; }
+std::uint32_t xml_current_serial() noexcept { return host::u_sess.next_serial; }
 
 void xml_domkeys_hash_decrease_key(XMLHashEntry *entry) {
     if (entry == nullptr) {
@@ -424,7 +437,10 @@ void xml_release_document(const DomKey &key) {
     push_recycled(state.recycled, document_id);
 }
 
-std::uint32_t xml_next_serial() { return ready_registry().serial; }
+std::uint32_t xml_next_serial() {
+    static_cast<void>(ready_registry());
+    return host::u_sess.next_serial;
+}
 
 std::size_t xml_release_documents_since(std::uint32_t serial) { return release_documents(&serial); }
 
@@ -437,12 +453,11 @@ std::size_t xml_count_hashentries() noexcept {
 
 void xml_for_each_hashentry(void (*visit)(const XMLHashEntry &entry, void *state), void *state) {
     const registry *const session = current_registry();
-    if (session == nullptr) {
+    if (session == nullptr || session->document_map == nullptr) {
         return;
     }
-    host::hash_walk walk;
-    host::hash_seq_init(walk, session->document_map);
-    while (void *const document = host::hash_seq_search(walk)) {
+    host::table_walk walk(session->document_map); // the visitor may throw
+    while (void *const document = walk.next()) {
         for_each_slot(*static_cast<document_entry *>(document),
                       [visit, state](const XMLHashEntry &entry) {
                           if (entry.object != nullptr) {
@@ -456,13 +471,14 @@ void xml_for_each_hashentry(void (*visit)(const XMLHashEntry &entry, void *state
 
 host::datum register_document(xmlDocPtr document) {
     registry &state = ready_registry();
+    const std::uint32_t serial = next_serial();
     document_id_guard id(state);
     DomKey key;
-    xml_dom_general_key(id.id(), 0, xml_current_serial(), key);
+    xml_dom_general_key(id.id(), 0, serial, key);
     const host::datum value = get_datum_by_dom_key(key);
     xml_insert_hashentry(XMLEntryType::dom_map, key, document, "", XMLDomNodeType::document);
     id.keep();
-    ++state.serial;
+    ++host::u_sess.next_serial;
     return value;
 }
 
@@ -487,8 +503,8 @@ namespace {
                                                            XMLDomNodeType kind, std::byte *value) {
     registry &state = *current_registry();
     document_entry &document = *find_document(state, from.key.document_id());
-    const std::uint32_t node_id = next_node_id(document);
     XMLHashEntry &slot = slot_of_next_node(state, document);
+    const std::uint32_t node_id = next_node_id(document);
     take_node_id(document);
     return finish_handle(state, document, slot, node_id, serial, object, kind, value);
 }

@@ -29,6 +29,16 @@ for round in 1 2 3; do
 done
 is 'DISCARD ALL twice in a row' "$(tell 'discard all' 'discard all')" ''
 
+# Numbers go on: what the client before kept never names something of the next one.
+old=$(tell "select xml_dom_new_document_clob('<old/>')")
+old_root=$(tell "select xml_dom_get_document_element('$old')")
+tell 'discard all' >/dev/null
+new=$(tell "select xml_dom_new_document_clob('<new/>')")
+tell "select xml_dom_get_document_element('$new')" >/dev/null
+like 'the old document is unknown' "$(tell "select xml_dom_write_to_buffer_doc('$old')")" '2200U'
+like 'the old root is unknown' "$(tell "select xml_dom_get_node_name('$old_root')")" '2200U'
+tell 'discard all' >/dev/null
+
 # The other kinds of DISCARD, and one that fails, leave the documents alone.
 handle=$(tell "select xml_dom_new_document_clob('<kept/>')")
 tell 'discard plans' 'discard temp' 'discard sequences' >/dev/null

@@ -1,5 +1,4 @@
 // Hash tables and lists of the standalone host.
-#include "host/list.hpp"
 #include "host/table.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
@@ -239,104 +238,6 @@ TEST_F(host_tables, the_hash_reads_all_bytes_of_a_key) {
         byte = 0;
     }
     EXPECT_EQ(hashes.size(), 14U);
-}
-
-class host_lists : public sql::session_test {};
-using host_lists_death = host_lists;
-
-TEST_F(host_lists, an_empty_list_is_null) {
-    EXPECT_EQ(host::list_length(nullptr), 0U);
-    int object = 0;
-    EXPECT_EQ(host::list_delete_ptr(nullptr, &object), nullptr);
-    host::list_free(nullptr);
-}
-
-TEST_F(host_lists, keeps_the_order_of_many_members) {
-    std::vector<int> objects(10000);
-    host::list *members = nullptr;
-    for (int &object : objects) {
-        members = host::list_append_func(members, &object);
-    }
-    ASSERT_EQ(host::list_length(members), objects.size());
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        ASSERT_EQ(host::list_nth_cell(members, i), &objects[i]);
-    }
-    host::list_free(members);
-}
-
-TEST_F(host_lists, appends_a_pointer_once_when_asked) {
-    int first = 0;
-    int second = 0;
-    host::list *members = host::list_append_unique_ptr_func(nullptr, &first);
-    members = host::list_append_unique_ptr_func(members, &second);
-    members = host::list_append_unique_ptr_func(members, &first);
-    EXPECT_EQ(host::list_length(members), 2U);
-    members = host::list_append_func(members, &first);
-    EXPECT_EQ(host::list_length(members), 3U);
-    host::list_free(members);
-}
-
-TEST_F(host_lists, deletes_the_first_occurrence) {
-    int first = 0;
-    int second = 0;
-    int third = 0;
-    host::list *members = nullptr;
-    for (int *object : {&first, &second, &first}) {
-        members = host::list_append_func(members, object);
-    }
-    EXPECT_EQ(host::list_delete_ptr(members, &third), members);
-    members = host::list_delete_ptr(members, &first);
-    ASSERT_EQ(host::list_length(members), 2U);
-    EXPECT_EQ(host::list_nth_cell(members, 0), &second);
-    EXPECT_EQ(host::list_nth_cell(members, 1), &first);
-    members = host::list_delete_ptr(members, &first);
-    EXPECT_EQ(host::list_delete_ptr(members, &second), nullptr);
-}
-
-TEST_F(host_lists, grows_in_the_context_where_it_began) {
-    host::memory_context *context = host::session_memory_context();
-    std::vector<int> objects(100);
-    host::list *members = nullptr;
-    {
-        const host::context_scope scope(context);
-        members = host::list_append_func(nullptr, objects.data());
-    }
-    for (std::size_t i = 1; i < objects.size(); ++i) {
-        members = host::list_append_func(members, &objects[i]);
-    }
-    standalone::reset_caller_context();
-    EXPECT_EQ(host::list_nth_cell(members, 99), &objects[99]);
-    host::list_free(members);
-    EXPECT_EQ(standalone::memory_of(context).blocks, 0U);
-}
-
-TEST_F(host_lists, a_failed_append_changes_nothing) {
-    std::vector<int> objects(20);
-    host::list *members = nullptr;
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        for (std::int64_t at = 1;; ++at) {
-            standalone::fail_call(standalone::service::allocation, at);
-            try {
-                members = host::list_append_func(members, &objects[i]);
-                break;
-            } catch (const host::raised &) {
-                ASSERT_EQ(host::list_length(members), i);
-            }
-        }
-    }
-    standalone::clear_faults();
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        EXPECT_EQ(host::list_nth_cell(members, i), &objects[i]);
-    }
-    host::list_free(members);
-    EXPECT_EQ(standalone::memory_of(host::current_memory_context()).blocks, 0U);
-}
-
-TEST_F(host_lists_death, no_member_beyond_the_end) {
-    int object = 0;
-    host::list *members = host::list_append_func(nullptr, &object);
-    EXPECT_DEATH(static_cast<void>(host::list_nth_cell(members, 1)), "beyond the end");
-    host::list_free(members);
 }
 
 } // namespace

@@ -1,7 +1,10 @@
 // What the administrator sees of the memory behind documents.
+#include "support/invariants.hpp"
 #include "support/sql.hpp"
 
 #include "libxml/xml.hpp"
+#include "standalone_faults.hpp"
+#include "standalone_session.hpp"
 #include "trees.hpp"
 
 #include <libxml/HTMLtree.h>
@@ -225,6 +228,42 @@ TEST_F(memory_info, documents_of_html_have_no_line) {
     EXPECT_GT(lines().back().bytes, 0);
     sql::call(xml_dom_free_document, document);
     EXPECT_EQ(lines().back().bytes, 0);
+}
+
+// The walk over the documents ends with the call, whatever ends it: else no document could be made.
+TEST_F(memory_info, a_cancelled_call_leaves_the_table_as_it_was) {
+    std::string rows;
+    for (int row = 0; row < 3000; ++row) {
+        rows += "<r c='1'>text</r>";
+    }
+    for (int count = 0; count < 5; ++count) {
+        parsed("<a>" + rows + "</a>");
+    }
+    const std::size_t documents = lines().size();
+    for (std::int64_t polls = 1; polls < 10; ++polls) {
+        host::standalone::cancel_after_polls(polls);
+        const sql::result cancelled = sql::call(xml_dom_get_memory_info);
+        host::standalone::forget_cancel();
+        if (!cancelled.failed()) {
+            EXPECT_GT(polls, 3);
+            break;
+        }
+        EXPECT_EQ(cancelled.error_->sqlstate, "57014");
+        parsed("<b/>");
+        EXPECT_EQ(lines().size(), documents + static_cast<std::size_t>(polls));
+    }
+    for (std::int64_t at = 1; at < 10; ++at) {
+        host::standalone::fail_call(host::standalone::service::allocation, at);
+        const sql::result failed = sql::call(xml_dom_get_memory_info);
+        host::standalone::clear_faults();
+        if (!failed.failed()) {
+            EXPECT_GT(at, 1);
+            break;
+        }
+        EXPECT_EQ(failed.error_->sqlstate, "53200");
+        parsed("<c/>");
+    }
+    EXPECT_TRUE(sql::check_invariants());
 }
 
 TEST_F(memory_info, parser_objects_are_in_the_whole) {

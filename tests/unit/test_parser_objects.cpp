@@ -57,16 +57,16 @@ TEST_F(parser_objects, handles_are_numbers_and_zeros) {
     EXPECT_EQ(host::u_sess.next_parser_id, 2U);
 }
 
-TEST_F(parser_objects, handle_has_four_byte_header_and_lives_with_the_parsers) {
+TEST_F(parser_objects, handles_have_a_four_byte_header_and_live_as_long_as_other_results) {
     const sql::result made = sql::call(xmlparser_new_parser);
     EXPECT_EQ(made.stored_bytes().size(), 17U);
     EXPECT_EQ(standalone::context_of_allocation(reinterpret_cast<const void *>(made.datum())),
-              host::u_sess.xmlparser_context);
+              host::current_memory_context());
     parse(made.handle(), "<a/>");
     const sql::result document = get_doc(made.handle());
     EXPECT_EQ(document.stored_bytes().size(), 17U);
     EXPECT_EQ(standalone::context_of_allocation(reinterpret_cast<const void *>(document.datum())),
-              host::u_sess.xmlparser_context);
+              host::current_memory_context());
 }
 
 TEST_F(parser_objects, first_use_makes_context_and_table) {
@@ -139,10 +139,15 @@ TEST_F(parser_objects, those_with_the_last_numbers_are_freed_as_others_are) {
     new_parser();
     new_parser();
     EXPECT_REPORT(sql::call(xmlparser_new_parser), reports::too_many_parsers);
-    EXPECT_GT(pkg_dbe_xml::xml_parser_next_id(), pkg_dbe_xml::k_last_parser_id + 1);
+    EXPECT_EQ(pkg_dbe_xml::xml_parser_next_id(), pkg_dbe_xml::k_last_parser_id + 1);
     EXPECT_EQ(pkg_dbe_xml::xml_parser_release_since(16777215), 1U);
     EXPECT_EQ(pkg_dbe_xml::xml_parser_release_since(16777214), 1U);
     EXPECT_EQ(host::hash_get_num_entries(host::u_sess.xmlparser_map), 0U);
+    // However often it is tried, the numbers do not begin again.
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_REPORT(sql::call(xmlparser_new_parser), reports::too_many_parsers);
+        EXPECT_EQ(host::u_sess.next_parser_id, 16777216U);
+    }
 }
 
 TEST_F(parser_objects, an_entry_without_a_record_is_cleaned) {

@@ -4,8 +4,10 @@
 #include "host/session.hpp"
 #include "libxml/xml.hpp"
 #include "registry.hpp"
+#include "registry/dom_map.hpp"
 #include "standalone_session.hpp"
 #include "support/broken_tables.hpp"
+#include "support/invariants.hpp"
 
 #include <cstring>
 #include <string>
@@ -598,26 +600,103 @@ TEST_F(registry, only_handles_of_documents_have_a_share_to_give_up) {
     EXPECT_EQ(host::gate.bytes_in_use, 0);
 }
 
-TEST_F(registry, document_ids_in_use_are_passed_over_once_the_counter_has_wrapped) {
-    std::vector<std::pair<host::datum, xmlDocPtr>> made;
-    const auto id_of_next = [&] {
-        add_document();
-        made.emplace_back(handle, document);
-        const DomKey key = key_of(handle);
-        return pkg_dbe_xml::xml_getdom_docid(&key);
-    };
-    for (const std::uint32_t expected : {0U, 1U, 2U}) {
-        EXPECT_EQ(id_of_next(), expected);
+TEST_F(registry, serials_end_and_are_never_used_twice) {
+    sql::set_serial_counter(0xFFFFFFFEU);
+    add_document();
+    const DomKey last = key_of(handle);
+    EXPECT_EQ(last.serial(), 0xFFFFFFFEU);
+    EXPECT_EQ(last.document_id(), 0xFFFFFFFCU);
+    const std::int64_t bytes = host::gate.bytes_in_use;
+    pkg_dbe_xml::xml_doc_ptr refused(make_document());
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(sql::sqlstate_of(
+                      [&] { static_cast<void>(pkg_dbe_xml::register_document(refused.get())); }),
+                  "54000");
     }
-    sql::set_serial_counter(0xFFFFFFFFU);
-    for (const std::uint32_t expected : {0xFFFFFFFDU, 0xFFFFFFFEU, 0xFFFFFFFFU, 3U, 4U, 5U}) {
-        EXPECT_EQ(id_of_next(), expected);
-    }
-    for (const auto &[value, named] : made) {
-        EXPECT_EQ(entry_of(value).object, named);
-    }
-    EXPECT_EQ(pkg_dbe_xml::xml_release_all_documents(), made.size());
+    refused.reset();
+    EXPECT_EQ(host::gate.bytes_in_use, bytes);
+    EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), 1U);
+    EXPECT_EQ(entry_of(handle).object, document);
+    EXPECT_EQ(pkg_dbe_xml::xml_release_documents_since(pkg_dbe_xml::xml_next_serial()), 0U);
+    EXPECT_EQ(pkg_dbe_xml::xml_release_documents_since(0xFFFFFFFEU), 1U);
     EXPECT_EQ(host::gate.bytes_in_use, 0);
+    EXPECT_EQ(sql::call(xml_dom_new_document_empty).error_->sqlstate, "54000");
+    pkg_dbe_xml::xml_clean_all_res(); // what another client of a pool finds
+    EXPECT_EQ(sql::call(xml_dom_new_document_empty).error_->sqlstate, "54000");
+    EXPECT_TRUE(sql::check_invariants());
+}
+
+TEST_F(registry, serials_go_on_after_a_clean_up) {
+    add_document();
+    const DomKey before = key_of(handle);
+    pkg_dbe_xml::xml_clean_all_res();
+    add_document();
+    const DomKey after = key_of(handle);
+    EXPECT_EQ(after.serial(), before.serial() + 1);
+    EXPECT_EQ(after.document_id(), before.document_id() + 1);
+    EXPECT_EQ(pkg_dbe_xml::xml_find_hashentry(before), nullptr);
+}
+
+TEST_F(registry, node_ids_end_and_are_never_used_twice) {
+    add_document();
+    constexpr std::uint32_t k_end = pkg_dbe_xml::k_end_of_node_ids;
+    pkg_dbe_xml::document_entry *const own =
+        pkg_dbe_xml::find_document(*pkg_dbe_xml::current_registry(), key_of(handle).document_id());
+    own->next_node_id = k_end - 3;
+    own->next_slot = nullptr;
+    // Every way to take one: a node id alone, a handle, and the quick way to the next handle.
+    EXPECT_EQ(pkg_dbe_xml::xml_get_next_nodeid(own->document_id), k_end - 3);
+    const DomKey one = key_of(mint(document->children));
+    EXPECT_EQ(one.node_id(), k_end - 2);
+    EXPECT_EQ(key_of(mint(document->children)).node_id(), k_end - 1);
+    const std::size_t count = pkg_dbe_xml::xml_count_hashentries();
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(sql::sqlstate_of([&] { static_cast<void>(mint(document->children)); }), "54000");
+        EXPECT_EQ(sql::sqlstate_of([&] {
+                      static_cast<void>(pkg_dbe_xml::xml_get_next_nodeid(own->document_id));
+                  }),
+                  "54000");
+    }
+    EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), count);
+    EXPECT_TRUE(sql::check_invariants());
+    // An id that was given back is still handed out.
+    pkg_dbe_xml::xml_delete_hashentry(k_dom_map, one);
+    EXPECT_EQ(key_of(mint(document->children)).node_id(), one.node_id());
+    EXPECT_EQ(sql::sqlstate_of([&] { static_cast<void>(mint(document->children)); }), "54000");
+    pkg_dbe_xml::xml_release_document(key_of(handle));
+    EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), 0U);
+    add_document(); // under the same document id, which counts afresh
+    EXPECT_EQ(key_of(mint(document->children)).node_id(), 1U);
+}
+
+// The call that hands out a node id though there is no node.
+TEST_F(registry, asking_an_empty_document_for_its_root_ends_with_the_node_ids) {
+    const sql::handle empty = sql::call(xml_dom_new_document_empty).handle();
+    pkg_dbe_xml::document_entry *const own =
+        pkg_dbe_xml::find_document(*pkg_dbe_xml::current_registry(), empty.document_id());
+    own->next_node_id = pkg_dbe_xml::k_end_of_node_ids - 1;
+    own->next_slot = nullptr;
+    EXPECT_TRUE(sql::call(xml_dom_get_document_element, empty).is_null());
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(sql::call(xml_dom_get_document_element, empty).error_->sqlstate, "54000");
+        EXPECT_EQ(sql::call(xml_dom_create_element, empty, "a").error_->sqlstate, "54000");
+    }
+    EXPECT_FALSE(sql::call(xml_dom_is_null, empty).boolean());
+    EXPECT_TRUE(sql::check_invariants());
+}
+
+TEST_F(registry, shares_of_a_document_end) {
+    add_document();
+    family &owner = pkg_dbe_xml::family_of(entry_of(handle));
+    owner.shares = 0xFFFFFFFFU;
+    const std::uint32_t serial = pkg_dbe_xml::xml_next_serial();
+    EXPECT_EQ(
+        sql::sqlstate_of([&] { static_cast<void>(pkg_dbe_xml::register_document(document)); }),
+        "54000");
+    EXPECT_EQ(owner.shares, 0xFFFFFFFFU);
+    EXPECT_EQ(pkg_dbe_xml::xml_next_serial(), serial);
+    owner.shares = 1;
+    EXPECT_TRUE(sql::check_invariants());
 }
 
 TEST_F(registry, an_id_that_no_document_has_yet_is_not_released) {
@@ -648,8 +727,9 @@ TEST_F(registry, clean_up_frees_everything_and_a_new_registry_starts) {
     EXPECT_EQ(pkg_dbe_xml::xml_clean_all_res(), 0);
     add_document();
     const DomKey key = key_of(handle);
-    EXPECT_EQ(pkg_dbe_xml::xml_getdom_docid(&key), 0U);
-    EXPECT_EQ(pkg_dbe_xml::xml_getdom_sessionid(&key), 2U);
+    // The numbers go on.
+    EXPECT_EQ(pkg_dbe_xml::xml_getdom_docid(&key), 5U);
+    EXPECT_EQ(pkg_dbe_xml::xml_getdom_sessionid(&key), 7U);
 }
 
 } // namespace

@@ -36,7 +36,7 @@ lost_document::~lost_document() {
     }
 }
 
-void set_serial_counter(std::uint32_t serial) { current_registry()->serial = serial; }
+void set_serial_counter(std::uint32_t serial) { host::u_sess.next_serial = serial; }
 
 std::size_t &handle_count() { return current_registry()->entry_count; }
 

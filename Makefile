@@ -11,7 +11,7 @@ EXTENSION = pkg_dbe_xml
 EXTVERSION = 1.1
 # The release before, and the parts that are new since.
 previous_version = 1.0
-new_parts = 45_large_objects 74_package_large_objects
+new_parts = 45_large_objects
 
 MODULE_big = $(EXTENSION)
 PGFILEDESC = "pkg_dbe_xml - DOM for XML documents"
@@ -28,11 +28,13 @@ objects_folder := build/postgres
 OBJS = $(patsubst $(source)/%.cpp,$(objects_folder)/%.o,$(sources))
 
 # The install script is the parts in the order of their numbers. The upgrade from the release before
-# is what sql/changes.sql does to older parts, if there is such a file, and the new parts. Upgrades
-# between older releases stay as they were released, in sql/.
+# is what sql/changes.sql does to older parts, if there is such a file, and the new parts. It drops
+# the functions of the packages, so their parts count as new; their types stay. Upgrades between older
+# releases stay as they were released, in sql/.
 sql_parts := $(sort $(wildcard $(source)/sql/parts/*.sql))
 upgrade_parts := $(wildcard $(source)/sql/changes.sql) \
-	$(filter $(patsubst %,$(source)/sql/parts/%.sql,$(new_parts)),$(sql_parts))
+	$(filter $(patsubst %,$(source)/sql/parts/%.sql,$(new_parts)),$(sql_parts)) \
+	$(filter $(source)/sql/parts/7%,$(filter-out %/70_package_types.sql,$(sql_parts)))
 install_script = $(EXTENSION)--$(EXTVERSION).sql
 upgrade_script = $(EXTENSION)--$(previous_version)--$(EXTVERSION).sql
 DATA_built = $(install_script) $(upgrade_script)

@@ -26,6 +26,13 @@ PACKAGE_ENTRY(xml_dom_first_attribute);
 PACKAGE_ENTRY(xml_dom_next_attribute);
 PACKAGE_ENTRY(xml_dom_next_element);
 PACKAGE_ENTRY(xml_dom_outline);
+PACKAGE_ENTRY(xmldom_children);
+PACKAGE_ENTRY(xmldom_child_elements);
+PACKAGE_ENTRY(xmldom_attributes);
+PACKAGE_ENTRY(xmldom_descendants);
+PACKAGE_ENTRY(xmldom_nodes);
+PACKAGE_ENTRY(xmldom_following_siblings);
+PACKAGE_ENTRY(xmldom_ancestors);
 PACKAGE_ENTRY(xml_dom_mark_scope);
 PACKAGE_ENTRY(xml_dom_release_scope);
 PACKAGE_ENTRY(xml_dom_free_all);
@@ -150,53 +157,14 @@ void append_row(std::string &rows, const sql::handle &row) {
     rows += (rows.empty() ? "\\x" : " \\x") + hexadecimal(row.bytes);
 }
 
-// The rows that `first` gives and then `next` of each, until there is none.
-template <class Next> sql::result chain(sql::result first, Next next) {
+template <sql::function entry> sql::result rows_of(const std::vector<sql::value> &arguments) {
+    sql::result given = sql::call_with(entry, arguments);
+    if (given.failed()) {
+        return given;
+    }
     std::string rows;
-    while (!first.failed() && !first.is_null()) {
-        const sql::handle row = first.handle();
+    for (const sql::handle &row : given.rows()) {
         append_row(rows, row);
-        first = next(row);
-    }
-    return first.failed() ? first : text_result(rows);
-}
-
-sql::result children(const std::vector<sql::value> &arguments) {
-    return chain(sql::call_with(xml_dom_first_node, arguments), [](const sql::handle &child) {
-        return sql::call(xml_dom_get_next_sibling, child);
-    });
-}
-
-sql::result attributes(const std::vector<sql::value> &arguments) {
-    return chain(
-        sql::call_with(xml_dom_first_attribute, arguments),
-        [](const sql::handle &attribute) { return sql::call(xml_dom_next_attribute, attribute); });
-}
-
-sql::result descendants(const std::vector<sql::value> &arguments) {
-    const sql::value &top = arguments[0];
-    const sql::value &name = arguments[1];
-    return chain(sql::call_with(xml_dom_next_element, {top, top, name}),
-                 [&](const sql::handle &element) {
-                     return sql::call_with(xml_dom_next_element, {sql::value(element), top, name});
-                 });
-}
-
-// Rows may be null here: what a list held and what is gone.
-sql::result nodes(const std::vector<sql::value> &arguments) {
-    const sql::result length = sql::call_with(xml_dom_get_length, arguments);
-    if (length.failed() || length.is_null()) {
-        return length;
-    }
-    std::string rows;
-    for (int place = 0; place < length.integer(); ++place) {
-        sql::result member = sql::call_with(xml_dom_item, {arguments[0], sql::value(place)});
-        if (member.failed()) {
-            return member;
-        }
-        if (!member.is_null()) {
-            append_row(rows, member.handle());
-        }
     }
     return text_result(rows);
 }
@@ -224,7 +192,7 @@ sql::result session(const std::vector<sql::value> & /*arguments*/) {
 #define SET(function_name, arguments)                                                              \
     signature {                                                                                    \
         "(select string_agg(found::raw::text, ' ') from xmldom." #function_name "(", nullptr,      \
-            arguments, 't', false, 1, function_name, ") as found)"                                 \
+            arguments, 't', false, 1, rows_of<xmldom_##function_name>, ") as found)"               \
     }
 
 // The first of them stands in for a rare one that is not to be called this time.
@@ -238,8 +206,12 @@ constexpr std::array k_package{
     signature{"xmldom.set_node_value(", xml_dom_set_node_value_returning, "Nv", 'h'},
     SET(nodes, "L"),
     SET(descendants, "Nn"),
+    SET(descendants, "Nnu"),
     SET(children, "N"),
-    SET(attributes, "E"),
+    SET(child_elements, "Nn"),
+    SET(attributes, "N"),
+    SET(following_siblings, "N"),
+    SET(ancestors, "N"),
     signature{"xmldom.outline(", xml_dom_outline, "N", 't'},
     signature{k_session, nullptr, "", 't', false, 1, session},
     signature{"xmldom.first_node(", xml_dom_first_node, "N", 'h'},

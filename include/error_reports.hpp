@@ -223,6 +223,54 @@ inline constexpr report_row parser_text_too_large{79353, "22023",
 inline constexpr report_row buffer_too_large{79354, "22023", "out of buffer maximum bound",
     "Buffer size is out of range.", "Check the input parameters.", nullptr, false};
 
+// --- arguments of the packages ---
+inline constexpr report_row null_package_argument{0, "22004", "argument %s of %s must not be null",
+    "A function that changes or writes something is told of what.",
+    "Look for the call that gave the null: functions that read give null where there is nothing.",
+    nullptr, true};
+inline constexpr report_row unknown_handle{0, "2200U", "this is no handle of this session",
+    "The document was freed, the handle comes from another session, or the value never was one.",
+    "Fetch the node from a document that is open; xmldom.parse makes a document of a text.",
+    nullptr, true};
+inline constexpr report_row stale_handle{0, "2200U", "this handle names nothing any more",
+    "It was given up with a free function, or its document was freed.",
+    "Fetch the node again from a document that is open.", nullptr, true};
+
+// --- the DOM's exceptions ---
+// SQLSTATE XD and the number that the DOM gives to the exception.
+inline constexpr report_row index_size{0, "XD001",
+    "offset %s lies beyond the end of %s, which has %s characters",
+    "The DOM calls this an IndexSizeError.",
+    "Offsets are counted in characters, from 0 to the length.", nullptr, true};
+inline constexpr report_row child_not_allowed{0, "XD003", "%s cannot stand directly in %s",
+    "The DOM calls this a HierarchyRequestError.",
+    "Put it into an element.", nullptr, true};
+inline constexpr report_row child_contains_parent{0, "XD003", "%s cannot be put below itself",
+    "The DOM calls this a HierarchyRequestError.",
+    "Take out first what is to stay, or put a copy there: xmldom.clone_node.", nullptr, true};
+inline constexpr report_row wrong_document{0, "XD004", "%s belongs to another document",
+    "The DOM calls this a WrongDocumentError.",
+    "Copy it with xmldom.import_node or move it with xmldom.adopt_node first.", nullptr, true};
+inline constexpr report_row invalid_name{0, "XD005", "\"%s\" cannot be the name of %s",
+    "The DOM calls this an InvalidCharacterError.",
+    "A name begins with a letter or _ and goes on with letters, digits, '-', '_' and '.'.",
+    nullptr, true};
+inline constexpr report_row no_modification_allowed{0, "XD007", "%s cannot be changed",
+    "The DOM calls this a NoModificationAllowedError.",
+    "Declarations and what stands in them are only read.", nullptr, true};
+inline constexpr report_row not_found{0, "XD008", "%s is no child of %s",
+    "The DOM calls this a NotFoundError.",
+    "Pass a node whose parent is that node: xmldom.get_parent_node tells.", nullptr, true};
+inline constexpr report_row attribute_in_use{0, "XD010", "%s stands in another element already",
+    "The DOM calls this an InUseAttributeError.",
+    "Take it out there first, or put a copy here: xmldom.clone_node.", nullptr, true};
+inline constexpr report_row namespace_error{0, "XD014", "\"%s\" does not go with the namespace \"%s\"",
+    "The DOM calls this a NamespaceError.",
+    "A prefix needs a namespace; xml and xmlns stand for their own only.", nullptr, true};
+inline constexpr report_row wrong_node_type{0, "XD024", "%s is wanted here, not %s",
+    "The DOM calls this an InvalidNodeTypeError.",
+    "Pass such a node; xmldom.get_node_type tells the type of one.", nullptr, true};
+
 } // namespace reports
 // clang-format on
 

@@ -95,7 +95,7 @@ enum class XMLDomNodeType : std::uint8_t {
     attribute = 1,
     document = 5,
     element = 8,
-    named_node_map = 12, // the object is the element's first attribute
+    named_node_map = 12, // the object is the element's first attribute; of an own map the element
     node = 13,
     node_list = 14, // the object is an xmlList of nodes
     text = 17
@@ -105,7 +105,8 @@ struct XMLHashEntry {
     DomKey key;
     XMLEntryType type;
     XMLDomNodeType kind;
-    void *object;     // null once the handle was released, or its family ended
+    bool is_own;  // the own handle of its object, or the own map of that element; see own_handle
+    void *object; // null once the handle was released, or its family ended
     const char *text; // supplied by the maker; "" everywhere
     union {
         struct { // every kind but node_list, while the object is not null
@@ -192,6 +193,8 @@ XMLHashEntry *xml_insert_hashentry(XMLEntryType type, const DomKey &key, void *o
                                    const char *text, XMLDomNodeType kind);
 // The entry of a key, wherever it is; reports handle_not_found.
 [[nodiscard]] XMLHashEntry *search_entry(const DomKey &key);
+// The same without a report: null when there is none.
+[[nodiscard]] XMLHashEntry *search_entry_or_null(const DomKey &key);
 
 // The entries made or found last, by the low bits of the node id; the registry of the session
 // begins with them. None of them is empty.
@@ -200,9 +203,8 @@ struct recent_entries {
     XMLHashEntry *entries[k_recent_entries];
 };
 
-// The entry of a handle; reports handle_not_found. The object may be null. It is one of the last
-// in nearly every call.
-inline XMLHashEntry *xml_get_hashentry(XMLEntryType /*type*/, const DomKey &key) {
+// The entry of a handle where it is one of these, null else.
+[[nodiscard]] inline XMLHashEntry *find_recent_entry(const DomKey &key) noexcept {
     if (const void *const registry = host::u_sess.registry) [[likely]] {
         XMLHashEntry *const recent = static_cast<const recent_entries *>(registry)
                                          ->entries[key.node_id() % k_recent_entries];
@@ -210,7 +212,18 @@ inline XMLHashEntry *xml_get_hashentry(XMLEntryType /*type*/, const DomKey &key)
             return recent;
         }
     }
-    return search_entry(key);
+    return nullptr;
+}
+// The entry of a handle; reports handle_not_found. The object may be null. It is one of the last
+// in nearly every call.
+inline XMLHashEntry *xml_get_hashentry(XMLEntryType /*type*/, const DomKey &key) {
+    XMLHashEntry *const recent = find_recent_entry(key);
+    return recent != nullptr ? recent : search_entry(key);
+}
+// The same without a report: null when there is none.
+[[nodiscard]] inline XMLHashEntry *look_up_handle(const DomKey &key) {
+    XMLHashEntry *const recent = find_recent_entry(key);
+    return recent != nullptr ? recent : search_entry_or_null(key);
 }
 // The entry of a handle value in whatever form; reports handle_not_found.
 [[nodiscard]] XMLHashEntry &find_handle(host::datum value);
@@ -276,6 +289,47 @@ template <XMLDomNodeType kind>
 [[nodiscard]] host::datum mint_handle(const XMLHashEntry &from, std::uint32_t serial, void *object,
                                       XMLDomNodeType kind);
 
+// --- own handles ------------------------------------------------------------------------------
+//
+// The packages know a node by one handle, its own: they hand out the same 13 bytes for it again and
+// again. It stands at the head of the chain of the node's names, in front of whatever other handles
+// name the node, so that it is found at once however many these are. An element can have an own map
+// of its attributes too, which stands behind its own handle.
+
+// The kind of a node's own handle. CDATA sections, comments and all others are plain nodes.
+[[nodiscard]] constexpr XMLDomNodeType own_kind(xmlElementType type) noexcept {
+    switch (type) {
+    case XML_DOCUMENT_NODE:
+        return XMLDomNodeType::document;
+    case XML_ELEMENT_NODE:
+        return XMLDomNodeType::element;
+    case XML_ATTRIBUTE_NODE:
+        return XMLDomNodeType::attribute;
+    case XML_TEXT_NODE:
+        return XMLDomNodeType::text;
+    default:
+        return XMLDomNodeType::node;
+    }
+}
+[[nodiscard]] inline XMLDomNodeType own_kind(const xmlNode *node) noexcept {
+    return own_kind(node->type);
+}
+
+// The own handle of a node of the family of `from`, made under document id and serial of `from`
+// when the node has none; a value in the caller's context. The own handle of a family's document is
+// one of those that have a share in it. Throws before anything has changed.
+[[nodiscard]] host::datum own_handle(const XMLHashEntry &from, xmlNodePtr node);
+// The same for the map of an element's attributes; its object is the element, so it holds the
+// attributes that there are whenever it is read.
+[[nodiscard]] host::datum own_map(const XMLHashEntry &from, xmlNodePtr element);
+// The entry of the own handle, made when there is none. Throws before anything has changed. Good
+// until the next handle is released.
+[[nodiscard]] XMLHashEntry &own_entry(const XMLHashEntry &from, xmlNodePtr node);
+// The entry of a node's own handle, null when it has none.
+[[nodiscard]] XMLHashEntry *find_own_entry(const xmlNode *node) noexcept;
+// A handle value (17 bytes, room for k_handle_room) written to `room`.
+void write_handle(const XMLHashEntry &entry, std::byte *room) noexcept;
+
 // --- lists ------------------------------------------------------------------------------------
 
 // Number of members of a node list (kind node_list, object not null).
@@ -288,7 +342,8 @@ void delete_list(XMLHashEntry &entry) noexcept;
 
 // --- names and lifetimes ----------------------------------------------------------------------
 
-// The first entry that names the node (follow names.next), null when none does.
+// The first entry that names the node (follow names.next), null when none does. The own handle
+// comes first, then the own map.
 [[nodiscard]] XMLHashEntry *first_name(const xmlNode *node) noexcept;
 // Marks a node as a member of a node list: from now on it is kept as long as its family.
 void mark_listed(xmlNodePtr node) noexcept;

@@ -58,11 +58,12 @@ constexpr int k_most_arguments = 16;
 // A call with its arguments behind it, as bodies see it.
 class call_in_progress {
   public:
-    explicit call_in_progress(const call_record &record) {
+    explicit call_in_progress(call_record &record) {
         if (record.argument_count > k_most_arguments) {
             misuse("a call has too many arguments");
         }
         head_ = new (room_) call{};
+        head_->own_words[2] = &record.rows; // where a set puts its rows
         head_->argument_count = static_cast<std::int16_t>(record.argument_count);
         std::copy_n(record.arguments, record.argument_count,
                     reinterpret_cast<argument *>(room_ + sizeof(call)));
@@ -97,6 +98,7 @@ void run_body(standalone::session &own, call_record &record, function_body body)
 datum invoke(call_record *record, function_body body) {
     standalone::session &own = current_session();
     record->failed = false;
+    record->rows.clear();
     record->result = 0;
     record->result_is_null = false;
     memory_context *const context = own.current;
@@ -115,6 +117,7 @@ datum invoke(call_record *record, function_body body) {
         misuse("a call left a libxml2 scope open");
     }
     if (record->failed) {
+        record->rows.clear();
         record->result = 0;
         own.last = record->report;
     }

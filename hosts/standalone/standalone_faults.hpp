@@ -20,6 +20,7 @@ enum class service : int {
     catalogue,          // directory look-ups and privileges
     warning,            // sending a warning
     file,               // opening, writing, closing
+    rows,               // beginning a set of rows, handing rows over
     poll,               // a look whether the statement is to stop: from then on it is
     count
 };

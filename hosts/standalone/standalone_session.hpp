@@ -38,7 +38,8 @@ struct call_record {
     datum result = 0;
     bool result_is_null = false;
     bool failed = false;
-    report_fields report{}; // when it failed
+    report_fields report{};    // when it failed
+    std::vector<datum> rows{}; // of a set: values in the caller's context
 };
 
 namespace standalone {

@@ -21,51 +21,34 @@ COMMENT ON FUNCTION xmldom.next_element(xmldom.node, xmldom.node, text) IS
 
 -- Sets.
 
-CREATE FUNCTION xmldom.nodes(list xmldom.node_list) RETURNS SETOF xmldom.node
-    LANGUAGE SQL VOLATILE PARALLEL UNSAFE ROWS 100
-BEGIN ATOMIC
-    SELECT xmldom.item(nodes.list, place)
-        FROM pg_catalog.generate_series(0, xmldom.get_length(nodes.list) - 1) AS place;
-END;
-COMMENT ON FUNCTION xmldom.nodes(xmldom.node_list) IS
-    'members of a list, in its order';
 CREATE FUNCTION xmldom.children(node xmldom.node) RETURNS SETOF xmldom.node
-    LANGUAGE SQL VOLATILE PARALLEL UNSAFE ROWS 100
-BEGIN ATOMIC
-    WITH RECURSIVE found (child) AS (
-        SELECT xmldom.first_node(children.node)
-        UNION ALL
-        SELECT xmldom.get_next_sibling(child) FROM found WHERE child IS NOT NULL
-    )
-    SELECT child FROM found WHERE child IS NOT NULL;
-END;
+    AS 'MODULE_PATHNAME', 'xmldom_children' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10 ROWS 20;
 COMMENT ON FUNCTION xmldom.children(xmldom.node) IS
     'all children of a node, blank texts too';
-CREATE FUNCTION xmldom.attributes(element xmldom.element) RETURNS SETOF xmldom.attr
-    LANGUAGE SQL VOLATILE PARALLEL UNSAFE ROWS 10
-BEGIN ATOMIC
-    WITH RECURSIVE found (attribute) AS (
-        SELECT xmldom.first_attribute(attributes.element)
-        UNION ALL
-        SELECT xmldom.next_attribute(attribute) FROM found WHERE attribute IS NOT NULL
-    )
-    SELECT attribute FROM found WHERE attribute IS NOT NULL;
-END;
-COMMENT ON FUNCTION xmldom.attributes(xmldom.element) IS
+CREATE FUNCTION xmldom.child_elements(node xmldom.node, name text DEFAULT NULL, uri text DEFAULT NULL) RETURNS SETOF xmldom.element
+    AS 'MODULE_PATHNAME', 'xmldom_child_elements' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10 ROWS 20;
+COMMENT ON FUNCTION xmldom.child_elements(xmldom.node, text, text) IS
+    'children that are elements; of that qualified name, or with a URI of that local name in that namespace; null and * mean any';
+CREATE FUNCTION xmldom.attributes(node xmldom.node) RETURNS SETOF xmldom.attr
+    AS 'MODULE_PATHNAME', 'xmldom_attributes' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10 ROWS 5;
+COMMENT ON FUNCTION xmldom.attributes(xmldom.node) IS
     'attributes of an element';
-CREATE FUNCTION xmldom.descendants(node xmldom.node, name text) RETURNS SETOF xmldom.element
-    LANGUAGE SQL VOLATILE PARALLEL UNSAFE ROWS 100
-BEGIN ATOMIC
-    WITH RECURSIVE found (element) AS (
-        SELECT xmldom.next_element(descendants.node, descendants.node, descendants.name)
-        UNION ALL
-        SELECT xmldom.next_element(element, descendants.node, descendants.name)
-            FROM found WHERE element IS NOT NULL
-    )
-    SELECT element FROM found WHERE element IS NOT NULL;
-END;
-COMMENT ON FUNCTION xmldom.descendants(xmldom.node, text) IS
-    'elements of that name below a node, in document order; * means any name';
+CREATE FUNCTION xmldom.descendants(node xmldom.node, name text DEFAULT NULL, uri text DEFAULT NULL) RETURNS SETOF xmldom.element
+    AS 'MODULE_PATHNAME', 'xmldom_descendants' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10 ROWS 100;
+COMMENT ON FUNCTION xmldom.descendants(xmldom.node, text, text) IS
+    'elements below a node in document order; of that qualified name, or with a URI of that local name in that namespace; null and * mean any';
+CREATE FUNCTION xmldom.nodes(list xmldom.node_list) RETURNS SETOF xmldom.node
+    AS 'MODULE_PATHNAME', 'xmldom_nodes' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10 ROWS 100;
+COMMENT ON FUNCTION xmldom.nodes(xmldom.node_list) IS
+    'members of a list, in its order';
+CREATE FUNCTION xmldom.following_siblings(node xmldom.node) RETURNS SETOF xmldom.node
+    AS 'MODULE_PATHNAME', 'xmldom_following_siblings' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10 ROWS 20;
+COMMENT ON FUNCTION xmldom.following_siblings(xmldom.node) IS
+    'the siblings behind a node, nearest first';
+CREATE FUNCTION xmldom.ancestors(node xmldom.node) RETURNS SETOF xmldom.node
+    AS 'MODULE_PATHNAME', 'xmldom_ancestors' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10 ROWS 10;
+COMMENT ON FUNCTION xmldom.ancestors(xmldom.node) IS
+    'the parent of a node, its parent and so on, the document last';
 CREATE FUNCTION xmldom.outline(node xmldom.node) RETURNS text
     AS 'MODULE_PATHNAME', 'xml_dom_outline' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.outline(xmldom.node) IS

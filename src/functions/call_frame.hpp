@@ -53,6 +53,12 @@ namespace pkg_dbe_xml {
     return entry.kind == XMLDomNodeType::node_list || entry.kind == XMLDomNodeType::named_node_map;
 }
 
+// The first attribute of a map, null when there is none. An own map names the element itself.
+[[nodiscard]] inline xmlNodePtr first_of_map(const XMLHashEntry &entry) noexcept {
+    xmlNodePtr const node = as_node(entry.object);
+    return node != nullptr && entry.is_own ? as_node(first_attribute(node)) : node;
+}
+
 // The node a handle names, null when it names nothing. Reports inconsistent_types for a list or a
 // map that names something.
 [[nodiscard]] inline xmlNodePtr node_or_null(const XMLHashEntry &entry) {

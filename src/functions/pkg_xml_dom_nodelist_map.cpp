@@ -79,7 +79,8 @@ xmlNodePtr chain_of(const XMLHashEntry &entry) {
     if (entry.object != nullptr && entry.kind == XMLDomNodeType::node_list) {
         report(reports::inconsistent_types);
     }
-    return as_node(entry.object);
+    return entry.kind == XMLDomNodeType::named_node_map ? first_of_map(entry)
+                                                        : as_node(entry.object);
 }
 
 host::datum node_result(host::call &call, const XMLHashEntry &from, xmlNodePtr node) {
@@ -97,7 +98,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_get_length) {
     case XMLDomNodeType::node_list:
         return host::from_int4(checked_list_size(entry));
     case XMLDomNodeType::named_node_map:
-        return host::from_int4(map_size(as_node(entry.object)));
+        return host::from_int4(map_size(first_of_map(entry)));
     default:
         report(reports::inconsistent_types);
     }
@@ -114,7 +115,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_item) {
     const std::int32_t index = call.int4(1);
     xmlNodePtr item = entry.kind == XMLDomNodeType::node_list
                           ? list_item(entry, index)
-                          : map_item(as_node(entry.object), index);
+                          : map_item(first_of_map(entry), index);
     return node_result(call, entry, item);
 }
 

@@ -278,15 +278,21 @@ inline void set_names_and_marks(xmlNodePtr node, std::uintptr_t value) noexcept 
     node->_private = reinterpret_cast<void *>(value);
 }
 
-// Chains an entry to the node it names, and unchains it. Not for lists.
+// Chains an entry to the node it names, behind its own entries unless it is one itself, and
+// unchains it. Not for lists.
+void add_name_behind_own(XMLHashEntry &entry, XMLHashEntry &first) noexcept;
 inline void add_name(XMLHashEntry &entry) noexcept {
     xmlNodePtr node = as_node(entry.object);
     const std::uintptr_t before = names_and_marks(node);
     auto *const first = reinterpret_cast<XMLHashEntry *>(before & ~k_marks);
-    entry.names = {first, nullptr};
     if (first != nullptr) {
+        if (first->is_own) {
+            add_name_behind_own(entry, *first);
+            return;
+        }
         first->names.previous = &entry;
     }
+    entry.names = {first, nullptr};
     set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(&entry) | (before & k_marks));
 }
 inline void remove_name(XMLHashEntry &entry) noexcept {
@@ -303,6 +309,7 @@ inline void remove_name(XMLHashEntry &entry) noexcept {
         next->names.previous = previous;
     }
     entry.names = {};
+    entry.is_own = false;
 }
 
 // What release_entry does for the handle of a list, and for the own handle of a document.
@@ -326,12 +333,13 @@ inline void release_entry(XMLHashEntry &entry) {
 // in registers. What is read again soon and was stored in pieces makes the processor wait.
 struct entry_head {
     std::uint64_t ids;  // document id, node id
-    std::uint64_t rest; // serial, flag, type, kind, an unused byte
+    std::uint64_t rest; // serial, flag, type, kind, whether it is an own handle
 };
 static_assert(sizeof(entry_head) == offsetof(XMLHashEntry, object));
 static_assert(offsetof(XMLHashEntry, key) == 0);
 static_assert(offsetof(XMLHashEntry, type) == k_key_size);
 static_assert(offsetof(XMLHashEntry, kind) == k_key_size + 1);
+static_assert(offsetof(XMLHashEntry, is_own) == k_key_size + 2);
 
 // Two numbers one behind the other in memory.
 [[nodiscard]] constexpr std::uint64_t one_word(std::uint32_t first, std::uint32_t second) noexcept {
@@ -340,10 +348,11 @@ static_assert(offsetof(XMLHashEntry, kind) == k_key_size + 1);
            (is_little ? first : second);
 }
 [[nodiscard]] inline entry_head head_of(std::uint32_t document_id, std::uint32_t node_id,
-                                        std::uint32_t serial, XMLDomNodeType kind) noexcept {
-    const std::array<std::uint8_t, 4> tail{k_handle_flag,
-                                           static_cast<std::uint8_t>(XMLEntryType::dom_map),
-                                           static_cast<std::uint8_t>(kind), 0};
+                                        std::uint32_t serial, XMLDomNodeType kind,
+                                        bool is_own = false) noexcept {
+    const std::array<std::uint8_t, 4> tail{
+        k_handle_flag, static_cast<std::uint8_t>(XMLEntryType::dom_map),
+        static_cast<std::uint8_t>(kind), static_cast<std::uint8_t>(is_own ? 1 : 0)};
     return {one_word(document_id, node_id), one_word(serial, std::bit_cast<std::uint32_t>(tail))};
 }
 

@@ -63,7 +63,9 @@ constexpr std::size_t k_flag_place = 12;
 // Throws before anything has changed.
 void register_entry(registry &state, document_entry &document, XMLHashEntry &slot,
                     const DomKey &key, void *object, const char *text, XMLDomNodeType kind) {
+    bool is_own = false;
     if (object != nullptr && key.node_id() == 0) {
+        is_own = find_own_entry(as_node(object)) == nullptr;
         family *owner = find_shared(state, object);
         if (owner == nullptr) {
             owner = &make_family(state, static_cast<xmlDocPtr>(object));
@@ -77,8 +79,8 @@ void register_entry(registry &state, document_entry &document, XMLHashEntry &slo
             join_family(*owner, document);
         }
     }
-    fill_slot(state, slot, head_of(key.document_id(), key.node_id(), key.serial(), kind), object,
-              text, kind);
+    fill_slot(state, slot, head_of(key.document_id(), key.node_id(), key.serial(), kind, is_own),
+              object, text, kind);
 }
 
 // Takes a document id back if the registration of its document does not succeed.
@@ -311,14 +313,19 @@ XMLHashEntry *xml_find_hashentry(const DomKey &key) noexcept {
     return state == nullptr ? nullptr : find_entry(*state, key);
 }
 
-XMLHashEntry *search_entry(const DomKey &key) {
+XMLHashEntry *search_entry_or_null(const DomKey &key) {
     registry &state = ready_registry();
     XMLHashEntry *const entry = find_entry(state, key);
+    if (entry != nullptr && entry != &state.released_entry) {
+        recent_entry(state, key.node_id()) = entry;
+    }
+    return entry;
+}
+
+XMLHashEntry *search_entry(const DomKey &key) {
+    XMLHashEntry *const entry = search_entry_or_null(key);
     if (entry == nullptr) {
         report(reports::handle_not_found);
-    }
-    if (entry != &state.released_entry) {
-        recent_entry(state, key.node_id()) = entry;
     }
     return entry;
 }

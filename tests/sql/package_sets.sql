@@ -22,11 +22,11 @@ SELECT count(*) FROM held, xmldom.descendants(root, 'none');
 -- Nothing there.
 SELECT (SELECT count(*) FROM xmldom.nodes(NULL)) AS nodes, (SELECT count(*) FROM xmldom.children(NULL)) AS children,
     (SELECT count(*) FROM xmldom.attributes(NULL)) AS attributes,
-    (SELECT count(*) FROM xmldom.descendants(root, NULL)) AS descendants,
+    (SELECT count(*) FROM xmldom.descendants(NULL, 'x')) AS descendants,
     (SELECT count(*) FROM xmldom.children(xmldom.get_first_child(root))) AS of_an_empty_element,
     (SELECT count(*) FROM xmldom.nodes(xmldom.get_elements_by_tag_name(root, 'none'))) AS of_an_empty_list
     FROM held;
--- A handle for each row and no more: nothing else stays behind.
+-- The rows are known by the handles that they have: nothing stays behind.
 CREATE TEMPORARY TABLE handles AS SELECT xml_dom_get_session_tree_num() AS before;
 SELECT count(*) FROM held, xmldom.descendants(root, '*');
 SELECT xml_dom_get_session_tree_num() - before AS made FROM handles;

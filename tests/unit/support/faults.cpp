@@ -27,6 +27,7 @@ const char *name_of(standalone::service which) {
                                      "catalogue",
                                      "warning",
                                      "file",
+                                     "rows",
                                      "poll"};
     static_assert(std::size(names) == static_cast<std::size_t>(standalone::service::count));
     return names[static_cast<int>(which)];

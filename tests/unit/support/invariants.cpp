@@ -95,6 +95,7 @@ class audit {
     void check_entries();
     void check_list(const dbe::document_entry &document, const dbe::XMLHashEntry &entry);
     void check_chains();
+    void check_own_names(const xmlNode *node);
     void check_parsers();
     void check_host();
     [[nodiscard]] bool known_dead(const void *node) const;
@@ -555,6 +556,39 @@ void audit::check_list(const dbe::document_entry &document, const dbe::XMLHashEn
     }
 }
 
+// The own handle of a node heads the chain of its names, the own map comes behind it, then all
+// others; the kind of the one follows from the type of the node.
+void audit::check_own_names(const xmlNode *node) {
+    const dbe::XMLHashEntry *entry = first_entry(node);
+    const auto is_own = [&entry](bool is_map) {
+        return entry != nullptr && entry->is_own &&
+               (entry->kind == dbe::XMLDomNodeType::named_node_map) == is_map;
+    };
+    if (is_own(false)) {
+        if (entry->kind != dbe::own_kind(node)) {
+            problem(name_of(*entry) + " is the own handle of a node of type " +
+                    std::to_string(node->type));
+        }
+        if (documents_.contains(reinterpret_cast<const xmlDoc *>(node)) &&
+            dbe::find_shared(*dbe::current_registry(), const_cast<xmlNode *>(node)) != nullptr &&
+            entry->key.node_id() != 0) {
+            problem(name_of(*entry) + " is the own handle of a document and has no share in it");
+        }
+        entry = entry->names.next;
+    }
+    if (is_own(true)) {
+        if (node->type != XML_ELEMENT_NODE) {
+            problem(name_of(*entry) + " is the own map of what is no element");
+        }
+        entry = entry->names.next;
+    }
+    for (; entry != nullptr; entry = entry->names.next) {
+        if (entry->is_own) {
+            problem(name_of(*entry) + " is an own handle and does not stand before the others");
+        }
+    }
+}
+
 // Both ways: what a node says of its names, and what the names say.
 void audit::check_chains() {
     std::size_t chained = 0;
@@ -577,6 +611,7 @@ void audit::check_chains() {
             ++chained;
             previous = entry;
         }
+        check_own_names(node);
     }
     if (chained != naming_.size()) {
         problem(std::to_string(naming_.size()) + " handles name nodes, " + std::to_string(chained) +

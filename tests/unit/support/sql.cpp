@@ -167,18 +167,36 @@ const sql::error &result::error() const {
     return *error_;
 }
 
-sql::handle result::handle() const {
+namespace {
+
+sql::handle read_handle(host::datum datum) {
     sql::handle read;
-    if (!has_value(*this)) {
-        return read;
-    }
-    const auto bytes = host::payload(varlena_of(*this));
+    const auto bytes = host::payload(reinterpret_cast<const host::varlena *>(datum));
     if (bytes.size() != read.bytes.size()) {
         ADD_FAILURE() << "the result has " << bytes.size() << " bytes and is no handle";
         return read;
     }
     std::memcpy(read.bytes.data(), bytes.data(), bytes.size());
     return read;
+}
+
+} // namespace
+
+sql::handle result::handle() const {
+    return has_value(*this) ? read_handle(datum_) : sql::handle{};
+}
+
+std::vector<sql::handle> result::rows() const {
+    std::vector<sql::handle> handles;
+    if (failed()) {
+        ADD_FAILURE() << "the call failed: " << described(*error_);
+        return handles;
+    }
+    handles.reserve(rows_.size());
+    for (const host::datum row : rows_) {
+        handles.push_back(read_handle(row));
+    }
+    return handles;
 }
 
 std::string result::text() const {
@@ -225,6 +243,7 @@ result call_with(function entry, const std::vector<value> &arguments) {
     result outcome;
     outcome.datum_ = record.result;
     outcome.is_null_ = record.result_is_null;
+    outcome.rows_ = std::move(record.rows);
     if (record.failed) {
         outcome.error_ = error_of(std::move(record.report));
     }

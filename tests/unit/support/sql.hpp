@@ -101,8 +101,12 @@ class result {
     [[nodiscard]] std::string stored_bytes() const;
     [[nodiscard]] host::datum datum() const { return datum_; }
 
+    // The rows of a set, which are handles.
+    [[nodiscard]] std::vector<sql::handle> rows() const;
+
     host::datum datum_ = 0;
     bool is_null_ = false;
+    std::vector<host::datum> rows_;
     std::optional<sql::error> error_;
 };
 

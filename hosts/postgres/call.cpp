@@ -9,6 +9,7 @@
 
 #include "guard.hpp"
 #include "invocation.hpp"
+#include "settings.hpp"
 
 #include <new>
 #include <stdexcept>
@@ -83,6 +84,9 @@ pending_failure server_failure(ErrorData *data) noexcept {
 // Runs the body; false when it failed. No exception leaves it.
 bool run_body(function_body body, call &frame, datum &result, pending_failure &failure) noexcept {
     try {
+        if (!session_is_admitted) [[unlikely]] {
+            admit_session();
+        }
         result = body(frame);
         return true;
     } catch (...) {

@@ -20,8 +20,6 @@ namespace host {
 
 namespace {
 
-constinit int piece_setting = static_cast<int>(k_object_piece);
-
 void seek(int descriptor, std::int64_t offset, int from) {
     OidFunctionCall3(F_LO_LSEEK64, Int32GetDatum(descriptor), Int64GetDatum(offset),
                      Int32GetDatum(from));
@@ -90,18 +88,6 @@ void truncate_large_object(int descriptor, std::int64_t length) {
     });
 }
 
-std::int64_t object_piece() noexcept { return piece_setting; }
-
-void define_large_object_piece() {
-    // Called by the server: failures are the server's own, and nothing here has a destructor.
-    constexpr const char *name = "pkg_dbe_xml.large_object_piece";
-    if (GetConfigOption(name, true, false) == nullptr) {
-        return;
-    }
-    DefineCustomIntVariable(
-        name, "Bytes that are read from or written to a large object at a time.", "For tests.",
-        &piece_setting, piece_setting, 1, piece_setting, PGC_SUSET,
-        GUC_NO_SHOW_ALL | GUC_NOT_IN_SAMPLE | GUC_UNIT_BYTE, nullptr, nullptr, nullptr);
-}
+std::int64_t object_piece() noexcept { return large_object_piece_setting; }
 
 } // namespace host

@@ -11,6 +11,7 @@ PGDLLEXPORT void _PG_init(void);
 }
 
 void _PG_init(void) {
-    host::prepare_settings();
+    // The server loads the library anew at the next call when this fails.
+    host::define_settings();
     host::watch_utility_statements();
 }

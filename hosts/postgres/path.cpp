@@ -92,7 +92,6 @@ bool stands_in_own_directory(int directory, bool &failed) noexcept {
 }
 
 bool copyCheckSecurityPath(const char *path) {
-    adopt_settings(); // what follows in the same call relies on it
     return !has_safe_path() || path_lies_below(path, safe_data_path());
 }
 

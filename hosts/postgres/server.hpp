@@ -36,8 +36,8 @@ extern "C" {
 #endif
 }
 
-#if PG_VERSION_NUM < 140000
-#error "PostgreSQL 14 or newer is needed"
+#if PG_VERSION_NUM < 150000
+#error "PostgreSQL 15 or newer is needed"
 #endif
 
 // What the server is to find in the library; its headers leave it hidden before version 16.

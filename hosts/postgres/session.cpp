@@ -6,7 +6,6 @@
 
 #include "invocation.hpp"
 #include "module.hpp"
-#include "settings.hpp"
 
 #include "server.hpp"
 
@@ -44,14 +43,12 @@ bool is_discard_all(const PlannedStmt *statement) noexcept {
            reinterpret_cast<const DiscardStmt *>(statement->utilityStmt)->target == DISCARD_ALL;
 }
 
-// Takes part in every utility statement: before one that needs the settings, and after a DISCARD
-// ALL that succeeded.
+// Takes part in every utility statement: after a DISCARD ALL that succeeded.
 void run_utility(PlannedStmt *statement, const char *text, bool read_only_tree,
                  ProcessUtilityContext context, ParamListInfo parameters,
                  QueryEnvironment *environment, DestReceiver *destination,
                  QueryCompletion *completion) {
     const bool discards = is_discard_all(statement);
-    define_settings_before(statement->utilityStmt);
     const ProcessUtility_hook_type next =
         next_utility_hook != nullptr ? next_utility_hook : standard_ProcessUtility;
     next(statement, text, read_only_tree, context, parameters, environment, destination,

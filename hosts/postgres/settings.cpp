@@ -1,12 +1,13 @@
-// The settings of the extension. Only a superuser may change them: they guard the server.
+// The table of the settings, and how they are defined.
 #include "settings.hpp"
 
+#include "host/large_object.hpp"
 #include "host/limits.hpp"
 
 #include <cstddef>
 #include <iterator>
 
-#include "server.hpp"
+#include "setting_table.hpp"
 
 extern "C" {
 #include <access/parallel.h>
@@ -15,10 +16,57 @@ extern "C" {
 
 namespace host {
 
+constinit int large_object_piece_setting = static_cast<int>(k_object_piece);
+
 namespace {
 
 constinit char *safe_data_path_value = nullptr;
 constinit std::size_t defined_count = 0;
+constexpr int k_many = 10'000'000;
+
+// A new setting is a row here, a line in docs/limits.md and a row in tests/t/settings_arrival.sh.
+constexpr setting k_settings[] = {
+    {.name = "pkg_dbe_xml.safe_data_path",
+     .text = "Directory below which XML files may be written.",
+     .details = "Empty: every directory object may be used by those who have the right to.",
+     .path = &safe_data_path_value},
+    {.name = k_budget_base_name,
+     .text = "Memory that a parse may take, whatever the size of its text.",
+     .details = "What pkg_dbe_xml.parse_budget_factor allows comes on top.",
+     .number = &parse_limits.budget_base,
+     .least = 64,
+     .most = MAX_KILOBYTES,
+     .flags = GUC_UNIT_KB},
+    {.name = k_budget_factor_name,
+     .text = "Memory that a parse may take for each byte of its text.",
+     .details = "What pkg_dbe_xml.parse_budget_base allows comes on top.",
+     .number = &parse_limits.budget_factor,
+     .least = 0,
+     .most = 100'000},
+    {.name = k_max_depth_name,
+     .text = "Levels of elements that a text may have.",
+     .number = &parse_limits.max_depth,
+     .least = 1,
+     .most = k_many},
+    {.name = k_max_particles_name,
+     .text = "Names and groups that the content model of an element type may have.",
+     .details = "Ten times as many where they may be mixed with text.",
+     .number = &parse_limits.max_particles,
+     .least = 1,
+     .most = k_many},
+    {.name = k_max_attributes_name,
+     .text = "Attributes that an element may have, defaults included.",
+     .number = &parse_limits.max_attributes,
+     .least = 1,
+     .most = k_many},
+    {.name = "pkg_dbe_xml.large_object_piece",
+     .text = "Bytes that are read from or written to a large object at a time.",
+     .details = "For tests.",
+     .number = &large_object_piece_setting,
+     .least = 1,
+     .most = static_cast<int>(k_object_piece),
+     .flags = GUC_NO_SHOW_ALL | GUC_NOT_IN_SAMPLE | GUC_UNIT_BYTE},
+};
 
 // Whether the one who set it is told: SET, ALTER ROLE, ALTER SYSTEM, an option of a connection.
 // What was stored earlier comes back without anybody to ask: when a session begins, when the
@@ -44,7 +92,7 @@ bool refusal_is_seen(GucSource source) noexcept {
 // It is refused, but for a stored one: refusing that would leave the setting empty, which allows
 // all writing, and so it stays and nothing can be written.
 // Called by the server; nothing here has a destructor.
-bool check_safe_data_path(char **value, void ** /*extra*/, GucSource source) {
+bool check_path(char **value, void ** /*extra*/, GucSource source) {
     if (*value == nullptr || **value == '\0' || is_absolute_path(*value)) {
         return true;
     }
@@ -64,75 +112,33 @@ bool check_safe_data_path(char **value, void ** /*extra*/, GucSource source) {
     return false;
 }
 
-// The first to be defined: its check asks whether it is.
-void define_safe_data_path() {
-    DefineCustomStringVariable(
-        "pkg_dbe_xml.safe_data_path", "Directory below which XML files may be written.",
-        "Empty: every directory object may be used by those who have the right to.",
-        &safe_data_path_value, "", PGC_SUSET, 0, check_safe_data_path, nullptr, nullptr);
+void define_one(const setting &row) {
+    if (row.path != nullptr) {
+        DefineCustomStringVariable(row.name, row.text, row.details, row.path, "", PGC_SUSET,
+                                   row.flags, check_path, nullptr, nullptr);
+        return;
+    }
+    DefineCustomIntVariable(row.name, row.text, row.details, row.number, *row.number, row.least,
+                            row.most, PGC_SUSET, row.flags, nullptr, nullptr, nullptr);
 }
-
-constexpr int k_many = 10'000'000;
-
-void define_limit(const char *name, const char *text, const char *details, int &value, int least,
-                  int most, int flags) {
-    DefineCustomIntVariable(name, text, details, &value, value, least, most, PGC_SUSET, flags,
-                            nullptr, nullptr, nullptr);
-}
-
-void define_budget_base() {
-    define_limit(k_budget_base_name, "Memory that a parse may take, whatever the size of its text.",
-                 "What pkg_dbe_xml.parse_budget_factor allows comes on top.",
-                 parse_limits.budget_base, 64, MAX_KILOBYTES, GUC_UNIT_KB);
-}
-
-void define_budget_factor() {
-    define_limit(k_budget_factor_name, "Memory that a parse may take for each byte of its text.",
-                 "What pkg_dbe_xml.parse_budget_base allows comes on top.",
-                 parse_limits.budget_factor, 0, 100'000, 0);
-}
-
-void define_max_depth() {
-    define_limit(k_max_depth_name, "Levels of elements that a text may have.", nullptr,
-                 parse_limits.max_depth, 1, k_many, 0);
-}
-
-void define_max_particles() {
-    define_limit(k_max_particles_name,
-                 "Names and groups that the content model of an element type may have.",
-                 "Ten times as many where they may be mixed with text.", parse_limits.max_particles,
-                 1, k_many, 0);
-}
-
-void define_max_attributes() {
-    define_limit(k_max_attributes_name, "Attributes that an element may have, defaults included.",
-                 nullptr, parse_limits.max_attributes, 1, k_many, 0);
-}
-
-void reserve_prefix() {
-#if PG_VERSION_NUM >= 150000
-    MarkGUCPrefixReserved("pkg_dbe_xml");
-#else
-    EmitWarningsOnPlaceholders("pkg_dbe_xml");
-#endif
-}
-
-// In this order; one that fails is tried again when the settings are asked for again.
-constexpr void (*k_definitions[])() = {
-    define_safe_data_path, define_large_object_piece, define_budget_base,    define_budget_factor,
-    define_max_depth,      define_max_particles,      define_max_attributes, reserve_prefix};
 
 } // namespace
 
+std::span<const setting> all_settings() noexcept { return k_settings; }
+
 void define_settings() {
     // Called by the server: failures are the server's own, and nothing here has a destructor.
-    while (defined_count < std::size(k_definitions)) {
-        k_definitions[defined_count]();
+    for (std::size_t index = defined_count; index < std::size(k_settings); ++index) {
+        require_values_that_stand(k_settings[index]);
+    }
+    while (defined_count < std::size(k_settings)) {
+        define_with_its_values(k_settings[defined_count], define_one);
         ++defined_count;
     }
+    MarkGUCPrefixReserved("pkg_dbe_xml");
+    // When the library is loaded before sessions begin, these get their stored values later.
+    session_is_admitted = !process_shared_preload_libraries_in_progress;
 }
-
-bool settings_are_defined() noexcept { return defined_count == std::size(k_definitions); }
 
 const char *safe_data_path_setting() noexcept { return safe_data_path_value; }
 

@@ -16,8 +16,6 @@ namespace host {
 
 constinit PKG_DBE_XML_SESSION_STORAGE session_state u_sess{};
 
-void settle_parse_limits() {} // there are no settings
-
 namespace standalone {
 
 constinit thread_local session *t_session = nullptr;

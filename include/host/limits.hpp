@@ -20,9 +20,6 @@ struct parse_limit_settings {
     int max_attributes = 10000;
 };
 extern constinit PKG_DBE_XML_SESSION_STORAGE parse_limit_settings parse_limits;
-// Brings them up to date, on hosts that read their settings late; called before a parse. Throws
-// what the host throws.
-void settle_parse_limits();
 
 // The names under which the limits appear in messages, and as settings.
 inline constexpr const char *k_budget_base_name = "pkg_dbe_xml.parse_budget_base";

@@ -302,7 +302,6 @@ xmlParserCtxtPtr get_new_parser_ctxt() {
 
 xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t length, int options,
                         bool /*document_mode*/, parse_diagnostics &diagnostics) {
-    settle_parse_limits();
     bool polls = true;
     for (;;) {
         diagnostics = {};

@@ -2,9 +2,8 @@
 // it offers to hosts alone.
 //
 // A host provides interrupts_pending, process_interrupts and raise_out_of_memory
-// (include/host/error.hpp), and settle_parse_limits (include/host/limits.hpp). interrupts_pending
-// is called from within libxml2: it must neither throw nor jump. Sessions in threads are announced
-// by PKG_DBE_XML_SESSIONS_ARE_THREADS.
+// (include/host/error.hpp). interrupts_pending is called from within libxml2: it must neither throw
+// nor jump. Sessions in threads are announced by PKG_DBE_XML_SESSIONS_ARE_THREADS.
 #pragma once
 
 #include "host/error.hpp"

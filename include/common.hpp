@@ -81,7 +81,7 @@ void count_nodes_separate_type(const xmlNode *node, node_counts &counts);
 // there is none. Throws when the statement was asked to stop.
 [[nodiscard]] xmlNodePtr next_element_by_name(xmlNodePtr node, const xmlNode *top,
                                               const xmlChar *name);
-// Appends a node and marks it as listed; false when that failed.
+// Appends a node; false when that failed.
 [[nodiscard]] bool xml_list_pushback(xmlNodePtr node, xmlListPtr list);
 
 // --- paths (src/files/file_paths.cpp)

@@ -13,9 +13,9 @@
 // handle into it keeps its entry and names nothing, and lists into it become empty.
 //
 // Every libxml2 node knows who names it: `_private` heads the chain of the entries whose object it
-// is (a map handle chains on its first attribute), with two marks in the low bits: LISTED (a node
-// list holds or held it) and PARKED (its family keeps it until the end). A node that is named, or
-// that has something named below it, is never freed before its family.
+// is (a map handle chains on its first attribute), and `extra` counts the live lists that hold it.
+// A tree that stands in no document is kept while any of its nodes is named or listed, and freed
+// with the last of them: src/registry/kept_trees.cpp.
 #pragma once
 
 #include "host/call.hpp"
@@ -157,8 +157,8 @@ struct family {
     xmlDocPtr main;       // null for a family of nodes whose document was released before them
     std::uint32_t shares; // document handles (node id 0) that name `main`
     document_entry *ids;  // the document ids that belong to the family
-    kept_objects<xmlNodePtr> parked;
     kept_objects<xmlDocPtr> copies; // documents imported into it
+    xmlNsPtr namespaces;            // of freed trees, that nodes elsewhere may use
     XmlParserHashEntry *parsers;    // parser objects that handed `main` over and still name it
 };
 
@@ -345,9 +345,7 @@ void delete_list(XMLHashEntry &entry) noexcept;
 // The first entry that names the node (follow names.next), null when none does. The own handle
 // comes first, then the own map.
 [[nodiscard]] XMLHashEntry *first_name(const xmlNode *node) noexcept;
-// Marks a node as a member of a node list: from now on it is kept as long as its family.
-void mark_listed(xmlNodePtr node) noexcept;
-// True when an entry or a list names `node`, or its family keeps it for them.
+// True when an entry names `node` or a live list holds it.
 [[nodiscard]] bool is_kept(const xmlNode *node) noexcept;
 
 // The family of a handle's document id, making an empty one when its document is gone. Throws when
@@ -356,17 +354,16 @@ void mark_listed(xmlNodePtr node) noexcept;
 // The same without making one: null.
 [[nodiscard]] family *find_family(const XMLHashEntry &entry) noexcept;
 
-// Makes sure that `count` more nodes can be parked without memory. Throws. Call before a change.
-void reserve_parking(family &owner, std::size_t count);
-// Takes a node out of use: unlinks it, then frees it with all below it if nobody names any of it
-// and no namespace of it can be in use elsewhere; else the family keeps it until its end. A place
-// must have been reserved.
+// Takes a node that is named or about to be out of its tree, for another place or for none. What it
+// leaves is freed if that was a detached tree kept for what is leaving.
+void unlink_node(xmlNodePtr node) noexcept;
+// Takes a node out of use: unlinks it, and frees it with all below it, at once or when none of it
+// is kept any more.
 void retire(family &owner, xmlNodePtr node) noexcept;
-// Retires each node of a chain of siblings (the old content of an attribute, say). Reserves
-// places itself, before it changes anything; throws then.
-void retire_children(family &owner, xmlNodePtr parent);
+// Retires each child of a node (the old content of an attribute, say).
+void retire_children(family &owner, xmlNodePtr parent) noexcept;
 // Drops every entry that names `node` from the map: such handles are unknown from now on. Their
-// node ids are not handed out again.
+// node ids are not handed out again. The node is retired next.
 void drop_names(xmlNodePtr node) noexcept;
 // The family owns the copy of a document from here on. Throws before; the caller then still owns
 // it.

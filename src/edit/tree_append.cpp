@@ -150,16 +150,11 @@ xmlAttrPtr replaced_attribute(const xmlNode *parent, const xmlNode *child) noexc
     return as_node(found) == child ? nullptr : found;
 }
 
-void detach(xmlNodePtr node) noexcept {
-    const host::tree_scope scope;
-    mark_used_outside(node);
-    xmlUnlinkNode(node);
-}
+void detach(xmlNodePtr node) noexcept { unlink_node(node); }
 
 void move_below(xmlNodePtr parent, xmlNodePtr child) noexcept {
     const host::tree_scope scope;
-    mark_used_outside(child);
-    xmlUnlinkNode(child);
+    unlink_node(child);
     xmlDocPtr const document =
         is_document(parent) ? reinterpret_cast<xmlDocPtr>(parent) : parent->doc;
     if (child->doc != document) {

@@ -85,7 +85,6 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_attribute_node) {
     const host::datum result = get_datum_by_dom_key(attribute.key);
     if (nodes.attribute->parent != nodes.element) {
         family &owner = family_of(element);
-        reserve_parking(owner, 1);
         if (xmlAttrPtr const replaced = replaced_attribute(nodes.element, nodes.attribute)) {
             retire(owner, as_node(replaced));
         }

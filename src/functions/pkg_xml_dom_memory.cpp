@@ -9,7 +9,7 @@
 #include "growing_array.hpp"
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
-#include "registry.hpp"
+#include "registry/dom_map.hpp"
 #include "text/text_argument.hpp"
 #include "tree/typed_access.hpp"
 
@@ -71,6 +71,14 @@ class tree_measure {
         }
     }
 
+    void namespaces(const xmlNs *record) noexcept {
+        for (; record != nullptr; record = record->next) {
+            size_.bytes += block_size(sizeof(xmlNs));
+            string(record->href);
+            string(record->prefix);
+        }
+    }
+
     [[nodiscard]] tree_size size() const noexcept {
         tree_size total = size_;
         if (dictionary_ != nullptr) {
@@ -104,12 +112,7 @@ class tree_measure {
             node->type == XML_PI_NODE || node->type == XML_ENTITY_REF_NODE) {
             string(node->name);
         }
-        for (const xmlNs *record = declared_namespaces(node); record != nullptr;
-             record = record->next) {
-            size_.bytes += block_size(sizeof(xmlNs));
-            string(record->href);
-            string(record->prefix);
-        }
+        namespaces(declared_namespaces(node));
         for (xmlAttrPtr attribute = first_attribute(node); attribute != nullptr;
              attribute = attribute->next) {
             auto *top = reinterpret_cast<xmlNodePtr>(attribute);
@@ -189,11 +192,12 @@ tree_size measure(const XMLHashEntry &entry) {
     tree_measure measured(document->dict);
     measured.document(document);
     const family &owner = *find_family(entry); // a document that is named has one
-    for (std::size_t i = 0; i < owner.parked.count; ++i) {
-        if (owner.parked.objects[i]->parent == nullptr) {
-            measured.subtree(owner.parked.objects[i]);
-        }
+    detached_trees detached;
+    detached.collect(owner);
+    for (xmlNodePtr const root : detached) {
+        measured.subtree(root);
     }
+    measured.namespaces(owner.namespaces);
     for (std::size_t i = 0; i < owner.copies.count; ++i) {
         measured.document(owner.copies.objects[i]);
     }

@@ -31,7 +31,6 @@ void refuse_collections(const XMLHashEntry &entry) {
 // dropped, nodes below it stay as they are for those who name them.
 host::datum merge(const XMLHashEntry &parent, xmlNodePtr target, xmlNodePtr child) {
     family &owner = family_of(parent);
-    reserve_parking(owner, 1);
     text_growth growth(target, own_content(child));
     const host::datum result = mint_handle<XMLDomNodeType::node>(parent, target);
     growth.apply();
@@ -45,7 +44,6 @@ host::datum merge(const XMLHashEntry &parent, xmlNodePtr target, xmlNodePtr chil
 host::datum move(const XMLHashEntry &parent, xmlNodePtr child) {
     xmlNodePtr const parent_node = as_node(parent.object);
     family &owner = family_of(parent);
-    reserve_parking(owner, 1);
     const host::datum result = mint_handle<XMLDomNodeType::node>(parent, child);
     xmlNodePtr const replaced = as_node(replaced_attribute(parent_node, child));
     move_below(parent_node, child);

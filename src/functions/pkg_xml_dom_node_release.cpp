@@ -20,37 +20,13 @@ void release_list(XMLHashEntry &entry) {
     release_entry(entry);
 }
 
-// Whether a node stands at the top of a tree of its own that goes when nobody names it.
-[[nodiscard]] bool is_detached(const xmlNode *node) noexcept {
-    return node != nullptr && node->parent == nullptr && !is_document(node) &&
-           !is_declaration(node->type);
-}
-
-// Apart from release_node, which is short without it: most nodes stand in a tree.
-[[gnu::noinline]] void release_detached(XMLHashEntry &entry, xmlNodePtr node) {
-    family &owner = family_of(entry);
-    reserve_parking(owner, 1);
-    release_entry(entry);
-    if (first_name(node) == nullptr) {
-        retire(owner, node);
-    }
-}
-
-inline void release_node(XMLHashEntry &entry) {
-    if (xmlNodePtr const node = as_node(entry.object); is_detached(node)) [[unlikely]] {
-        release_detached(entry, node);
-    } else {
-        // A document may be gone after this, and all its nodes with it.
-        release_entry(entry);
-    }
-}
-
 host::datum release_handle(const host::call &call) {
     XMLHashEntry &entry = find_handle(call, 0);
     if (entry.kind == XMLDomNodeType::node_list) {
         release_list(entry);
     } else {
-        release_node(entry);
+        // A document may be gone after this, and all its nodes with it.
+        release_entry(entry);
     }
     return 0;
 }

@@ -213,17 +213,20 @@ document_entry &enter_document(registry &state, std::uint32_t document_id) {
 }
 
 void drop_document(registry &state, document_entry &document) noexcept {
-    for_each_slot(document, [&state](XMLHashEntry &entry) {
+    xmlNodePtr let_go = nullptr;
+    for_each_slot(document, [&state, &let_go](XMLHashEntry &entry) {
         --state.entry_count;
         if (entry.object == nullptr) {
             return;
         }
         if (entry.kind == XMLDomNodeType::node_list) {
-            delete_list(entry);
+            delete_list(entry, let_go);
         } else {
             remove_name(entry);
+            let_go_later(let_go, as_node(entry.object));
         }
     });
+    let_go_of_all(let_go);
     forget_recent_entries(state);
     for (XMLHashEntry *const piece : document.pieces) {
         free_memory(piece);
@@ -285,11 +288,6 @@ XMLHashEntry *find_released(registry &state, const document_entry &document,
     entry.kind = handle.kind;
     entry.text = "";
     return entry.key == key ? &entry : nullptr;
-}
-
-void measure_list(XMLHashEntry &entry) noexcept {
-    const int size = xmlListSize(static_cast<xmlListPtr>(entry.object));
-    entry.members = {nullptr, static_cast<std::size_t>(std::max(size, 0))};
 }
 
 void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, bool was_settled,

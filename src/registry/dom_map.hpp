@@ -4,6 +4,7 @@
 #pragma once
 
 #include "error_reports.hpp"
+#include "growing_array.hpp"
 #include "registry.hpp"
 
 #include <algorithm>
@@ -29,6 +30,7 @@ struct registry {
     host::hash_table *domkeys_map;  // "XMLDOM domKeys map"
     host::memory_context *dom_map;  // "XMLDOM map": the pages of entries
     std::size_t entry_count;        // of the DOM map
+    std::size_t witnesses;          // of detached trees
     id_queue recycled;
     document_entry *document_cache[k_document_cache_size]; // by the low bits of the id
     XMLHashEntry released_entry; // stands for an entry of a page that was given back
@@ -162,8 +164,13 @@ inline void forget_recent_entries(registry &state) noexcept {
     }
     return find_released(state, *document, key);
 }
-// Notes the size of the list that an entry has just got.
-void measure_list(XMLHashEntry &entry) noexcept;
+// Notes the size of the list that an entry has just got, and that it holds its members.
+void hold_list(XMLHashEntry &entry) noexcept;
+// Calls `visit` for each member of a list.
+using member_visitor = void (*)(xmlNodePtr member, void *state) noexcept;
+void for_each_member(const XMLHashEntry &entry, member_visitor visit, void *state) noexcept;
+// What delete_list does, but for letting go of the members that may go: they are put on the chain.
+void delete_list(XMLHashEntry &entry, xmlNodePtr &chain) noexcept;
 // Empties a slot for good (`for_reuse` false) or so that its node id is handed out again. The entry
 // names nothing any more; `was_settled` tells whether that was so before the caller released it.
 void empty_slot(registry &state, document_entry &document, XMLHashEntry &slot, bool was_settled,
@@ -263,13 +270,15 @@ void push_recycled(id_queue &queue, std::uint32_t document_id) noexcept;
 void push_recycled_first(id_queue &queue, std::uint32_t document_id) noexcept;
 [[nodiscard]] std::uint32_t take_recycled(id_queue &queue) noexcept;
 
-// --- names and families, src/registry/families.cpp
+// --- names of nodes, src/registry/kept_trees.cpp
 // ------------------------------------------------------
 
-// Marks in the low bits of a node's `_private`; the rest is its first name.
-inline constexpr std::uintptr_t k_listed = 1;
-inline constexpr std::uintptr_t k_parked = 2;
-inline constexpr std::uintptr_t k_marks = k_listed | k_parked;
+// Marks in the low bits of a node's `_private`; the rest is its first name, but for the roots of
+// detached trees that hold a witness, and while trees are collected.
+inline constexpr std::uintptr_t k_witness = 1;       // its tree is kept for this node
+inline constexpr std::uintptr_t k_holds_witness = 2; // of a root: the rest is the witness
+inline constexpr std::uintptr_t k_collected = 4;     // during a call: the rest is the next one
+inline constexpr std::uintptr_t k_marks = k_witness | k_holds_witness | k_collected;
 
 [[nodiscard]] inline std::uintptr_t names_and_marks(const xmlNode *node) noexcept {
     return reinterpret_cast<std::uintptr_t>(node->_private);
@@ -278,11 +287,17 @@ inline void set_names_and_marks(xmlNodePtr node, std::uintptr_t value) noexcept 
     node->_private = reinterpret_cast<void *>(value);
 }
 
+// A root that holds a witness is about to be named, and needs none then.
+void dismiss_witness(xmlNodePtr root) noexcept;
+
 // Chains an entry to the node it names, behind its own entries unless it is one itself, and
 // unchains it. Not for lists.
 void add_name_behind_own(XMLHashEntry &entry, XMLHashEntry &first) noexcept;
 inline void add_name(XMLHashEntry &entry) noexcept {
     xmlNodePtr node = as_node(entry.object);
+    if ((names_and_marks(node) & k_holds_witness) != 0) [[unlikely]] {
+        dismiss_witness(node);
+    }
     const std::uintptr_t before = names_and_marks(node);
     auto *const first = reinterpret_cast<XMLHashEntry *>(before & ~k_marks);
     if (first != nullptr) {
@@ -312,6 +327,31 @@ inline void remove_name(XMLHashEntry &entry) noexcept {
     entry.is_own = false;
 }
 
+// Number of live lists that hold a node. From k_many_lists on it is not counted: such a node is
+// kept as long as its family.
+inline constexpr unsigned k_many_lists = 0xFFFF;
+[[nodiscard]] inline unsigned lists_with(const xmlNode *node) noexcept {
+    return counts_lists(node) ? list_count(node) : 0;
+}
+
+// Whether a node that has lost a name may have been what something was kept for: nobody names it,
+// and it stands at the top of a tree or is the witness of one.
+[[nodiscard]] inline bool may_go(const xmlNode *node) noexcept {
+    const std::uintptr_t word = names_and_marks(node);
+    return (word & ~k_witness) == 0 && (word != 0 || node->parent == nullptr);
+}
+// Frees the detached tree of such a node if none of it is kept for another reason.
+void let_go(xmlNodePtr node) noexcept;
+// The same for many nodes, once it is known of all of them: puts a node that may go on a chain,
+// which begins null, and lets go of all of it.
+void let_go_later(xmlNodePtr &chain, xmlNodePtr node) noexcept;
+void let_go_of_all(xmlNodePtr chain) noexcept;
+
+// The end of a family: puts the root of the detached tree that is kept for `node` on the chain, and
+// frees all trees of the chain. Whatever else such a tree is kept for is on the chain with it.
+void collect_tree(xmlNodePtr &chain, xmlNodePtr node) noexcept;
+void free_collected(xmlNodePtr chain) noexcept;
+
 // What release_entry does for the handle of a list, and for the own handle of a document.
 void release_list_or_document(XMLHashEntry &entry);
 // What xml_free_hashentry does, for an entry at hand. It may be given back with its page: do not
@@ -324,9 +364,13 @@ inline void release_entry(XMLHashEntry &entry) {
         release_list_or_document(entry);
         return;
     }
+    xmlNodePtr const node = as_node(entry.object);
     remove_name(entry);
     entry.object = nullptr;
     settle_slot(entry, entry.key);
+    if (may_go(node)) [[unlikely]] {
+        let_go(node);
+    }
 }
 
 // The first 16 bytes of an entry, key, type and kind, as they are written: two words put together
@@ -367,7 +411,7 @@ inline void fill_slot(registry &state, XMLHashEntry &slot, const entry_head &hea
         slot.names = {};
         settle_slot(slot, slot.key);
     } else if (kind == XMLDomNodeType::node_list) [[unlikely]] {
-        measure_list(slot);
+        hold_list(slot);
     } else {
         add_name(slot);
     }
@@ -383,8 +427,33 @@ void join_family(family &owner, document_entry &document) noexcept;
 void leave_family(document_entry &document) noexcept;
 // Ends a family: nothing names anything of it afterwards, its lists are empty, its trees are freed.
 void end_family(registry &state, family &owner) noexcept;
-// Parks a node that has no parent, unless it is parked already or can never be freed by itself.
-void park_root(family &owner, xmlNodePtr node) noexcept;
-[[nodiscard]] bool is_unparked_root(const xmlNode *node) noexcept;
+// The family of a document, which `psvi` of the document names; null when it has none.
+[[nodiscard]] inline family *family_of_document(const xmlDoc *document) noexcept {
+    return document == nullptr ? nullptr : static_cast<family *>(document->psvi);
+}
+
+// The roots of a family's detached trees. Marks what it has seen for as long as it lives: nothing
+// may change meanwhile.
+class detached_trees {
+  public:
+    detached_trees() noexcept {}
+    ~detached_trees();
+    detached_trees(const detached_trees &) = delete;
+    detached_trees &operator=(const detached_trees &) = delete;
+    // To be called once. Takes as long as the family has handles and members of lists; throws when
+    // memory runs out or the statement is asked to stop.
+    void collect(const family &owner);
+    [[nodiscard]] xmlNodePtr *begin() noexcept { return roots_.begin(); }
+    [[nodiscard]] xmlNodePtr *end() noexcept { return roots_.end(); }
+
+  private:
+    void look_at(xmlNodePtr node);
+    void note(xmlNodePtr node);
+    void look_at_members(const XMLHashEntry &list);
+
+    growing_array<xmlNodePtr, 16> roots_;
+    growing_array<xmlNodePtr, 16> seen_;
+    std::size_t steps_ = 0;
+};
 
 } // namespace pkg_dbe_xml

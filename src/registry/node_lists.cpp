@@ -5,6 +5,33 @@
 namespace pkg_dbe_xml {
 namespace {
 
+struct member_visit {
+    member_visitor visit;
+    void *state;
+};
+
+// xmlListWalker: shows a member; 1 goes on.
+int show_member(const void *member, void *state) {
+    const auto &each = *static_cast<const member_visit *>(state);
+    each.visit(static_cast<xmlNodePtr>(const_cast<void *>(member)), each.state);
+    return 1;
+}
+
+void hold_member(xmlNodePtr member, void *size) noexcept {
+    ++*static_cast<std::size_t *>(size);
+    if (counts_lists(member) && list_count(member) != k_many_lists) {
+        set_list_count(member, static_cast<unsigned short>(list_count(member) + 1));
+    }
+}
+
+void release_member(xmlNodePtr member, void *chain) noexcept {
+    if (!counts_lists(member) || list_count(member) == k_many_lists) {
+        return;
+    }
+    set_list_count(member, static_cast<unsigned short>(list_count(member) - 1));
+    let_go_later(*static_cast<xmlNodePtr *>(chain), member);
+}
+
 struct index_writer {
     xmlNodePtr *next;
     xmlNodePtr *end;
@@ -39,7 +66,24 @@ xmlNodePtr list_member(XMLHashEntry &entry, std::size_t index) {
     return entry.members.index[index];
 }
 
+void for_each_member(const XMLHashEntry &entry, member_visitor visit, void *state) noexcept {
+    member_visit each{visit, state};
+    xmlListWalk(static_cast<xmlListPtr>(entry.object), show_member, &each);
+}
+
+void hold_list(XMLHashEntry &entry) noexcept {
+    entry.members = {nullptr, 0};
+    for_each_member(entry, hold_member, &entry.members.size);
+}
+
 void delete_list(XMLHashEntry &entry) noexcept {
+    xmlNodePtr chain = nullptr;
+    delete_list(entry, chain);
+    let_go_of_all(chain);
+}
+
+void delete_list(XMLHashEntry &entry, xmlNodePtr &chain) noexcept {
+    for_each_member(entry, release_member, &chain);
     host::mmgr_free_with_fl(entry.members.index, __FILE__, __LINE__);
     entry.members = {};
     xmlListDelete(static_cast<xmlListPtr>(entry.object));

@@ -136,25 +136,6 @@ void release_object(XMLHashEntry &entry) {
     return own != nullptr && own->kind != XMLDomNodeType::none && own->object != nullptr;
 }
 
-// Parks the detached nodes that only handles of this document id name: the id goes, the family
-// stays.
-void park_detached_nodes(document_entry &document) {
-    family &owner = *document.owner;
-    std::size_t count = 0;
-    for_each_slot(document, [&count](XMLHashEntry &entry) {
-        if (entry.object != nullptr && entry.kind != XMLDomNodeType::node_list &&
-            is_unparked_root(as_node(entry.object))) {
-            ++count;
-        }
-    });
-    reserve_parking(owner, count);
-    for_each_slot(document, [&owner](XMLHashEntry &entry) {
-        if (entry.object != nullptr && entry.kind != XMLDomNodeType::node_list) {
-            park_root(owner, as_node(entry.object));
-        }
-    });
-}
-
 // The keys under which documents are registered: those whose serial is `first` or later, or all.
 using document_keys = growing_array<DomKey, 32>;
 void collect_documents(registry &state, const std::uint32_t *first, document_keys &keys) {
@@ -351,10 +332,15 @@ void xml_delete_hashentry(XMLEntryType type, const DomKey &key) {
     // Brings the entry back into memory if its page was given back.
     XMLHashEntry &entry = slot_for_insert(state, document, own_key.node_id());
     const bool was_settled = entry.object == nullptr;
+    const bool names_node = entry.kind != XMLDomNodeType::node_list && own_key.node_id() != 0;
+    xmlNodePtr const node = names_node ? as_node(entry.object) : nullptr;
     if (!was_settled) {
         release_object(entry);
     }
     empty_slot(state, document, entry, was_settled, true);
+    if (node != nullptr && may_go(node)) {
+        let_go(node);
+    }
 }
 
 // --- identifiers --------------------------------------------------------------------------------
@@ -436,7 +422,6 @@ void xml_release_document(const DomKey &key) {
         if (owner->shares == own_shares) {
             end_family(state, *owner);
         } else {
-            park_detached_nodes(document);
             owner->shares -= own_shares;
         }
     }

@@ -179,11 +179,7 @@ bool xml_node_pushback(xmlNodePtr node, const xmlChar *name, const xmlChar *name
 }
 
 bool xml_list_pushback(xmlNodePtr node, xmlListPtr list) {
-    if (xmlListPushBack(list, node) != 1) {
-        return false;
-    }
-    mark_listed(node);
-    return true;
+    return xmlListPushBack(list, node) == 1;
 }
 
 } // namespace pkg_dbe_xml

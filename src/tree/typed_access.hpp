@@ -73,6 +73,19 @@ namespace pkg_dbe_xml {
 [[nodiscard]] inline xmlDocPtr context_of(const xmlNs *record) noexcept { return record->context; }
 inline void set_context(xmlNsPtr record, xmlDocPtr context) noexcept { record->context = context; }
 #pragma GCC diagnostic pop
+// Whether a node can leave its place and stand in a list: what the function below counts for.
+[[nodiscard]] inline bool counts_lists(const xmlNode *node) noexcept {
+    constexpr unsigned k_types = 1U << XML_ELEMENT_NODE | 1U << XML_TEXT_NODE |
+                                 1U << XML_CDATA_SECTION_NODE | 1U << XML_ENTITY_REF_NODE |
+                                 1U << XML_PI_NODE | 1U << XML_COMMENT_NODE;
+    return (k_types >> node->type & 1U) != 0;
+}
+// The member of such a node that libxml2 has for its users and leaves alone.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+[[nodiscard]] inline unsigned short list_count(const xmlNode *node) noexcept { return node->extra; }
+inline void set_list_count(xmlNodePtr node, unsigned short count) noexcept { node->extra = count; }
+#pragma GCC diagnostic pop
 // Text kept in the node itself: text, CDATA, processing instruction, comment; null for others.
 [[nodiscard]] inline xmlChar *own_content(const xmlNode *node) noexcept {
     switch (node->type) {

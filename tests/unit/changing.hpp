@@ -6,7 +6,7 @@
 
 #include "host/session.hpp"
 #include "libxml/xml.hpp"
-#include "registry.hpp"
+#include "registry/dom_map.hpp"
 #include "standalone_session.hpp"
 
 #include <cstdint>
@@ -84,9 +84,11 @@ class changing : public sql::session_test {
     }
     static bool is_known(const sql::handle &of) { return entry(of) != nullptr; }
     static bool is_null(const sql::handle &of) { return sql::call(xml_dom_is_null, of).boolean(); }
-    // Nodes that the family of a handle keeps until its end.
-    static std::size_t parked(const sql::handle &of) {
-        return pkg_dbe_xml::find_family(*entry(of))->parked.count;
+    // Detached trees that are kept for the family of a handle.
+    static std::size_t detached(const sql::handle &of) {
+        pkg_dbe_xml::detached_trees trees;
+        trees.collect(*pkg_dbe_xml::find_family(*entry(of)));
+        return static_cast<std::size_t>(trees.end() - trees.begin());
     }
     static std::int64_t libxml2_bytes() { return host::gate.bytes_in_use; }
     static std::size_t registry_bytes() {

@@ -284,7 +284,7 @@ TEST_F(appending, an_attribute_replaces_one_of_its_name) {
         EXPECT_FALSE(is_known(dropped));
     }
     EXPECT_EQ(value(other), "2");
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(appending, an_attribute_replaces_only_in_its_namespace) {

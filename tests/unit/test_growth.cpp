@@ -24,6 +24,7 @@ class growth : public changing {
         }
         const std::int64_t tree_before = libxml2_bytes();
         const std::size_t registry_before = registry_bytes();
+        const std::size_t session_before = session_bytes();
         for (int count = 0; count < k_rounds; ++count) {
             round();
             host::standalone::reset_caller_context();
@@ -32,6 +33,11 @@ class growth : public changing {
         EXPECT_LE(registry_bytes(), registry_before + k_registry_bytes +
                                         static_cast<std::size_t>(handles_per_round * k_rounds) /
                                             k_handles_per_registry_byte);
+        // Whatever else the session holds does not grow at all.
+        EXPECT_LE(session_bytes() - registry_bytes(), session_before - registry_before);
+    }
+    static std::size_t session_bytes() {
+        return host::standalone::memory_of(host::session_memory_context()).bytes;
     }
 };
 
@@ -74,7 +80,7 @@ TEST_F(growth, making_and_releasing) {
         call(xml_dom_free_node, text(tree, "text"));
         call(xml_dom_free_node, attribute(tree, "attribute", "value"));
     });
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(growth, appending_and_replacing_attributes) {
@@ -85,7 +91,7 @@ TEST_F(growth, appending_and_replacing_attributes) {
         call(xml_dom_free_node, append(top, made));
         call(xml_dom_free_node, made);
     });
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(growth, putting_attribute_nodes_on_an_element) {
@@ -96,7 +102,7 @@ TEST_F(growth, putting_attribute_nodes_on_an_element) {
         call(xml_dom_set_attribute_node, top, made);
         call(xml_dom_free_node, made);
     });
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(growth, taking_attributes_off) {
@@ -108,7 +114,7 @@ TEST_F(growth, taking_attributes_off) {
         call(xml_dom_free_node, call(xml_dom_remove_attribute_node, top, held).handle());
         call(xml_dom_free_node, held);
     });
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(growth, merging_texts) {
@@ -119,14 +125,14 @@ TEST_F(growth, merging_texts) {
         call(xml_dom_free_node, append(top, text(tree, " and more")));
         call(xml_dom_set_node_value, only, "t");
     });
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(growth, importing_and_releasing) {
     const sql::handle tree = document("<a/>");
     const sql::handle from = root(document("<b x='1'><c>text</c></b>"));
     expect_flat(1, [&] { call(xml_dom_free_node, import(tree, from, true)); });
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(growth, importing_and_releasing_what_declares_namespaces) {
@@ -134,7 +140,64 @@ TEST_F(growth, importing_and_releasing_what_declares_namespaces) {
     const sql::handle from =
         root(document("<p:b xmlns:p='urn:p' p:x='1'><c xmlns='urn:c'>text</c></p:b>"));
     expect_flat(1, [&] { call(xml_dom_free_node, import(tree, from, true)); });
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
+}
+
+// Lists and handles that are given up leave nothing behind, whatever else is held of the document.
+TEST_F(growth, setting_a_value_whose_text_was_listed) {
+    const sql::handle tree = document("<a x='1'><b/><c/></a>");
+    const sql::handle held = attribute_of(root(tree), "x");
+    const sql::handle other = call(xml_dom_get_child_nodes, root(tree)).handle();
+    expect_flat(1, [&] {
+        const sql::handle list = call(xml_dom_get_child_nodes, held).handle();
+        call(xml_dom_free_nodelist, list);
+        call(xml_dom_set_node_value, held, "value");
+    });
+    expect_flat(1, [&] { // the other order
+        const sql::handle list = call(xml_dom_get_child_nodes, held).handle();
+        call(xml_dom_set_node_value, held, "value");
+        call(xml_dom_free_nodelist, list);
+    });
+    EXPECT_EQ(detached(tree), 0U);
+    EXPECT_EQ(call(xml_dom_get_length, other).integer(), 2);
+}
+
+TEST_F(growth, setting_a_value_whose_text_was_named) {
+    const sql::handle tree = document("<a x='1'/>");
+    const sql::handle held = attribute_of(root(tree), "x");
+    expect_flat(1, [&] {
+        const sql::handle old = first(held);
+        call(xml_dom_set_node_value, held, "value");
+        call(xml_dom_free_node, old);
+    });
+    EXPECT_EQ(detached(tree), 0U);
+}
+
+TEST_F(growth, releasing_a_tree_before_what_is_named_in_it) {
+    const sql::handle tree = document("<a/>");
+    const sql::handle from = root(document("<b x='1'><c>text</c><d/></b>"));
+    expect_flat(4, [&] {
+        const sql::handle copy = import(tree, from, true);
+        const sql::handle inner = first(copy);
+        const sql::handle deepest = first(inner);
+        const sql::handle list = call(xml_dom_get_child_nodes, inner).handle();
+        call(xml_dom_free_node, copy);
+        call(xml_dom_free_node, inner);
+        call(xml_dom_free_node, deepest);
+        call(xml_dom_free_nodelist, list);
+    });
+    EXPECT_EQ(detached(tree), 0U);
+}
+
+TEST_F(growth, parser_objects_and_their_documents) {
+    const sql::handle kept = document("<a/>");
+    expect_flat(0, [&] {
+        const sql::handle parser = call(xmlparser_new_parser).handle();
+        call(xmlparser_parse_clob, parser, "<b/>");
+        call(xml_dom_free_document, call(xmlparser_get_doc, parser).handle());
+        call(xmlparser_free_parser, parser);
+    });
+    EXPECT_EQ(written_root(kept), "<a/>");
 }
 
 TEST_F(growth, lists) {

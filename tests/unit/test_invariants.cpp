@@ -1,6 +1,7 @@
 // The audit of a session finds what is broken: each test breaks one thing, and mends it again.
 #include "libxml/xml.hpp"
 #include "registry.hpp"
+#include "registry/dom_map.hpp"
 #include "standalone_session.hpp"
 #include "support/broken_tables.hpp"
 #include "support/invariants.hpp"
@@ -106,11 +107,36 @@ TEST_F(invariants, names_of_dead_nodes_are_found) {
 TEST_F(invariants, wrong_marks_are_found) {
     xmlNodePtr child = node_of(first);
     const auto names = reinterpret_cast<std::uintptr_t>(child->_private);
-    EXPECT_EQ(names & 7U, 1U); // listed
-    expect_found(child->_private, reinterpret_cast<void *>(names | 2U), "is marked as kept");
+    EXPECT_EQ(names & 7U, 0U);
+    expect_found(child->_private, reinterpret_cast<void *>(names | 1U), "as a witness and is none");
+    expect_found(child->_private, reinterpret_cast<void *>(names | 2U), "that is no root");
     expect_found(child->_private, reinterpret_cast<void *>(names | 4U), "a mark that does not");
-    expect_found(child->_private, reinterpret_cast<void *>(names & ~std::uintptr_t{1}),
-                 "a member that is not marked");
+    pkg_dbe_xml::set_list_count(child, 5);
+    EXPECT_NE(sql::broken_invariants().find("counts 5 lists"), std::string::npos);
+    pkg_dbe_xml::set_list_count(child, 0);
+    EXPECT_NE(sql::broken_invariants().find("counts 0 lists"), std::string::npos);
+    pkg_dbe_xml::set_list_count(child, 1);
+}
+
+TEST_F(invariants, trees_that_nobody_needs_are_found) {
+    const sql::handle inner = sql::call(xml_dom_create_text_node, document, "text").handle();
+    EXPECT_FALSE(sql::call(xml_dom_append_child, loose, inner).failed());
+    const auto names = reinterpret_cast<std::uintptr_t>(node_of(loose)->_private);
+    EXPECT_FALSE(sql::call(xml_dom_free_element, loose).failed());
+    xmlNodePtr const child = node_of(inner);
+    xmlNodePtr const top = child->parent;
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(top->_private),
+              reinterpret_cast<std::uintptr_t>(child) | 2U);
+    EXPECT_NE(names, 0U);
+    expect_found(top->_private, nullptr, "without a witness");
+    expect_found(dbe::current_registry()->witnesses, 7U, "and 7 were counted");
+    expect_found(top->_private,
+                 reinterpret_cast<void *>(reinterpret_cast<std::uintptr_t>(node_of(first)) | 2U),
+                 "kept for a node that nobody needs, or for another tree's");
+    xmlNodePtr const forgotten = xmlNewComment(BAD_CAST "forgotten");
+    EXPECT_EQ(sql::broken_invariants(), "1 nodes are alive that nobody keeps\n");
+    xmlFreeNode(forgotten);
+    EXPECT_EQ(sql::broken_invariants(), "");
 }
 
 TEST_F(invariants, wrong_tables_are_found) {

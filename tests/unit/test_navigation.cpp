@@ -162,7 +162,6 @@ TEST_F(navigation, child_list_keeps_its_members_when_they_leave_the_tree) {
     {
         const host::tree_scope scope;
         pkg_dbe_xml::family &family = pkg_dbe_xml::family_of(*entry_of(document));
-        pkg_dbe_xml::reserve_parking(family, 1);
         pkg_dbe_xml::retire(family, node_of(root(document))->children);
     }
     EXPECT_EQ(names_in(list), "a b");

@@ -40,7 +40,7 @@ TEST_F(release, a_given_up_handle_stays_known_and_names_nothing) {
     }
     EXPECT_EQ(name(inner), "b");
     EXPECT_EQ(written(top), "<a><b/></a>");
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(release, unknown_and_misshapen_handles) {
@@ -61,7 +61,7 @@ TEST_F(release, a_detached_node_goes_with_its_last_handle) {
     EXPECT_EQ(name(again), "b"); // the other handle still names it
     call(xml_dom_free_element, again);
     EXPECT_EQ(libxml2_bytes(), before);
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
     for (const sql::handle &other :
          {text(tree, "t"), attribute(tree, "x", "1"),
           call(xml_dom_create_element_ns, tree, "c", "urn:c").handle()}) {
@@ -76,11 +76,11 @@ TEST_F(release, a_detached_node_stays_while_something_below_it_is_named) {
     append(made, text(tree, "text"));
     const sql::handle below = first(made);
     call(xml_dom_free_node, made);
-    EXPECT_EQ(parked(tree), 1U);
+    EXPECT_EQ(detached(tree), 1U);
     const sql::handle again = call(xml_dom_get_parent_node, below).handle();
     EXPECT_EQ(name(again), "a");
     call(xml_dom_free_node, again);
-    EXPECT_EQ(parked(tree), 1U); // on the list once only
+    EXPECT_EQ(detached(tree), 1U);
     const sql::handle third = call(xml_dom_get_parent_node, below).handle();
     append(root(tree), third); // an ordinary node again
     EXPECT_EQ(written_root(tree), "<r><a>text</a></r>");
@@ -116,7 +116,7 @@ TEST_F(release, trees_that_declare_namespaces_go_at_once) {
         call(xml_dom_free_node, made);
     }
     EXPECT_EQ(libxml2_bytes(), before);
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(release, the_document_through_xml_dom_free_node) {
@@ -166,7 +166,7 @@ TEST_F(release, a_second_handle_of_the_document_is_only_a_handle) {
     const sql::handle again = call(xml_dom_makenode, tree).handle();
     call(xml_dom_free_node, again);
     EXPECT_EQ(written_root(tree), "<a/>");
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 TEST_F(release, declarations_are_never_listed) {
@@ -175,7 +175,7 @@ TEST_F(release, declarations_are_never_listed) {
     held.datum_ = pkg_dbe_xml::mint_handle<pkg_dbe_xml::XMLDomNodeType::node>(
         *entry(tree), reinterpret_cast<xmlDocPtr>(node(tree))->intSubset);
     call(xml_dom_free_node, held.handle());
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
     EXPECT_NE(reinterpret_cast<xmlDocPtr>(node(tree))->intSubset, nullptr);
 }
 
@@ -257,7 +257,7 @@ TEST_F(release, a_removed_attribute_goes_with_its_handles) {
     call(xml_dom_free_node, copy);
     call(xml_dom_free_node, held);
     EXPECT_LT(libxml2_bytes(), before);
-    EXPECT_EQ(parked(tree), 0U);
+    EXPECT_EQ(detached(tree), 0U);
 }
 
 } // namespace

@@ -87,7 +87,6 @@ inline sql::handle list_of(const sql::handle &from, const std::vector<xmlNodePtr
         list = xmlListCreate(nullptr, nullptr);
         for (xmlNodePtr node : nodes) {
             xmlListPushBack(list, node);
-            pkg_dbe_xml::mark_listed(node);
         }
     }
     return named(from, list, XMLDomNodeType::node_list);

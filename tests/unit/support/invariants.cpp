@@ -23,8 +23,8 @@ namespace {
 
 namespace dbe = pkg_dbe_xml;
 
-constexpr std::uintptr_t k_listed = 1;
-constexpr std::uintptr_t k_parked = 2;
+constexpr std::uintptr_t k_witness = 1;
+constexpr std::uintptr_t k_holds_witness = 2;
 constexpr std::uintptr_t k_all_marks = 7;
 constexpr std::size_t k_most_problems = 20;
 
@@ -32,7 +32,9 @@ std::uintptr_t private_word(const xmlNode *node) {
     return reinterpret_cast<std::uintptr_t>(node->_private);
 }
 const dbe::XMLHashEntry *first_entry(const xmlNode *node) {
-    return reinterpret_cast<const dbe::XMLHashEntry *>(private_word(node) & ~k_all_marks);
+    return (private_word(node) & k_holds_witness) != 0
+               ? nullptr
+               : reinterpret_cast<const dbe::XMLHashEntry *>(private_word(node) & ~k_all_marks);
 }
 
 // A set of pointers.
@@ -72,6 +74,11 @@ class audit {
     std::string run();
 
   private:
+    struct named {
+        const dbe::document_entry *document;
+        const dbe::XMLHashEntry *entry;
+    };
+
     void begin();
     void problem(const std::string &what);
     void read_documents();
@@ -84,8 +91,10 @@ class audit {
     void read_family(const dbe::family &owner);
     void check_ids(const dbe::family &owner);
     void check_parsers_of(const dbe::family &owner);
-    void walk_parked(const dbe::family &owner);
-    void walk_roots_of_entries();
+    void walk_detached_trees();
+    void walk_tree_of(const named &each, const xmlNode *node);
+    void check_detached_trees();
+    void check_nothing_is_forgotten();
     void walk(const xmlNode *root, const dbe::family &owner);
     void visit_children(const xmlNode *node, const place &where);
     void visit_attributes(const xmlNode *node, const place &where);
@@ -101,11 +110,6 @@ class audit {
     [[nodiscard]] bool known_dead(const void *node) const;
     [[nodiscard]] const place *place_of(const xmlNode *node) const;
 
-    struct named {
-        const dbe::document_entry *document;
-        const dbe::XMLHashEntry *entry;
-    };
-
     std::string problems_;
     std::size_t problem_count_ = 0;
     std::vector<named> entries_;                    // with an object
@@ -113,7 +117,9 @@ class audit {
     pointer_set<const dbe::document_entry *> ids_;
     pointer_set<const dbe::family *> families_;
     pointer_table<const xmlNode *, place> places_;
-    pointer_set<const xmlNode *> parked_;
+    std::vector<const xmlNode *> detached_;                // roots of detached trees
+    pointer_table<const xmlNode *, unsigned> list_counts_; // how many lists hold a node
+    pointer_set<const xmlNode *> witnesses_;
     pointer_set<const xmlDoc *> documents_; // main ones and copies
     pointer_table<const xmlNs *, const dbe::family *> namespaces_;
     std::vector<const xmlNode *> open_;    // reached, their children not yet
@@ -363,48 +369,106 @@ void audit::read_family(const dbe::family &owner) {
             walk(reinterpret_cast<const xmlNode *>(document->extSubset), owner);
         }
     }
-    walk_parked(owner);
-}
-
-void audit::walk_parked(const dbe::family &owner) {
-    for (std::size_t i = 0; i < owner.parked.count; ++i) {
-        const xmlNode *node = owner.parked.objects[i];
-        if (known_dead(node)) {
-            problem("a kept node is not alive");
-            continue;
-        }
-        if (!parked_.insert(node, {})) {
-            problem("a node is kept twice");
-        }
-        if ((private_word(node) & k_parked) == 0) {
-            problem("a kept node is not marked");
-        }
-        if (node->parent == nullptr) {
-            walk(node, owner);
+    for (const xmlNs *record = owner.namespaces; record != nullptr; record = record->next) {
+        if (!namespaces_.insert(record, &owner)) {
+            problem("a namespace record is kept twice");
+            return;
         }
     }
 }
 
-// Trees that nobody keeps but the handles that name something in them.
-void audit::walk_roots_of_entries() {
+// xmlListWalker: collects the members.
+int collect_member(const void *member, void *state) {
+    static_cast<std::vector<const xmlNode *> *>(state)->push_back(
+        static_cast<const xmlNode *>(member));
+    return 1;
+}
+
+// The tree in which a node stands that an entry names or has as a member, unless it was walked.
+void audit::walk_tree_of(const named &each, const xmlNode *node) {
+    if (place_of(node) != nullptr) {
+        return;
+    }
+    std::size_t height = 0;
+    while (!known_dead(node) && node->parent != nullptr && place_of(node->parent) == nullptr &&
+           ++height < 10000000) {
+        node = node->parent;
+    }
+    if (known_dead(node)) {
+        problem(name_of(*each.entry) + " names a node that is not alive, or stands below one");
+    } else if (node->parent == nullptr) {
+        detached_.push_back(node);
+        walk(node, *each.document->owner);
+    }
+}
+
+// Trees that nobody keeps but handles that name something in them, and lists.
+void audit::walk_detached_trees() {
     for (const named &each : entries_) {
-        if (each.entry->kind == dbe::XMLDomNodeType::node_list || each.document->owner == nullptr) {
+        if (each.document->owner == nullptr) {
             continue;
         }
-        const auto *node = static_cast<const xmlNode *>(each.entry->object);
-        if (place_of(node) != nullptr) {
+        if (each.entry->kind != dbe::XMLDomNodeType::node_list) {
+            walk_tree_of(each, static_cast<const xmlNode *>(each.entry->object));
             continue;
         }
-        std::size_t height = 0;
-        while (!known_dead(node) && node->parent != nullptr && place_of(node->parent) == nullptr &&
-               ++height < 10000000) {
-            node = node->parent;
+        members_.clear();
+        xmlListWalk(static_cast<xmlListPtr>(each.entry->object), collect_member, &members_);
+        for (const xmlNode *member : members_) {
+            walk_tree_of(each, member);
+            unsigned *const count = list_counts_.find(member);
+            if (count == nullptr) {
+                list_counts_.insert(member, 1);
+            } else {
+                ++*count;
+            }
         }
-        if (known_dead(node)) {
-            problem(name_of(*each.entry) + " names a node that is not alive, or stands below one");
-        } else if (node->parent == nullptr) {
-            walk(node, *each.document->owner);
+    }
+}
+
+// A detached tree whose root is not needed itself has a witness that is.
+void audit::check_detached_trees() {
+    const auto is_needed = [this](const xmlNode *node) {
+        return first_entry(node) != nullptr || list_counts_.contains(node);
+    };
+    std::size_t holding = 0;
+    for (const xmlNode *root : detached_) {
+        if ((private_word(root) & k_holds_witness) == 0) {
+            if (!is_needed(root)) {
+                problem("a detached tree is kept though nobody needs its root, without a witness");
+            }
+            continue;
         }
+        ++holding;
+        const auto *witness = reinterpret_cast<const xmlNode *>(private_word(root) & ~k_all_marks);
+        const xmlNode *top = witness;
+        while (place_of(top) != nullptr && top->parent != nullptr) {
+            top = top->parent;
+        }
+        if (top != root || witness == root || !is_needed(witness)) {
+            problem("a detached tree is kept for a node that nobody needs, or for another tree's");
+        }
+        if (!witnesses_.insert(witness, {})) {
+            problem("two trees have one witness");
+        }
+    }
+    if (holding != dbe::current_registry()->witnesses) {
+        problem("there are " + std::to_string(holding) + " witnesses, and " +
+                std::to_string(dbe::current_registry()->witnesses) + " were counted");
+    }
+}
+
+// Whatever node is alive stands in a tree that somebody keeps.
+void audit::check_nothing_is_forgotten() {
+    if (t_watched == nullptr || host::u_sess.xmlparser_map != nullptr) {
+        return; // parsers may hold documents of their own
+    }
+    std::size_t forgotten = 0;
+    for (const auto &[node, nothing_else] : t_watched->alive) {
+        forgotten += place_of(static_cast<const xmlNode *>(node)) == nullptr ? 1 : 0;
+    }
+    if (forgotten != 0) {
+        problem(std::to_string(forgotten) + " nodes are alive that nobody keeps");
     }
 }
 
@@ -526,13 +590,6 @@ void audit::check_entries() {
     }
 }
 
-// xmlListWalker: collects the members.
-int collect_member(const void *member, void *state) {
-    static_cast<std::vector<const xmlNode *> *>(state)->push_back(
-        static_cast<const xmlNode *>(member));
-    return 1;
-}
-
 void audit::check_list(const dbe::document_entry &document, const dbe::XMLHashEntry &entry) {
     members_.clear();
     xmlListWalk(static_cast<xmlListPtr>(entry.object), collect_member, &members_);
@@ -545,9 +602,6 @@ void audit::check_list(const dbe::document_entry &document, const dbe::XMLHashEn
         if (where == nullptr || where->family != document.owner) {
             problem(name_of(entry) + " has a member that no tree of its family holds");
             return;
-        }
-        if ((private_word(members_[i]) & k_listed) == 0) {
-            problem(name_of(entry) + " has a member that is not marked");
         }
         if (entry.members.index != nullptr && entry.members.index[i] != members_[i]) {
             problem(name_of(entry) + " has an index other than its list");
@@ -593,12 +647,22 @@ void audit::check_own_names(const xmlNode *node) {
 void audit::check_chains() {
     std::size_t chained = 0;
     for (const auto &[node, where] : places_) {
-        if ((private_word(node) & k_all_marks & ~(k_listed | k_parked)) != 0) {
+        if ((private_word(node) & k_all_marks & ~(k_witness | k_holds_witness)) != 0) {
             problem("a node has a mark that does not exist between calls");
             continue;
         }
-        if (((private_word(node) & k_parked) != 0) != parked_.contains(node)) {
-            problem("a node is marked as kept and is not kept");
+        if (((private_word(node) & k_witness) != 0) != witnesses_.contains(node)) {
+            problem("a node is marked as a witness and is none");
+        }
+        if ((private_word(node) & k_holds_witness) != 0 &&
+            (node->parent != nullptr || std::ranges::find(detached_, node) == detached_.end())) {
+            problem("a node that is no root of a detached tree holds a witness");
+        }
+        const unsigned *const lists = list_counts_.find(node);
+        if (dbe::lists_with(node) != (lists == nullptr || !dbe::counts_lists(node) ? 0 : *lists)) {
+            problem("a node counts " + std::to_string(dbe::lists_with(node)) +
+                    " lists that hold it, and there are " +
+                    std::to_string(lists == nullptr ? 0 : *lists));
         }
         const dbe::XMLHashEntry *previous = nullptr;
         for (const dbe::XMLHashEntry *entry = first_entry(node); entry != nullptr;
@@ -664,7 +728,9 @@ void audit::begin() {
     ids_.clear();
     families_.clear();
     places_.clear();
-    parked_.clear();
+    detached_.clear();
+    list_counts_.clear();
+    witnesses_.clear();
     documents_.clear();
     namespaces_.clear();
     recycled_.clear();
@@ -681,12 +747,14 @@ std::string audit::run() {
         if (domkeys_total_ != host::hash_get_num_entries(dbe::current_registry()->domkeys_map)) {
             problem("documents are entered whose families no document id belongs to");
         }
-        walk_roots_of_entries();
+        walk_detached_trees();
         check_namespaces();
         check_entries();
+        check_detached_trees();
         check_chains();
     }
     check_parsers();
+    check_nothing_is_forgotten();
     if (problem_count_ > k_most_problems) {
         problems_ += "and " + std::to_string(problem_count_ - k_most_problems) + " more\n";
     }

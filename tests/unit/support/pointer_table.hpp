@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace sql {
@@ -33,6 +34,9 @@ template <class Key, class Value> class pointer_table {
         }
         const slot &found = slots_[place_of(key)];
         return found.round == round_ ? &items_[found.index].value : nullptr;
+    }
+    [[nodiscard]] Value *find(Key key) {
+        return const_cast<Value *>(std::as_const(*this).find(key));
     }
     // False when `key` is there already; its value stays.
     bool insert(Key key, const Value &value) {

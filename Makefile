@@ -102,6 +102,12 @@ $(objects_folder)/failing_conversion.so: $(source)/tests/t/failing_conversion.cp
 
 $(shlib): $(exports_map)
 
+# Each function that SQL declares has a body, and each body a declaration.
+all: $(objects_folder)/entries_checked
+$(objects_folder)/entries_checked: $(shlib) $(sql_parts) $(source)/scripts/check_entries
+	$(source)/scripts/check_entries $(shlib)
+	@touch $@
+
 # $(call put_together,statement that loads it,parts)
 put_together = @{ printf '%s\n' '\echo Use "$(1)" to load this file. \quit'; cat $(2) /dev/null; } > $@
 

@@ -12,7 +12,8 @@
 namespace fuzz {
 namespace {
 
-// The values below this one choose among the 65, the others among what the packages add.
+// The values below this one choose among the functions in long names, the others, together with a
+// second byte, among what the packages add.
 constexpr std::uint8_t k_first_package_choice = 210;
 
 constexpr std::array<std::string_view, 15> k_documents{
@@ -268,7 +269,7 @@ const signature &program::choose() {
     if (choice < k_first_package_choice) {
         const std::span<const signature> own = own_functions(with_files_);
         if (kept_in(ring::documents).empty() && choice % 8 != 0) {
-            return own[0]; // there is little to do without a document
+            return document_maker(); // there is little to do without a document
         }
         const signature &chosen = own[choice % own.size()];
         if (std::string_view("tib").find(chosen.result) != std::string_view::npos &&
@@ -276,12 +277,13 @@ const signature &program::choose() {
             const std::span<const signature> changing = changing_functions();
             return changing[byte() % changing.size()];
         }
-        return chosen.rarity > 1 && calls_ % chosen.rarity != 0 ? own[0] : chosen;
+        return chosen.rarity > 1 && calls_ % chosen.rarity != 0 ? document_maker() : chosen;
     }
     const std::span<const signature> package = package_functions(with_files_);
-    const signature &chosen =
-        package[static_cast<std::size_t>(choice - k_first_package_choice) % package.size()];
-    return chosen.rarity > 1 && byte() % chosen.rarity != 0 ? package[0] : chosen;
+    constexpr std::size_t k_package_choices = 256 - k_first_package_choice;
+    const std::size_t place = choice - k_first_package_choice + k_package_choices * byte();
+    const signature &chosen = package[place % package.size()];
+    return chosen.rarity > 1 && byte() % chosen.rarity != 0 ? scope_maker() : chosen;
 }
 
 bool program::next(program_call &call) {

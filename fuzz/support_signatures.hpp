@@ -1,5 +1,5 @@
-// The functions that programs of calls are made of: those of the 65 that are called by their own
-// names, and what the packages add.
+// The functions that programs of calls are made of: those in long names, and what the packages add.
+// scripts/sql_functions.py makes the tables from the declarations in SQL.
 #pragma once
 
 #include "support/sql.hpp"
@@ -29,6 +29,8 @@ struct signature {
     unsigned rarity = 1; // called once in so many times that it is chosen, on average
     set_function set = nullptr;
     const char *end = ")"; // what follows the arguments in SQL
+    // The result depends on the machine or on the order of a table.
+    bool of_the_machine = false;
 };
 
 // Where a program keeps handles: by what the function that gave them gives.
@@ -52,7 +54,9 @@ inline constexpr handle_type k_handle_types[]{
     {'D', "xmldom.document", ring::documents},
     {'E', "xmldom.element", ring::elements},
     {'A', "xmldom.attr", ring::attributes},
+    {'T', "xmldom.text_node", ring::nodes},
     {'L', "xmldom.node_list", ring::lists},
+    {'M', "xmldom.named_node_map", ring::lists},
     {'P', "xmlparser.parser", ring::parsers},
     {'S', "xmldom.scope", ring::scopes},
 };
@@ -63,12 +67,14 @@ inline constexpr const char *k_free_all = "xmldom.free_all(";
 inline constexpr const char *k_session =
     "(select documents || ' ' || handles || ' ' || nodes from xmldom.session";
 
-// `with_files` adds those whose results depend on the machine: that write files or large objects,
-// or tell of memory or of tables in no order of their own.
+// `with_files` adds those whose results depend on the machine.
 [[nodiscard]] std::span<const signature> own_functions(bool with_files);
 // Some of them that change trees, and what leads to these.
 [[nodiscard]] std::span<const signature> changing_functions();
 [[nodiscard]] std::span<const signature> package_functions(bool with_files);
+// What a program does first, and what it does where a rare function is passed over.
+[[nodiscard]] const signature &document_maker();
+[[nodiscard]] const signature &scope_maker();
 
 // Bytes as the server shows them.
 [[nodiscard]] std::string hexadecimal(std::span<const std::uint8_t> bytes);

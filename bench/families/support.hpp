@@ -5,9 +5,9 @@
 // the tree as it found it: what is made is given back.
 #pragma once
 
-#include "functions/sql_functions.hpp"
 #include "host/call.hpp"
 #include "host/memory.hpp"
+#include "sql_functions.hpp"
 #include "standalone_session.hpp"
 
 #include <benchmark/benchmark.h>

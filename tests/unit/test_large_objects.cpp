@@ -12,13 +12,6 @@
 
 namespace standalone = host::standalone;
 
-#define LARGE_OBJECT_ENTRY(name) extern "C" host::datum name(host::call_record *record)
-LARGE_OBJECT_ENTRY(xml_dom_new_document_large_object);
-LARGE_OBJECT_ENTRY(xmlparser_parse_large_object);
-LARGE_OBJECT_ENTRY(xmlparser_parse_large_object_returning);
-LARGE_OBJECT_ENTRY(xml_dom_write_to_large_object_doc);
-LARGE_OBJECT_ENTRY(xml_dom_write_to_large_object_node);
-
 namespace {
 
 // Characters of one to four bytes in UTF-8.

@@ -15,8 +15,6 @@
 // The particles of a content model are not for everyone in later versions.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
-extern "C" host::datum xml_dom_get_memory_info(host::call_record *record);
-
 namespace {
 
 struct memory_line {

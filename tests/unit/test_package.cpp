@@ -6,30 +6,6 @@
 
 #include <string>
 
-#define PACKAGE_ENTRY(name) extern "C" host::datum name(host::call_record *record)
-PACKAGE_ENTRY(xml_dom_set_attribute_returning);
-PACKAGE_ENTRY(xml_dom_set_attribute_ns_returning);
-PACKAGE_ENTRY(xml_dom_set_node_value_returning);
-PACKAGE_ENTRY(xml_dom_set_charset_returning);
-PACKAGE_ENTRY(xml_dom_set_doctype_returning);
-PACKAGE_ENTRY(xml_dom_append_child_returning);
-PACKAGE_ENTRY(xml_dom_free_document_returning);
-PACKAGE_ENTRY(xml_dom_free_node_returning);
-PACKAGE_ENTRY(xml_dom_free_nodelist_returning);
-PACKAGE_ENTRY(xmlparser_parse_clob_returning);
-PACKAGE_ENTRY(xmlparser_set_validation_mode_returning);
-PACKAGE_ENTRY(xmlparser_free_parser_returning);
-PACKAGE_ENTRY(xml_dom_get_attributes_of_node);
-PACKAGE_ENTRY(xml_dom_first_node);
-PACKAGE_ENTRY(xml_dom_first_attribute);
-PACKAGE_ENTRY(xml_dom_next_attribute);
-PACKAGE_ENTRY(xml_dom_next_element);
-PACKAGE_ENTRY(xml_dom_outline);
-PACKAGE_ENTRY(xml_dom_mark_scope);
-PACKAGE_ENTRY(xml_dom_release_scope);
-PACKAGE_ENTRY(xml_dom_free_all);
-#undef PACKAGE_ENTRY
-
 namespace {
 
 class package : public sql::session_test {

@@ -25,8 +25,6 @@
 #include <utility>
 #include <vector>
 
-extern "C" host::datum xml_dom_outline(host::call_record *record);
-
 namespace {
 
 namespace standalone = host::standalone;

@@ -15,8 +15,6 @@
 #include <type_traits>
 #include <vector>
 
-extern "C" host::datum xml_dom_write_to_large_object_node(host::call_record *record);
-
 namespace {
 
 using pkg_dbe_xml::text_output;

@@ -10,8 +10,8 @@
 #pragma once
 
 #include "error_reports.hpp"
-#include "functions/sql_functions.hpp"
 #include "host/call.hpp"
+#include "sql_functions.hpp"
 
 #include <gtest/gtest.h>
 

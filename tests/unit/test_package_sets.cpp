@@ -9,16 +9,6 @@
 #include <string>
 #include <vector>
 
-#define PACKAGE_ENTRY(name) extern "C" host::datum name(host::call_record *record)
-PACKAGE_ENTRY(xmldom_children);
-PACKAGE_ENTRY(xmldom_child_elements);
-PACKAGE_ENTRY(xmldom_attributes);
-PACKAGE_ENTRY(xmldom_descendants);
-PACKAGE_ENTRY(xmldom_nodes);
-PACKAGE_ENTRY(xmldom_following_siblings);
-PACKAGE_ENTRY(xmldom_ancestors);
-#undef PACKAGE_ENTRY
-
 namespace {
 
 class package_sets : public sql::session_test {

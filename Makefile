@@ -8,10 +8,7 @@
 # Works from the source folder, or from an empty folder with `make -f <source>/Makefile`.
 
 EXTENSION = pkg_dbe_xml
-EXTVERSION = 1.1
-# The release before, and the parts that are new since.
-previous_version = 1.0
-new_parts = 45_large_objects
+EXTVERSION = 1.0
 
 MODULE_big = $(EXTENSION)
 PGFILEDESC = "pkg_dbe_xml - DOM for XML documents"
@@ -27,17 +24,11 @@ sources := $(sort $(wildcard $(addprefix $(source)/,src/*.cpp src/*/*.cpp hosts/
 objects_folder := build/postgres
 OBJS = $(patsubst $(source)/%.cpp,$(objects_folder)/%.o,$(sources))
 
-# The install script is the parts in the order of their numbers. The upgrade from the release before
-# is what sql/changes.sql does to older parts, if there is such a file, and the new parts. It drops
-# the functions of the packages, so their parts count as new; their types stay. Upgrades between older
-# releases stay as they were released, in sql/.
+# The install script is the parts in the order of their numbers. Scripts that upgrade from older
+# releases stand in sql/.
 sql_parts := $(sort $(wildcard $(source)/sql/parts/*.sql))
-upgrade_parts := $(wildcard $(source)/sql/changes.sql) \
-	$(filter $(patsubst %,$(source)/sql/parts/%.sql,$(new_parts)),$(sql_parts)) \
-	$(filter $(source)/sql/parts/7%,$(filter-out %/70_package_types.sql,$(sql_parts)))
 install_script = $(EXTENSION)--$(EXTVERSION).sql
-upgrade_script = $(EXTENSION)--$(previous_version)--$(EXTVERSION).sql
-DATA_built = $(install_script) $(upgrade_script)
+DATA_built = $(install_script)
 DATA = $(patsubst $(source)/%,%,$(wildcard $(source)/sql/$(EXTENSION)--*--*.sql))
 
 REGRESS = $(patsubst $(source)/tests/sql/%.sql,%,$(sort $(wildcard $(source)/tests/sql/*.sql)))
@@ -108,13 +99,9 @@ $(objects_folder)/entries_checked: $(shlib) $(sql_parts) $(source)/scripts/check
 	$(source)/scripts/check_entries $(shlib)
 	@touch $@
 
-# $(call put_together,statement that loads it,parts)
-put_together = @{ printf '%s\n' '\echo Use "$(1)" to load this file. \quit'; cat $(2) /dev/null; } > $@
-
 $(install_script): $(sql_parts) $(source)/Makefile
-	$(call put_together,CREATE EXTENSION $(EXTENSION),$(sql_parts))
-$(upgrade_script): $(upgrade_parts) $(source)/Makefile
-	$(call put_together,ALTER EXTENSION $(EXTENSION) UPDATE,$(upgrade_parts))
+	@{ printf '%s\n' '\echo Use "CREATE EXTENSION $(EXTENSION)" to load this file. \quit'; \
+		cat $(sql_parts); } > $@
 
 # --- checks ---------------------------------------------------------------------------------------
 

@@ -35,4 +35,4 @@ SELECT t::regtype, count(*) FROM (
 
 -- Nobody but a superuser may install it, and it stays where it was installed.
 SELECT superuser, trusted, relocatable FROM pg_available_extension_versions
-    WHERE name = 'pkg_dbe_xml' ORDER BY version COLLATE "C";
+    WHERE name = 'pkg_dbe_xml' AND installed;

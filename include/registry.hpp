@@ -41,6 +41,8 @@ inline constexpr std::size_t k_handle_size = 17;
 // What is allocated for it: the head of its entry is written in one go.
 inline constexpr std::size_t k_handle_room = 20;
 
+// No handle has this node id.
+inline constexpr std::uint32_t k_no_node_id = 0xFFFFFFFFU;
 // The last byte of every handle.
 inline constexpr std::uint8_t k_handle_flag = 1;
 
@@ -232,6 +234,8 @@ XMLHashEntry *xml_find_hashentry(const DomKey &key) noexcept;
 // The handle lets go of its object and goes on naming nothing. Of a document handle this gives up
 // the share, which may end the family. Reports handle_not_found.
 void xml_free_hashentry(XMLEntryType type, const DomKey &key);
+// The same for an entry at hand. It may be given back with its page: do not read it afterwards.
+void release_handle(XMLHashEntry &entry);
 // Removes the handle; its node id will be handed out again. Reports handle_not_found.
 void xml_delete_hashentry(XMLEntryType type, const DomKey &key);
 

@@ -3,9 +3,11 @@
 // libxml2's own append frees merged and replaced nodes, makes rings of ancestors and differs from
 // version to version, so the links are set here.
 
-#include "edit/tree_changes.hpp"
+#include "edit/tree_append.hpp"
 
+#include "edit/tree_attributes.hpp"
 #include "libxml/xml.hpp"
+#include "tree/immutable_nodes.hpp"
 
 namespace pkg_dbe_xml {
 

@@ -1,7 +1,8 @@
 // Attributes and their values, elements, and what is never changed.
 
-#include "edit/tree_changes.hpp"
+#include "edit/tree_attributes.hpp"
 
+#include "edit/tree_texts.hpp"
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"
 
@@ -103,30 +104,6 @@ void link_behind(xmlNodePtr element, xmlAttrPtr last, xmlAttrPtr attribute) noex
 }
 
 } // namespace
-
-bool is_immutable(const xmlNode *node) noexcept {
-    if (is_declaration(node->type)) {
-        return true;
-    }
-    if (node->parent != nullptr && is_declaration(node->parent->type)) {
-        return true; // a comment or processing instruction among the declarations
-    }
-    // Only entities keep trees below their declarations.
-    const xmlDoc *const document = node->doc;
-    const bool declares_entities =
-        document != nullptr &&
-        ((document->intSubset != nullptr && document->intSubset->entities != nullptr) ||
-         (document->extSubset != nullptr && document->extSubset->entities != nullptr));
-    if (!declares_entities) {
-        return false;
-    }
-    for (const xmlNode *above = node->parent; above != nullptr; above = above->parent) {
-        if (is_declaration(above->type)) {
-            return true;
-        }
-    }
-    return false;
-}
 
 xmlAttrPtr find_attribute(const xmlNode *element, const xmlChar *name,
                           const xmlChar *uri) noexcept {

@@ -3,11 +3,15 @@
 // libxml2's own copy recurses, looks every namespace up from the bottom of the copy, and gives the
 // copy names that belong to nobody in the target's family.
 
-#include "edit/tree_changes.hpp"
+#include "edit/tree_copy.hpp"
 
+#include "edit/tree_attributes.hpp"
+#include "edit/tree_namespaces.hpp"
 #include "error_reports.hpp"
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
+#include "tree/namespace_marks.hpp"
+#include "tree/poll_counter.hpp"
 
 #include <libxml/parserInternals.h>
 
@@ -16,9 +20,6 @@
 namespace pkg_dbe_xml {
 
 namespace {
-
-// Nodes between two looks at whether the statement was asked to stop.
-constexpr std::size_t k_nodes_between_polls = 4096;
 
 // Which record of the copy stands for which record of the source. While a copy is being made, the
 // source's record points to its copy by `_private`; the copies are chained through `context`, so
@@ -132,7 +133,7 @@ class copier {
     xmlDocPtr target_;
     xmlNodePtr top_ = nullptr; // the element of the copy that stands above the others
     namespace_copies namespaces_;
-    std::size_t steps_ = 0;
+    poll_counter poll_;
 };
 
 xmlNsPtr copier::declare(xmlNodePtr element, const xmlNs *source) {
@@ -277,9 +278,7 @@ void copier::complete(const xmlNode *source, xmlNodePtr copy) {
 }
 
 xmlNodePtr copier::copy_step(xmlNodePtr source, xmlNodePtr parent) {
-    if (++steps_ % k_nodes_between_polls == 0) {
-        host::check_for_interrupts();
-    }
+    poll_.step();
     xmlNodePtr const copy = copy_bare(source).release();
     link_last(parent, copy);
     complete(source, copy);

@@ -1,6 +1,6 @@
 // The text that text nodes, CDATA sections, comments and processing instructions hold themselves.
 
-#include "edit/tree_changes.hpp"
+#include "edit/tree_texts.hpp"
 
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"

@@ -2,12 +2,14 @@
 // rules of the administrator and the names that are never written.
 //
 // Paths are UTF-8; the names in the directory catalogue are in the encoding of the database.
-#include "common.hpp"
+#include "files/file_paths.hpp"
 
+#include "error_reports.hpp"
 #include "host/catalog.hpp"
 #include "host/encoding.hpp"
 #include "host/memory.hpp"
 #include "host/path.hpp"
+#include "host/text.hpp"
 
 #include <algorithm>
 #include <climits>

@@ -1,7 +1,12 @@
 // Setting an attribute in a namespace, putting an attribute node on an element, taking one off.
 
-#include "edit/tree_changes.hpp"
+#include "edit/tree_append.hpp"
+#include "edit/tree_attributes.hpp"
+#include "edit/tree_copy.hpp"
+#include "edit/tree_namespaces.hpp"
 #include "functions/call_frame.hpp"
+#include "text/text_argument.hpp"
+#include "tree/immutable_nodes.hpp"
 
 namespace pkg_dbe_xml {
 

@@ -1,11 +1,11 @@
 // What the session holds: how many handles, which documents, how many nodes below a handle.
 
-#include "common.hpp"
 #include "functions/call_frame.hpp"
 #include "growing_array.hpp"
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
 #include "text/encoding_handler.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,31 +1,22 @@
 // Reading an element: attribute values, names, one attribute as a handle, children by tag name.
 
-#include "common.hpp"
 #include "functions/call_frame.hpp"
-#include "host/error.hpp"
 #include "libxml/xml.hpp"
 #include "tree/node_text.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
+#include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 
-#include <cstring>
 #include <optional>
 
 namespace pkg_dbe_xml {
 
 namespace {
 
-// Siblings between two looks at whether the statement was asked to stop.
-constexpr std::size_t k_siblings_between_polls = 8192;
-
 void require_element_kind(const XMLHashEntry &entry) {
     if (entry.kind != XMLDomNodeType::element) {
         report(reports::unsupported_kind);
     }
-}
-
-// `right` is never null.
-bool same_text(const xmlChar *left, const xmlChar *right) noexcept {
-    return left != nullptr && std::strcmp(reinterpret_cast<const char *>(left),
-                                          reinterpret_cast<const char *>(right)) == 0;
 }
 
 // With a URI, the namespace counts too; nodes without one do not match.
@@ -41,16 +32,14 @@ bool is_called(const xmlNode *node, const xmlChar *name, const xmlChar *uri) noe
 // texts that follow it: programs rely on this. Nothing stands below a declaration, though libxml2
 // 2.15 looks below those of entities.
 bool fill_by_tagname(xmlNodePtr element, const xmlChar *name, const xmlChar *uri, xmlListPtr list) {
-    std::size_t steps = 0;
+    poll_counter poll;
     xmlNodePtr const first =
         is_declaration(element->type) ? nullptr : xmlFirstElementChild(element);
     for (xmlNodePtr child = first; child != nullptr; child = child->next) {
         if (is_called(child, name, uri) && !xml_list_pushback(child, list)) {
             return false;
         }
-        if (++steps % k_siblings_between_polls == 0) {
-            host::check_for_interrupts();
-        }
+        poll.step();
     }
     return true;
 }

@@ -1,8 +1,10 @@
 // Setting an attribute by name, and viewing a node as an attribute.
 
-#include "edit/tree_changes.hpp"
+#include "edit/tree_attributes.hpp"
 #include "functions/call_frame.hpp"
 #include "libxml/xml.hpp"
+#include "text/text_argument.hpp"
+#include "tree/immutable_nodes.hpp"
 
 namespace pkg_dbe_xml {
 

@@ -1,21 +1,14 @@
 // Writing documents and nodes into files of directory objects.
-//
-// libxml2 is never given a file name, since it would unescape it; it writes into a file that is
-// open already, and every byte goes through one callback that notes what went wrong.
-#include "common.hpp"
+#include "files/file_paths.hpp"
+#include "files/tree_files.hpp"
 #include "functions/call_frame.hpp"
 #include "host/memory.hpp"
 #include "host/path.hpp"
 #include "libxml/xml.hpp"
 #include "text/encoding_handler.hpp"
 
-#include <libxml/HTMLtree.h>
-#include <libxml/xmlIO.h>
-#include <libxml/xmlsave.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -29,44 +22,6 @@ namespace {
 constexpr std::size_t k_longest_character_set = 60;
 
 using host_text = std::unique_ptr<char, host::memory_deleter>;
-using file_ptr = std::unique_ptr<host::output_file, host::output_file_deleter>;
-
-// Where libxml2's output goes. Once something failed libxml2 writes nothing more.
-struct file_sink {
-    host::output_file *file;
-    std::int64_t written = 0; // bytes
-    int reason = 0;           // errno of the first failure
-    bool stopped = false;     // the statement was asked to stop
-
-    bool write(const void *bytes, std::size_t size) noexcept {
-        if (host::interrupts_pending()) {
-            stopped = true;
-            return false;
-        }
-        if (!host::write_output_file(file, bytes, size)) {
-            reason = errno != 0 ? errno : EIO;
-            return false;
-        }
-        written += static_cast<std::int64_t>(size);
-        return true;
-    }
-};
-
-extern "C" int write_to_sink(void *context, const char *bytes, int size) {
-    auto *sink = static_cast<file_sink *>(context);
-    return sink->write(bytes, static_cast<std::size_t>(size)) ? size : -1;
-}
-
-[[nodiscard]] xmlOutputBufferPtr make_buffer(file_sink &sink,
-                                             encoding_handler_ptr handler) noexcept {
-    return make_output_buffer(write_to_sink, &sink, std::move(handler));
-}
-
-// Whether what libxml2 returned for its closing of the buffer, a number of bytes or -1, is good. It
-// counts in an int: behind INT_MAX the number says nothing.
-[[nodiscard]] bool closed_well(const file_sink &sink, int result) noexcept {
-    return sink.reason == 0 && !sink.stopped && (result >= 0 || sink.written > INT_MAX / 2);
-}
 
 // The operating system's words about a file, for CONTEXT.
 class file_context {
@@ -163,31 +118,13 @@ void check_character_set(text_argument &name) {
 // Writes a document with its declaration, indented. Without `encoding` in the document's own. As
 // fixed, a character set that nobody knows counts as a failed write, before there is a file.
 void save_document(const char *path, xmlDocPtr document, const char *encoding) {
+    const char *name =
+        encoding != nullptr ? encoding : reinterpret_cast<const char *>(document->encoding);
     file_ptr file;
-    file_sink sink{nullptr};
-    bool done = false;
-    bool refused = false;
-    {
-        const host::xml_scope scope;
-        const char *name =
-            encoding != nullptr ? encoding : reinterpret_cast<const char *>(document->encoding);
-        encoding_handler_ptr handler(find_encoding_handler(name));
-        if (handler != nullptr && !scope.refused()) {
-            file.reset(host::open_output_file(path));
-            sink.file = file.get();
-            sink.reason = file == nullptr ? errno : 0;
-        }
-        if (file != nullptr) {
-            // Closes the buffer, also when there is none.
-            const int result =
-                xmlSaveFormatFileTo(make_buffer(sink, std::move(handler)), document, name, 1);
-            done = closed_well(sink, result);
-        }
-        refused = scope.refused();
-    }
-    if (!done || refused) {
+    const dump_result result = dump_document(path, document, name, file);
+    if (!result.done || result.out_of_memory) {
         file.reset();
-        fail_writing(path, sink.reason, refused);
+        fail_writing(path, result.reason, result.out_of_memory);
     }
     finish_file(std::move(file), path);
 }
@@ -252,25 +189,6 @@ void write_markup(const host::call &call, file_ptr file, const char *path, xmlNo
 }
 
 } // namespace
-
-dump_result xml_elem_dump(host::output_file *file, xmlDocPtr document, xmlNodePtr node,
-                          const char *encoding, xmlCharEncodingHandlerPtr handler) {
-    file_sink sink{file};
-    xmlOutputBufferPtr buffer = make_buffer(sink, encoding_handler_ptr(handler));
-    if (buffer == nullptr) {
-        return {};
-    }
-#ifdef LIBXML_HTML_ENABLED
-    if (document != nullptr && document->type == XML_HTML_DOCUMENT_NODE) {
-        htmlNodeDumpOutput(buffer, document, node, encoding);
-    } else
-#endif
-    {
-        xmlNodeDumpOutput(buffer, document, node, 0, 1, encoding);
-    }
-    const bool done = closed_well(sink, xmlOutputBufferClose(buffer));
-    return {done, sink.reason, false};
-}
 
 } // namespace pkg_dbe_xml
 

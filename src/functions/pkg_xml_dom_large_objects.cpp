@@ -2,10 +2,12 @@
 //
 // A tree is written piece by piece: at no time more than a piece of its text is in memory.
 
-#include "common.hpp"
 #include "functions/call_frame.hpp"
 #include "host/encoding.hpp"
 #include "host/large_object.hpp"
+#include "parse/document_parsing.hpp"
+#include "parse/parse_text.hpp"
+#include "text/large_values.hpp"
 #include "tree/node_text.hpp"
 #include "write/serialization.hpp"
 #include "write/tree_writer.hpp"

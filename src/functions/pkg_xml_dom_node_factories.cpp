@@ -1,8 +1,10 @@
 // Making nodes that belong to a document and stand in no tree yet: elements, texts, attributes.
 
-#include "edit/tree_changes.hpp"
+#include "edit/tree_attributes.hpp"
 #include "functions/call_frame.hpp"
 #include "libxml/xml.hpp"
+#include "text/text_argument.hpp"
+#include "tree/namespace_marks.hpp"
 
 #include <cstddef>
 #include <optional>

@@ -1,17 +1,14 @@
 // Walking the tree: from a node to its parent, its first and last child, its next sibling, and to
 // the list of its children. Every step hands out a new handle.
 
-#include "common.hpp"
 #include "functions/call_frame.hpp"
-#include "host/error.hpp"
 #include "libxml/xml.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
+#include "tree/poll_counter.hpp"
 
 namespace pkg_dbe_xml {
 
 namespace {
-
-// Siblings between two looks at whether the statement was asked to stop.
-constexpr std::size_t k_siblings_between_polls = 8192;
 
 using tree_step = xmlNodePtr (*)(const xmlNode *node);
 
@@ -51,14 +48,12 @@ bool fill_with_children(xmlNodePtr first, xmlListPtr list) {
     if (first->next == nullptr) {
         return xml_list_pushback(first, list);
     }
-    std::size_t steps = 0;
+    poll_counter poll;
     for (xmlNodePtr child = first; child != nullptr; child = child->next) {
         if (!is_blank_text(child) && !xml_list_pushback(child, list)) {
             return false;
         }
-        if (++steps % k_siblings_between_polls == 0) {
-            host::check_for_interrupts();
-        }
+        poll.step();
     }
     return true;
 }

@@ -4,7 +4,6 @@
 // that stands in no tree and is named by no other handle goes out of use.
 
 #include "functions/call_frame.hpp"
-#include "registry/dom_map.hpp"
 
 namespace pkg_dbe_xml {
 
@@ -17,27 +16,27 @@ void release_list(XMLHashEntry &entry) {
     if (entry.kind != XMLDomNodeType::node_list) {
         report(reports::inconsistent_types);
     }
-    release_entry(entry);
+    release_handle(entry);
 }
 
-host::datum release_handle(const host::call &call) {
+host::datum release_argument(const host::call &call) {
     XMLHashEntry &entry = find_handle(call, 0);
     if (entry.kind == XMLDomNodeType::node_list) {
         release_list(entry);
     } else {
         // A document may be gone after this, and all its nodes with it.
-        release_entry(entry);
+        release_handle(entry);
     }
     return 0;
 }
 
 } // namespace
 
-PKG_DBE_XML_FUNCTION(xml_dom_free_node) { return release_handle(call); }
+PKG_DBE_XML_FUNCTION(xml_dom_free_node) { return release_argument(call); }
 
 PKG_DBE_XML_RETURNING(xml_dom_free_node, call.null())
 
-PKG_DBE_XML_FUNCTION(xml_dom_free_element) { return release_handle(call); }
+PKG_DBE_XML_FUNCTION(xml_dom_free_element) { return release_argument(call); }
 
 PKG_DBE_XML_FUNCTION(xml_dom_free_nodelist) {
     release_list(find_handle(call, 0));

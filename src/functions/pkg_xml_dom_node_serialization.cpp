@@ -1,7 +1,7 @@
 // Nodes as text: the functions that write one to a buffer or a CLOB.
 
-#include "common.hpp"
 #include "functions/call_frame.hpp"
+#include "text/large_values.hpp"
 #include "tree/node_text.hpp"
 #include "write/serialization.hpp"
 #include "write/tree_writer.hpp"

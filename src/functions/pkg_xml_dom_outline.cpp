@@ -4,9 +4,9 @@
 // short, line ends in texts are shown as \n. The walk goes by the links of the tree.
 
 #include "functions/call_frame.hpp"
-#include "host/error.hpp"
 #include "text/text_output.hpp"
 #include "tree/node_text.hpp"
+#include "tree/poll_counter.hpp"
 #include "write/serialization.hpp"
 
 #include <algorithm>
@@ -20,7 +20,6 @@ namespace {
 constexpr std::size_t k_shown_characters = 60;
 // Deeper lines are not indented further, so that the picture stays linear in the tree.
 constexpr std::size_t k_deepest_indentation = 100;
-constexpr std::uint32_t k_steps_between_polls = 4096;
 
 std::string_view view_of(const xmlChar *text) noexcept {
     return text == nullptr ? "" : reinterpret_cast<const char *>(text);
@@ -60,14 +59,8 @@ class outline_writer {
         return is_container(node) && only_text(node) == nullptr ? node->children : nullptr;
     }
 
-    void step() {
-        if (++steps_ % k_steps_between_polls == 0) {
-            host::check_for_interrupts();
-        }
-    }
-
     void line(const xmlNode *node, std::size_t depth) {
-        step();
+        poll_.step();
         if (output_.size() != 0) {
             output_.append("\n");
         }
@@ -120,14 +113,14 @@ class outline_writer {
         name(node);
         for (const xmlNs *record = declared_namespaces(node); record != nullptr;
              record = record->next) {
-            step();
+            poll_.step();
             output_.append(record->prefix == nullptr ? " xmlns" : " xmlns:");
             output_.append(view_of(record->prefix));
             shortened("=\"", view_of(record->href), "\"");
         }
         for (const xmlAttr *member = first_attribute(node); member != nullptr;
              member = member->next) {
-            step();
+            poll_.step();
             output_.append(" ");
             attribute(reinterpret_cast<const xmlNode *>(member));
         }
@@ -184,7 +177,7 @@ class outline_writer {
     }
 
     text_output &output_;
-    std::uint32_t steps_ = 0;
+    poll_counter poll_;
 };
 
 } // namespace

@@ -4,10 +4,9 @@
 // and the serial of the next document. Documents and parsers with these or later numbers were made
 // since the scope was; serials and parser numbers are never used twice in a session.
 
-#include "common.hpp"
 #include "functions/call_frame.hpp"
-#include "registry/dom_map.hpp"
 #include "registry/parser_registry.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -16,8 +15,7 @@ namespace pkg_dbe_xml {
 
 namespace {
 
-constexpr std::uint32_t k_scope_node_id = std::numeric_limits<std::uint32_t>::max();
-static_assert(k_scope_node_id >= k_end_of_node_ids, "a handle would pass as a scope");
+constexpr std::uint32_t k_scope_node_id = k_no_node_id;
 
 // The node of argument 0; null when the argument is null or names nothing.
 xmlNodePtr node_argument(const host::call &call) {

@@ -5,129 +5,17 @@
 // of the document knows the record, and clears it when the document is released.
 #include "registry/parser_registry.hpp"
 
-#include "common.hpp"
 #include "functions/call_frame.hpp"
 #include "host/lob.hpp"
-#include "host/table.hpp"
 #include "libxml/xml.hpp"
+#include "parse/parse_text.hpp"
+#include "parse/parser_runs.hpp"
 
-#include <algorithm>
-#include <charconv>
-#include <memory>
-#include <new>
-#include <string_view>
 #include <utility>
 
 namespace pkg_dbe_xml {
 
 namespace {
-
-// Blank texts are kept and defaults of attributes are added, unlike in documents made from text.
-constexpr int k_parse_options =
-    XML_PARSE_NOENT | XML_PARSE_DTDATTR | XML_PARSE_NONET | XML_PARSE_HUGE;
-
-constexpr const char *k_warning_sqlstate = "01000";
-constexpr std::string_view k_not_valid = "XML document is not valid";
-constexpr std::string_view k_not_parsed = "XML document could not be parsed";
-constexpr std::string_view k_limit_reached = "the limit of the setting ";
-
-// One line of text of bounded length, put together without memory.
-class line_of_text {
-  public:
-    line_of_text &operator<<(std::string_view piece) noexcept {
-        const std::size_t count = std::min(piece.size(), sizeof bytes_ - size_);
-        std::memcpy(bytes_ + size_, piece.data(), count);
-        size_ += count;
-        return *this;
-    }
-    line_of_text &operator<<(std::int64_t number) noexcept {
-        char digits[24];
-        const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
-        return *this << std::string_view(digits, static_cast<std::size_t>(end - digits));
-    }
-    [[nodiscard]] std::string_view view() const noexcept { return {bytes_, size_}; }
-
-  private:
-    char bytes_[1024];
-    std::size_t size_ = 0;
-};
-
-// `what`, the place if it is known, and the words.
-void show_warning(std::string_view what, int line, int column, const line_of_text &words) {
-    line_of_text message;
-    message << what;
-    if (line > 0) {
-        message << ", line " << line << ", column " << column;
-    }
-    message << ": " << words.view();
-    host::report_warning(k_warning_sqlstate, message.view(), {});
-}
-
-// Why a parse gave no document.
-void warn_not_parsed(const host::parse_diagnostics &diagnostics) {
-    line_of_text words;
-    if (diagnostics.limit != nullptr) {
-        words << k_limit_reached << diagnostics.limit << " was reached";
-    } else if (diagnostics.first_error[0] != '\0') {
-        words << diagnostics.first_error;
-    } else {
-        words << "the text is not well-formed";
-    }
-    show_warning(k_not_parsed, diagnostics.line, diagnostics.column, words);
-}
-
-// What a validating parse complained of: the first error, and how many more there are.
-void warn_not_valid(const host::parse_diagnostics &diagnostics) {
-    line_of_text words;
-    words << diagnostics.first_validity;
-    if (diagnostics.validity_errors > 1) {
-        words << " (and " << static_cast<std::int64_t>(diagnostics.validity_errors) - 1 << " more)";
-    }
-    show_warning(k_not_valid, diagnostics.validity_line, diagnostics.validity_column, words);
-}
-
-void set_validation(xmlParserCtxt &context, bool validates) noexcept {
-    context.options =
-        validates ? context.options | XML_PARSE_DTDVALID : context.options & ~XML_PARSE_DTDVALID;
-}
-
-[[nodiscard]] xml_parser_ctxt_ptr make_context(bool validates) {
-    xml_parser_ctxt_ptr context(host::get_new_parser_ctxt());
-    set_validation(*context, validates);
-    return context;
-}
-
-// Leaves the record empty: frees the document it owns, or takes leave of the one handed over.
-void let_go_of_document(XmlParserHashEntry &parser) noexcept {
-    xml_doc_ptr document(std::exchange(parser.doc, nullptr));
-    if (std::exchange(parser.docHandedOver, false)) {
-        static_cast<void>(document.release()); // the registry of DOM handles owns it
-    }
-    if (parser.handed_to != nullptr) {
-        unlink_parser(parser);
-    }
-}
-
-void free_record(XmlParserHashEntry *parser) noexcept {
-    let_go_of_document(*parser);
-    xmlFreeParserCtxt(parser->ctxt);
-    host::mmgr_free_with_fl(parser, __FILE__, __LINE__);
-}
-
-struct record_deleter {
-    void operator()(XmlParserHashEntry *parser) const noexcept { free_record(parser); }
-};
-using record_ptr = std::unique_ptr<XmlParserHashEntry, record_deleter>;
-
-// A record with a context of its own, in the context of the parsers.
-[[nodiscard]] record_ptr make_record(xml_parser_ctxt_ptr context, bool validates) {
-    void *memory =
-        host::mmgr_memory_alloc_zero(host::u_sess.xmlparser_context, sizeof(XmlParserHashEntry));
-    record_ptr parser(new (memory) XmlParserHashEntry{});
-    parser->ctxt = context.release();
-    parser->validates = validates;
-    return parser;
-}
 
 [[nodiscard]] parser_key key_argument(const host::call &call) {
     if (call.is_null(0)) {
@@ -180,119 +68,6 @@ void parse_value(XmlParserHashEntry &parser, host::datum value) {
 
 } // namespace
 
-// --- the registry -----------------------------------------------------------------------------
-
-void xml_parser_init_hashtable() {
-    host::session_state &session = host::u_sess;
-    session.clean_up = xml_clean_all_res; // first: the rest may be left half made
-    if (session.xmlparser_context == nullptr) {
-        session.xmlparser_context = host::mmgr_memory_set_controller_create(
-            host::session_memory_context(), "SessionXMLMemoryContext", 0, 8192, 8388608);
-    }
-    // A session has a handful of parsers; the table grows with them.
-    constexpr std::size_t k_expected_parsers = 16;
-    host::hash_control control{};
-    control.key_size = k_key_size;
-    control.entry_size = sizeof(parser_map_entry);
-    control.hash = host::hashfn_tag_hash;
-    control.context = session.xmlparser_context;
-    session.xmlparser_map = host::hash_create_func("XMLPARSER map", k_expected_parsers, control);
-}
-
-static host::hash_table *parser_map() {
-    if (host::u_sess.xmlparser_map == nullptr) [[unlikely]] {
-        xml_parser_init_hashtable();
-    }
-    return host::u_sess.xmlparser_map;
-}
-
-parser_map_entry *xml_parser_insert_hashentry(const parser_key &key, XmlParserHashEntry *parser) {
-    bool found = false;
-    auto *entry = static_cast<parser_map_entry *>(
-        host::hash_search(parser_map(), key.bytes.data(), host::hash_action::enter, &found));
-    if (found) {
-        report(reports::parser_exists);
-    }
-    entry->parser = parser;
-    return entry;
-}
-
-parser_map_entry *xml_parser_get_hashentry(const parser_key &key) {
-    return static_cast<parser_map_entry *>(
-        host::hash_search(parser_map(), key.bytes.data(), host::hash_action::find, nullptr));
-}
-
-void xml_parser_delete_hashentry(const parser_key &key) {
-    bool found = false;
-    host::hash_search(parser_map(), key.bytes.data(), host::hash_action::remove, &found);
-    if (!found) {
-        report(reports::parser_not_found);
-    }
-}
-
-void xml_parser_generate_key(std::uint32_t id, parser_key &key) {
-    host::copy_bytes(key.bytes.data(), k_key_size, &id, sizeof id);
-}
-
-std::uint32_t xml_parser_get_next_id() noexcept {
-    std::uint32_t &next = host::u_sess.next_parser_id;
-    return next > k_last_parser_id ? next : next++;
-}
-
-std::uint32_t xml_parser_next_id() noexcept { return host::u_sess.next_parser_id; }
-
-std::size_t xml_parser_release_since(std::uint32_t id) {
-    if (host::u_sess.xmlparser_map == nullptr) {
-        return 0;
-    }
-    std::size_t count = 0;
-    for (; id < host::u_sess.next_parser_id && id <= k_last_parser_id; ++id) {
-        parser_key key{};
-        xml_parser_generate_key(id, key);
-        if (const parser_map_entry *entry = xml_parser_get_hashentry(key)) {
-            XmlParserHashEntry *parser = entry->parser;
-            xml_parser_delete_hashentry(key);
-            free_record(parser);
-            ++count;
-        }
-    }
-    return count;
-}
-
-void xml_parser_table_clean_res() noexcept {
-    host::hash_table *table = std::exchange(host::u_sess.xmlparser_map, nullptr);
-    if (table == nullptr) {
-        return;
-    }
-    host::hash_walk walk{};
-    host::hash_seq_init(walk, table);
-    while (auto *entry = static_cast<parser_map_entry *>(host::hash_seq_search(walk))) {
-        if (entry->parser != nullptr) {
-            free_record(std::exchange(entry->parser, nullptr));
-        }
-    }
-    host::hash_destroy(table);
-}
-
-// --- parsing ----------------------------------------------------------------------------------
-
-void parse_inner(XmlParserHashEntry &parser, const char *text, std::size_t size) {
-    // libxml2 contexts remember options and names from one parse to the next: each serves once.
-    // The next one is made first, so that the record is never without.
-    xml_parser_ctxt_ptr next = make_context(parser.validates);
-    let_go_of_document(parser);
-    xml_parser_ctxt_ptr context(std::exchange(parser.ctxt, next.release()));
-    const int options = parser.validates ? k_parse_options | XML_PARSE_DTDVALID : k_parse_options;
-    host::parse_diagnostics diagnostics{};
-    parser.doc = host::xml_parse_doc(context.get(), text, size, options, false, diagnostics);
-    context.reset();
-    if (parser.doc == nullptr) {
-        warn_not_parsed(diagnostics);
-    } else if (parser.validates && diagnostics.has_doctype && diagnostics.validity_errors != 0) {
-        warn_not_valid(diagnostics);
-    }
-}
-
 } // namespace pkg_dbe_xml
 
 // --- SQL functions ----------------------------------------------------------------------------
@@ -307,7 +82,7 @@ PKG_DBE_XML_FUNCTION(xmlparser_new_parser) {
         report(reports::too_many_parsers);
     }
     xml_parser_generate_key(id, key);
-    parser_map();
+    require_parser_table();
     record_ptr parser = make_record(std::move(context), true);
     const host::datum result = get_datum_by_dom_key({key.bytes});
     xml_parser_insert_hashentry(key, parser.get());

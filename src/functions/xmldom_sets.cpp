@@ -7,15 +7,13 @@
 #include "functions/package_arguments.hpp"
 #include "host/rows.hpp"
 #include "tree/element_names.hpp"
+#include "tree/poll_counter.hpp"
 
 #include <optional>
 
 namespace pkg_dbe_xml {
 
 namespace {
-
-// Nodes between two looks at whether the statement was asked to stop.
-constexpr std::size_t k_steps_between_polls = 8192;
 
 // The rows of a set of nodes of one family.
 class node_rows {
@@ -28,16 +26,12 @@ class node_rows {
         write_handle(entry, rows_.put_copied(k_handle_room));
     }
     // To be called for every node looked at.
-    void poll() {
-        if (++steps_ % k_steps_between_polls == 0) {
-            host::check_for_interrupts();
-        }
-    }
+    void poll() { poll_.step(); }
     [[nodiscard]] host::datum finish() { return rows_.finish(); }
 
   private:
     host::row_set rows_;
-    std::size_t steps_ = 0;
+    poll_counter poll_;
 };
 
 // Gives `first` and what follows it in its chain of siblings, as far as `wanted` takes it.

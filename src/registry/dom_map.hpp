@@ -43,7 +43,7 @@ inline constexpr std::uint32_t k_piece_starts[4] = {0, 8, 40, k_page_size};
 
 // Where node ids end. The page that would be the last one is never made, so that its ids mean other
 // things: the highest marks a scope.
-inline constexpr std::uint32_t k_end_of_node_ids = 0xFFFFFFFFU - (k_page_size - 1);
+inline constexpr std::uint32_t k_end_of_node_ids = k_no_node_id - (k_page_size - 1);
 
 // A page counts the slots that may still come to name something. When none is left, every handle
 // in it is released for good and the page shrinks to their kinds and serials.
@@ -431,29 +431,5 @@ void end_family(registry &state, family &owner) noexcept;
 [[nodiscard]] inline family *family_of_document(const xmlDoc *document) noexcept {
     return document == nullptr ? nullptr : static_cast<family *>(document->psvi);
 }
-
-// The roots of a family's detached trees. Marks what it has seen for as long as it lives: nothing
-// may change meanwhile.
-class detached_trees {
-  public:
-    detached_trees() noexcept {}
-    ~detached_trees();
-    detached_trees(const detached_trees &) = delete;
-    detached_trees &operator=(const detached_trees &) = delete;
-    // To be called once. Takes as long as the family has handles and members of lists; throws when
-    // memory runs out or the statement is asked to stop.
-    void collect(const family &owner);
-    [[nodiscard]] xmlNodePtr *begin() noexcept { return roots_.begin(); }
-    [[nodiscard]] xmlNodePtr *end() noexcept { return roots_.end(); }
-
-  private:
-    void look_at(xmlNodePtr node);
-    void note(xmlNodePtr node);
-    void look_at_members(const XMLHashEntry &list);
-
-    growing_array<xmlNodePtr, 16> roots_;
-    growing_array<xmlNodePtr, 16> seen_;
-    std::size_t steps_ = 0;
-};
 
 } // namespace pkg_dbe_xml

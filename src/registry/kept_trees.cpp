@@ -5,19 +5,17 @@
 // whose root is not needed itself has a witness instead: some needed node of it that is marked, and
 // that the root points to. Only when the witness is needed no more is another one looked for, from
 // where it stands, so that giving up all handles of a tree in either direction reads it once.
+#include "registry/kept_trees.hpp"
+
 #include "registry/dom_map.hpp"
 
-#include "edit/tree_changes.hpp"
-#include "host/error.hpp"
 #include "libxml/xml.hpp"
+#include "tree/namespace_marks.hpp"
 
 namespace pkg_dbe_xml {
 namespace {
 
 static_assert(alignof(XMLHashEntry) > k_marks && alignof(xmlNode) > k_marks, "room for the marks");
-
-// Nodes between two looks at whether the statement was asked to stop.
-constexpr std::size_t k_nodes_between_polls = 4096;
 
 [[nodiscard]] xmlNodePtr rest_of(std::uintptr_t word) noexcept {
     return reinterpret_cast<xmlNodePtr>(word & ~k_marks);
@@ -306,9 +304,7 @@ detached_trees::~detached_trees() {
 
 // A node that a tree is kept for, or its root.
 void detached_trees::look_at(xmlNodePtr node) {
-    if (++steps_ % k_nodes_between_polls == 0) {
-        host::check_for_interrupts();
-    }
+    poll_.step();
     if (node->parent != nullptr) {
         if ((names_and_marks(node) & (k_witness | k_collected)) != k_witness) {
             return;

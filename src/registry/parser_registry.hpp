@@ -10,7 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
+#include <memory>
 
 namespace pkg_dbe_xml {
 
@@ -30,9 +30,25 @@ struct parser_map_entry {
     XmlParserHashEntry *parser; // owned
 };
 
+// Leaves a record without a document: frees the one that it owns, or takes leave of the one that
+// was handed over.
+void let_go_of_document(XmlParserHashEntry &parser) noexcept;
+// Frees a record with its context and the document that it owns.
+void free_record(XmlParserHashEntry *parser) noexcept;
+
+struct record_deleter {
+    void operator()(XmlParserHashEntry *parser) const noexcept { free_record(parser); }
+};
+using record_ptr = std::unique_ptr<XmlParserHashEntry, record_deleter>;
+
+// A record with a context of its own, in the context of the parsers. Throws.
+[[nodiscard]] record_ptr make_record(xml_parser_ctxt_ptr context, bool validates);
+
 // Makes what the session lacks of context and table, and sets the session's clean-up. The others
 // call it when it is needed. Throws when memory runs out, and can then be called again.
 void xml_parser_init_hashtable();
+// The same where there is no table yet.
+void require_parser_table();
 // Enters a record, which the table owns from here on; reports parser_exists. Throws before it
 // changes anything.
 parser_map_entry *xml_parser_insert_hashentry(const parser_key &key, XmlParserHashEntry *parser);
@@ -54,9 +70,5 @@ std::size_t xml_parser_release_since(std::uint32_t id);
 // that were handed over are left to the registry of DOM handles. The context
 // "SessionXMLMemoryContext" stays for the caller to delete. Does nothing without a table.
 void xml_parser_table_clean_res() noexcept;
-
-// Parses `size` bytes of UTF-8 with the record's context and keeps what came of it: a document,
-// or none when the parse failed. What the user should know of it is shown as a warning.
-void parse_inner(XmlParserHashEntry &parser, const char *text, std::size_t size);
 
 } // namespace pkg_dbe_xml

@@ -315,6 +315,8 @@ XMLHashEntry &find_handle(host::datum value) {
     return *xml_get_hashentry(XMLEntryType::dom_map, check_raw_id_valid(value));
 }
 
+void release_handle(XMLHashEntry &entry) { release_entry(entry); }
+
 void xml_free_hashentry(XMLEntryType type, const DomKey &key) {
     release_entry(*xml_get_hashentry(type, key));
 }

@@ -1,12 +1,14 @@
 // Text in and out: arguments from the database encoding to UTF-8, results back.
 #pragma once
 
+#include "host/call.hpp"
 #include "host/encoding.hpp"
 #include "host/text.hpp"
 
 #include <libxml/xmlstring.h>
 
 #include <cstddef>
+#include <optional>
 #include <string_view>
 
 namespace pkg_dbe_xml {
@@ -52,5 +54,21 @@ class utf8_argument : private text_argument {
 // (which end in a zero byte, not counted). Throws: the host's own error for a character that the
 // database encoding does not have.
 [[nodiscard]] host::datum text_result(const xmlChar *text, std::size_t size);
+
+// A text argument in UTF-8 that counts as the empty text when it is null.
+class optional_text {
+  public:
+    optional_text(const host::call &call, int index) {
+        if (!call.is_null(index)) {
+            text_.emplace(call.value(index));
+        }
+    }
+    [[nodiscard]] const xmlChar *xml() const noexcept {
+        return text_ ? text_->xml() : reinterpret_cast<const xmlChar *>("");
+    }
+
+  private:
+    std::optional<utf8_argument> text_;
+};
 
 } // namespace pkg_dbe_xml

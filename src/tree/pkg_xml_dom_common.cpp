@@ -4,32 +4,15 @@
 // hold for a tree of any depth. They enter children only where these name the node as their
 // parent, and never below an entity reference.
 
-#include "common.hpp"
-#include "host/error.hpp"
-#include "registry.hpp"
-#include "tree/typed_access.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
 
-#include <cstring>
+#include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
+#include "tree/typed_access.hpp"
 
 namespace pkg_dbe_xml {
 
 namespace {
-
-// Nodes between two looks at whether the statement was asked to stop.
-constexpr std::size_t k_nodes_between_polls = 8192;
-
-class poll_counter {
-  public:
-    // Throws when the statement was asked to stop.
-    void step() {
-        if (++steps_ % k_nodes_between_polls == 0) [[unlikely]] {
-            host::check_for_interrupts();
-        }
-    }
-
-  private:
-    std::size_t steps_ = 0;
-};
 
 xmlNodePtr own_first_child(const xmlNode *node) noexcept {
     xmlNodePtr child = first_child(node);
@@ -107,12 +90,6 @@ xmlNodePtr next_element_below(xmlNodePtr node, const xmlNode *top) noexcept {
         node = node->parent;
     }
     return nullptr;
-}
-
-bool same_text(const xmlChar *left, const xmlChar *right) noexcept {
-    return left != nullptr && right != nullptr &&
-           std::strcmp(reinterpret_cast<const char *>(left),
-                       reinterpret_cast<const char *>(right)) == 0;
 }
 
 bool is_wildcard(const xmlChar *text) noexcept { return text != nullptr && text[0] == '*'; }

@@ -7,6 +7,7 @@
 #include "host/session.hpp"
 #include "libxml/xml.hpp"
 #include "registry/dom_map.hpp"
+#include "registry/kept_trees.hpp"
 #include "standalone_session.hpp"
 
 #include <cstdint>

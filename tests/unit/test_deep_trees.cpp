@@ -2,7 +2,7 @@
 // recursion.
 #include "trees.hpp"
 
-#include "common.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // What the session tells about itself: number of handles, documents, nodes below a handle.
 #include "trees.hpp"
 
-#include "common.hpp"
 #include "faults.hpp"
 #include "standalone_session.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
 
 #include <libxml/xmlsave.h>
 

@@ -1,9 +1,9 @@
 // Searching all elements below a document or element by name and namespace.
 #include "trees.hpp"
 
-#include "common.hpp"
 #include "faults.hpp"
 #include "standalone_session.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Which files may be written: the path functions by themselves, and the checks in their order.
 #include "support/sql.hpp"
 
-#include "common.hpp"
 #include "faults.hpp"
+#include "files/file_paths.hpp"
 #include "host/catalog.hpp"
 #include "host/memory.hpp"
 #include "host/path.hpp"

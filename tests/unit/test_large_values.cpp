@@ -1,11 +1,12 @@
 // Large values: reading them in slices, building texts from pieces, and the text of an argument
 // for parsing.
-#include "common.hpp"
 #include "host/encoding.hpp"
 #include "host/lob.hpp"
+#include "parse/parse_text.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
+#include "text/large_values.hpp"
 #include "text/text_limits.hpp"
 
 #include <cstdlib>

@@ -6,13 +6,17 @@
 #include "support/sql.hpp"
 #include "trees.hpp"
 
-#include "common.hpp"
-#include "edit/tree_changes.hpp"
+#include "edit/tree_append.hpp"
+#include "edit/tree_attributes.hpp"
+#include "edit/tree_copy.hpp"
+#include "edit/tree_texts.hpp"
 #include "error_reports.hpp"
 #include "host/lob.hpp"
 #include "libxml/xml.hpp"
 #include "standalone_session.hpp"
+#include "tree/immutable_nodes.hpp"
 #include "tree/node_text.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
 #include "write/tree_writer.hpp"
 
 #include <libxml/HTMLtree.h>

@@ -1,0 +1,40 @@
+// Who uses the namespaces that an element declares.
+#include "tree/namespace_marks.hpp"
+
+#include "tree/typed_access.hpp"
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+// Stands in the `context` of records that are used inside their element only; libxml2 leaves that
+// member alone. Its address is what counts.
+xmlDoc *used_inside() noexcept {
+    static constinit const char mark = 0;
+    return reinterpret_cast<xmlDoc *>(const_cast<char *>(&mark));
+}
+
+} // namespace
+
+void mark_used_inside(xmlNsPtr record) noexcept { set_context(record, used_inside()); }
+
+void mark_used_outside(const xmlNode *leaving) noexcept {
+    for (const xmlNode *above = leaving->parent; above != nullptr; above = above->parent) {
+        for (xmlNsPtr record = declared_namespaces(above); record != nullptr;
+             record = record->next) {
+            set_context(record, nullptr);
+        }
+    }
+}
+
+bool declares_for_others(const xmlNode *element) noexcept {
+    for (const xmlNs *record = declared_namespaces(element); record != nullptr;
+         record = record->next) {
+        if (context_of(record) != used_inside()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace pkg_dbe_xml

@@ -31,6 +31,10 @@ struct report_row {
                          std::string_view context = {}, const char *file = __builtin_FILE(),
                          int line = __builtin_LINE(), const char *function = __builtin_FUNCTION());
 
+// The row of the report made last, null when that had a context of its own or when this was asked
+// since.
+[[nodiscard]] const report_row *take_last_row() noexcept;
+
 // The internal assertion: reports `step` (for example "SET_VARSIZE_4B PTR is null.") and ends the
 // session.
 [[noreturn]] void fail_assertion(std::string_view step, const char *file = __builtin_FILE(),
@@ -232,6 +236,9 @@ inline constexpr report_row unknown_handle{0, "2200U", "this is no handle of thi
     "The document was freed, the handle comes from another session, or the value never was one.",
     "Fetch the node from a document that is open; xmldom.parse makes a document of a text.",
     nullptr, true};
+inline constexpr report_row not_a_handle{0, "22P02", "\"%s%s\" is no handle",
+    "A handle is written as \\x and 26 hexadecimal digits.",
+    "To open the text of a document, call xmldom.parse.", nullptr, true};
 inline constexpr report_row stale_handle{0, "2200U", "this handle names nothing any more",
     "It was given up with a free function, or its document was freed.",
     "Fetch the node again from a document that is open.", nullptr, true};

@@ -1,11 +1,14 @@
 // Making reports out of rows.
 #include "error_reports.hpp"
 
+#include "host/session.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <span>
+#include <utility>
 
 namespace pkg_dbe_xml {
 namespace {
@@ -45,6 +48,8 @@ void fill(filled_text &result, std::string_view format,
     }
 }
 
+constinit PKG_DBE_XML_SESSION_STORAGE const report_row *t_last_row = nullptr;
+
 // The place in the source as reports show it: the file without its folders.
 const char *file_name(const char *path) noexcept {
     const std::string_view view(path);
@@ -54,10 +59,13 @@ const char *file_name(const char *path) noexcept {
 
 } // namespace
 
+const report_row *take_last_row() noexcept { return std::exchange(t_last_row, nullptr); }
+
 void report(const report_row &row, std::initializer_list<std::string_view> arguments,
             std::initializer_list<std::string_view> hint_arguments, std::string_view context,
             const char *file, int line, const char *function) {
     const int saved_errno = errno;
+    t_last_row = context.empty() ? &row : nullptr;
     filled_text text;
     host::errproc_template(row.id, host::report_level::error, file_name(file), line, function);
     if (row.with_module) {

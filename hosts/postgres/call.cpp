@@ -82,7 +82,8 @@ pending_failure server_failure(ErrorData *data) noexcept {
 }
 
 // Runs the body; false when it failed. No exception leaves it.
-bool run_body(function_body body, call &frame, datum &result, pending_failure &failure) noexcept {
+bool run_body(function_body body, call &frame, const char *name, datum &result,
+              pending_failure &failure) noexcept {
     try {
         if (!session_is_admitted) [[unlikely]] {
             admit_session();
@@ -91,6 +92,9 @@ bool run_body(function_body body, call &frame, datum &result, pending_failure &f
         return true;
     } catch (...) {
         failure = failure_in_flight();
+        if (failure.what == pending_failure::kind::report) {
+            add_failure_context(name, frame);
+        }
         return false;
     }
 }
@@ -115,14 +119,14 @@ MemoryContextData *caller_memory(MemoryContextData *otherwise) noexcept {
     return innermost != nullptr ? innermost->callers_memory : otherwise;
 }
 
-datum invoke(call_record *record, function_body body) {
+datum invoke(call_record *record, function_body body, const char *name) {
     call &frame = *reinterpret_cast<call *>(record); // the server has set its null flag to false
     invocation here{CurrentMemoryContext, innermost};
     pending_failure failure;
     datum result;
 
     innermost = &here;
-    const bool done = run_body(body, frame, result, failure);
+    const bool done = run_body(body, frame, name, result, failure);
     innermost = here.outer;
     Assert(CurrentMemoryContext == here.callers_memory); // whoever switched has switched back
     if (!done || interrupt_is_kept) [[unlikely]] {

@@ -75,7 +75,7 @@ class call_in_progress {
     call *head_;
 };
 
-void run_body(standalone::session &own, call_record &record, function_body body) {
+void run_body(standalone::session &own, call_record &record, function_body body, const char *name) {
     call_in_progress in_progress(record);
     const depth_scope depth(own);
     try {
@@ -83,6 +83,7 @@ void run_body(standalone::session &own, call_record &record, function_body body)
         record.result_is_null = in_progress.head().result_is_null;
     } catch (const raised &) {
         record.failed = true;
+        add_failure_context(name, in_progress.head());
         record.report = fields_of(own.draft);
     } catch (const std::bad_alloc &) {
         record.failed = true;
@@ -95,7 +96,7 @@ void run_body(standalone::session &own, call_record &record, function_body body)
 
 } // namespace
 
-datum invoke(call_record *record, function_body body) {
+datum invoke(call_record *record, function_body body, const char *name) {
     standalone::session &own = current_session();
     record->failed = false;
     record->rows.clear();
@@ -108,7 +109,7 @@ datum invoke(call_record *record, function_body body) {
         record->report =
             foreign_exception("57P01", "the session was ended by an internal assertion");
     } else {
-        run_body(own, *record, body);
+        run_body(own, *record, body, name);
     }
     if (own.current != context) {
         misuse("a call left another memory context current");

@@ -80,8 +80,13 @@ using function_body = datum (*)(call &);
 
 // Runs a body for a call of the host: shows it the arguments, hands back its result, and turns
 // every exception into the host's own way of failing a statement, after all destructors of the
-// body have run. While a body runs, `session clean-up` frees nothing.
-datum invoke(call_record *record, function_body body);
+// body have run. While a body runs, `session clean-up` frees nothing. `name` is the function's, for
+// reports; it lives as long as the library.
+datum invoke(call_record *record, function_body body, const char *name = nullptr);
+
+// The library's part in it: adds to the report of a call that has just failed which argument it was
+// about, where it can tell. Hosts call it in `invoke`, once the destructors of the body have run.
+void add_failure_context(const char *name, const call &frame) noexcept;
 
 // Marks the running statement as one that the host must not repeat by itself. A host that never
 // repeats statements does nothing here.
@@ -101,7 +106,7 @@ inline constexpr function_info k_version_one{1};
     extern "C" PKG_DBE_XML_EXPORT host::datum name(host::call_record *record);                     \
     extern "C" const host::function_info *pg_finfo_##name(void) { return &host::k_version_one; }   \
     extern "C" host::datum name(host::call_record *record) {                                       \
-        return host::invoke(record, name##_body);                                                  \
+        return host::invoke(record, name##_body, #name);                                           \
     }                                                                                              \
     static host::datum name##_body([[maybe_unused]] host::call &call)
 

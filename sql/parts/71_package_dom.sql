@@ -31,37 +31,7 @@ CREATE FUNCTION xmldom.free_document(document xmldom.document) RETURNS xmldom.do
 COMMENT ON FUNCTION xmldom.free_document(xmldom.document) IS
     'releases a document with every handle that belongs to it; null';
 
--- Casts of handles.
-
-CREATE FUNCTION xmldom.make_node(document xmldom.document) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_makenode' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.make_node(xmldom.document) IS
-    'new handle as a node; the cast to xmldom.node needs none';
-CREATE FUNCTION xmldom.make_node(element xmldom.element) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_makenode' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.make_node(xmldom.element) IS
-    'new handle as a node; the cast to xmldom.node needs none';
-CREATE FUNCTION xmldom.make_node(attr xmldom.attr) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_makenode' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.make_node(xmldom.attr) IS
-    'new handle as a node; the cast to xmldom.node needs none';
-CREATE FUNCTION xmldom.make_node(text_node xmldom.text_node) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_makenode' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.make_node(xmldom.text_node) IS
-    'new handle as a node; the cast to xmldom.node needs none';
-CREATE FUNCTION xmldom.make_element(node xmldom.node) RETURNS xmldom.element
-    AS 'MODULE_PATHNAME', 'xml_dom_make_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.make_element(xmldom.node) IS
-    'handle as an element of what a node handle names; an error for texts, documents and attributes';
-CREATE FUNCTION xmldom.make_attr(node xmldom.node) RETURNS xmldom.attr
-    AS 'MODULE_PATHNAME', 'xml_dom_make_attr' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.make_attr(xmldom.node) IS
-    'handle as an attribute of what a node handle names; an error for other nodes';
-
-CREATE CAST (xmldom.node AS xmldom.element)
-    WITH FUNCTION xmldom.make_element(xmldom.node) AS ASSIGNMENT;
-CREATE CAST (xmldom.node AS xmldom.attr)
-    WITH FUNCTION xmldom.make_attr(xmldom.node) AS ASSIGNMENT;
+-- Handles that name nothing.
 
 CREATE FUNCTION xmldom.is_null(node xmldom.node) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xml_dom_is_null' LANGUAGE C VOLATILE PARALLEL UNSAFE;

@@ -91,14 +91,16 @@ SELECT xmldom.write_to_clob(xmldom.import_node(other, root)) AS shallow,
     FROM root, xmldom.parse('<o/>'::xml) AS other;
 
 -- Casts: up they cost nothing, down they look at the node.
-SELECT root::xmldom.node::raw = root::raw AS up, root::xmldom.node::xmldom.element::raw <> root::raw AS down,
-       xmldom.get_node_name(xmldom.make_node(root)) AS made, root::raw::xmldom.element::text = root::text AS raw
-    FROM root;
+SELECT root::xmldom.node::raw = root::raw AS up, root::xmldom.node::xmldom.element::raw = root::raw AS down,
+       root::raw::xmldom.element::text = root::text AS raw, doc::xmldom.node::xmldom.document = doc AS document
+    FROM (SELECT doc FROM held) AS documents, xmldom.child_elements(doc) AS root;
 SELECT xmldom.get_last_child(root)::xmldom.attr FROM root;
 SELECT xmldom.get_next_sibling(xmldom.get_first_child(root))::xmldom.element FROM root;
 SELECT doc::xmldom.node::xmldom.element FROM held;
-SELECT xmldom.make_attr(root) FROM root;
-SELECT xmldom.get_tag_name(xmldom.make_element(xmldom.get_first_child(root))) FROM root;
+SELECT root::xmldom.node::xmldom.attr FROM root;
+SELECT root::xmldom.node::xmldom.text_node FROM root;
+SELECT root::xmldom.node::xmldom.document FROM root;
+SELECT xmldom.get_tag_name(xmldom.get_first_child(root)::xmldom.element) FROM root;
 DO $$
 DECLARE
     root xmldom.element := (SELECT root FROM root);

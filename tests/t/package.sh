@@ -21,13 +21,13 @@ like 'which may make nothing in the schemas' "$(sqlstate_of 'set role t_package_
     'create function xmldom.f() returns int language sql as $$select 1$$')" 42501
 is 'back again' "$(sqlstate_of 'drop extension pkg_dbe_xml' 'create extension pkg_dbe_xml')" 00000
 
-# Every function stands on the library's own, without a layer of SQL; sets are the exception.
+# Every function stands on the library's own, without a layer of SQL.
 is 'no layer between' "$(sql "select string_agg(proname, ' ' order by proname) from pg_proc join pg_language as l on l.oid = prolang
     where pronamespace in ('xmldom'::regnamespace, 'xmlparser'::regnamespace) and lanname <> 'c'")" \
-    'attributes children descendants nodes'
+    ''
 
 # A table of typed handles and a function over them are dumped and come back.
-sql 'create table held (doc xmldom.document, scope xmldom.scope)' "insert into held values ('\x0102', '\x03')" \
+sql 'create table held (doc xmldom.document, scope xmldom.scope)' "insert into held values ('\x00000000000000000200000001', '\x01000000ffffffff0200000001')" \
     'create function root_of(held xmldom.document) returns xmldom.element language sql as
         $$select xmldom.get_document_element(held)$$' >"$work/made"
 is 'made what is to be dumped' "$(cat "$work/made")" ''
@@ -37,7 +37,7 @@ unlike 'the functions of the extension are not in it' "$(cat "$work/dump.sql")" 
 psql -X -q -d postgres -c 'create database t_package_restored'
 psql -X -q -v ON_ERROR_STOP=1 -d t_package_restored -f "$work/dump.sql" >"$work/restore.out" 2>"$work/restore.err"
 is 'restored' "$(cat "$work/restore.err")" ''
-is 'with its values' "$(sql '\c t_package_restored' 'select * from held')" '\x0102|\x03'
+is 'with its values' "$(sql '\c t_package_restored' 'select * from held')" '\x00000000000000000200000001|\x01000000ffffffff0200000001'
 is 'and its function' "$(sql '\c t_package_restored' \
     "select xmldom.get_tag_name(root_of(xmldom.parse('<restored/>')))")" restored
 

@@ -86,3 +86,33 @@ count_regress() {
     count_lines "$1" '^(ok [0-9]|test .* \.\.\. +ok |  +[^ ]+ +\.\.\. ok )' \
         '^(not ok [0-9]|test .* \.\.\. +FAILED|  +[^ ]+ +\.\.\. FAILED)'
 }
+# What `ctest --verbose` printed: the tests of each GoogleTest executable; an executable of another
+# kind counts as one test, and so does one that ended without saying which test failed.
+count_ctest() {
+    awk '
+        /^[0-9]+: \[  PASSED  \] [0-9]+ test/ { passed += $5; told[$1 + 0] = 1 }
+        /^[0-9]+: \[  FAILED  \] .* \([0-9]+ ms\)/ { failed++; blamed[$1 + 0] = 1 }
+        match($0, /Test +#[0-9]+: /) {
+            number = substr($0, RSTART, RLENGTH)
+            gsub(/[^0-9]/, "", number)
+            if ($0 ~ / Passed +[0-9.]+ sec/) { if (!told[number]) passed++ }
+            else if (!blamed[number]) failed++
+        }
+        END { print passed + 0, failed + 0 }' "$1"
+}
+
+# A bounded run of each fuzzer of a build, always of the same inputs.
+run_fuzzers() {
+    local fuzzer inputs status=0
+    for fuzzer in "$1"/fuzz_*; do
+        inputs=20000
+        [ "$(basename "$fuzzer")" != fuzz_calls ] || inputs=500
+        if "$fuzzer" --random "$inputs" 1; then
+            echo "ok - $(basename "$fuzzer")"
+        else
+            echo "not ok - $(basename "$fuzzer")"
+            status=1
+        fi
+    done
+    return "$status"
+}

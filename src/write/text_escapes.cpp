@@ -169,14 +169,15 @@ void write_escaped(text_output &output, const xmlChar *bytes) {
 }
 
 // The character at `text`, which begins with a byte beyond ASCII and a second one that is not
-// zero, and its length in bytes; a length of 1 when there is no valid one. Continuation bytes are
-// taken for what they are without a look, as libxml2 does.
+// zero, and its length in bytes; the first byte when there is no valid one. Continuation bytes are
+// taken for what they are without a look, as libxml2 did.
 struct decoded {
     unsigned value;
     int length;
 };
 [[nodiscard]] decoded decode(const std::uint8_t *text) noexcept {
-    decoded result{0, 1};
+    const decoded byte{text[0], 1};
+    decoded result = byte;
     if (text[0] < 0xC0) {
         return result;
     }
@@ -189,7 +190,32 @@ struct decoded {
                       (text[3] & 0x3FU),
                   4};
     }
-    return is_xml_character(result.value) ? result : decoded{0, 1};
+    return is_xml_character(result.value) ? result : byte;
+}
+
+constexpr unsigned k_replacement = 0xFFFD;
+
+// The same of bytes of which each is looked at, but for the highest bits of the first. What is no
+// character is the replacement character.
+[[nodiscard]] decoded decode_strictly(const std::uint8_t *text) noexcept {
+    constexpr decoded k_invalid{k_replacement, 1};
+    const unsigned first = text[0];
+    const int length = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    if (first < 0xC2) {
+        return k_invalid;
+    }
+    unsigned value = first & (length == 2 ? 0x1FU : length == 3 ? 0x0FU : 0x07U);
+    for (int place = 1; place < length; ++place) {
+        if ((text[place] & 0xC0U) != 0x80U) { // the end of the text, too
+            return k_invalid;
+        }
+        value = value << 6U | (text[place] & 0x3FU);
+    }
+    const unsigned least = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
+    if (value < least || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) {
+        return k_invalid;
+    }
+    return {is_xml_character(value) ? value : k_replacement, length};
 }
 
 [[nodiscard]] char *write_hexadecimal_reference(char *next, unsigned value) noexcept {
@@ -223,7 +249,7 @@ void write_escaped_attribute(text_output &output, const xmlChar *text, escape_ru
     }
 }
 
-void write_ascii_attribute(text_output &output, const xmlChar *text) {
+void write_ascii_attribute(text_output &output, const xmlChar *text, invalid_bytes rule) {
     if (is_ascii(text)) {
         write_escaped<place::attribute, escape_rules::early>(output, text);
         return;
@@ -235,9 +261,9 @@ void write_ascii_attribute(text_output &output, const xmlChar *text) {
                 next, reinterpret_cast<const char *>(text), 1);
             ++text;
         } else {
-            const decoded character = decode(text);
-            next =
-                write_hexadecimal_reference(next, character.length == 1 ? *text : character.value);
+            const decoded character =
+                rule == invalid_bytes::referred_to ? decode(text) : decode_strictly(text);
+            next = write_hexadecimal_reference(next, character.value);
             text += character.length;
         }
         output.advance_to(next);

@@ -21,8 +21,13 @@ void write_escaped_text(text_output &output, const xmlChar *text, escape_rules r
 // Text of an attribute, in double quotes that are not written here: also '"', tabulators and line
 // feeds.
 void write_escaped_attribute(text_output &output, const xmlChar *text, escape_rules rules);
-// The same by the early rules, where every other character beyond ASCII becomes a reference too,
-// and so do the bytes of what is no valid UTF-8, but for one at the very end.
-void write_ascii_attribute(text_output &output, const xmlChar *text);
+// What becomes of bytes that are no valid UTF-8 where only ASCII is written, but for one at the
+// very end, which passes unchanged.
+enum class invalid_bytes {
+    referred_to, // each becomes a reference to its own number; to 2.12
+    replaced     // each becomes a reference to the replacement character; 2.13
+};
+// The same by the early rules, where every other character beyond ASCII becomes a reference too.
+void write_ascii_attribute(text_output &output, const xmlChar *text, invalid_bytes rule);
 
 } // namespace pkg_dbe_xml

@@ -9,6 +9,7 @@
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
 #include "tree/typed_access.hpp"
+#include "write/output_rules.hpp"
 #include "write/text_escapes.hpp"
 #include "xml_owner.hpp"
 
@@ -31,23 +32,6 @@ constexpr std::string_view k_blanks = "                              "
 constexpr int k_deepest_indent = 30;
 // Nodes between two looks at whether the statement was asked to stop.
 constexpr unsigned k_nodes_between_polls = 4096;
-
-// What libxml2 of this process writes, if its output was compared with this writer's.
-struct known_output {
-    std::string_view version; // how xmlParserVersion begins
-    escape_rules rules;
-};
-constexpr known_output k_known_outputs[] = {{"20914", escape_rules::early},
-                                            {"215", escape_rules::late}};
-
-[[nodiscard]] const known_output *find_known_output() noexcept {
-    for (const known_output &known : k_known_outputs) {
-        if (std::string_view(xmlParserVersion).substr(0, known.version.size()) == known.version) {
-            return &known;
-        }
-    }
-    return nullptr;
-}
 
 [[nodiscard]] std::string_view view(const xmlChar *text) noexcept {
     return text == nullptr ? std::string_view("", 0)
@@ -79,7 +63,7 @@ struct tree_writer {
     text_output &output;
     // Its attributes are written in UTF-8 whatever encoding it names; null when there is none.
     const xmlDoc *document;
-    escape_rules rules;
+    const output_rules &rules;
     int level = 0;
     bool indents = true;
     // The element that switched indentation off, because it holds text.
@@ -130,9 +114,24 @@ void write_quoted(text_output &output, std::string_view text) {
     output.append(quote);
 }
 
-void write_namespaces(const tree_writer &writer, const xmlNs *space) {
+// Without an encoding libxml2 used to take the safe side and write references.
+[[nodiscard]] bool is_written_in_ascii(const tree_writer &writer, const xmlDoc *document) noexcept {
+    return writer.rules.writes_ascii &&
+           (document == nullptr || (document->encoding == nullptr && document != writer.document));
+}
+
+// A piece of an attribute's value, without quotes.
+void write_attribute_text(const tree_writer &writer, const xmlDoc *document, const xmlChar *text) {
+    if (is_written_in_ascii(writer, document)) {
+        write_ascii_attribute(writer.output, text, writer.rules.invalid);
+    } else {
+        write_escaped_attribute(writer.output, text, writer.rules.escapes);
+    }
+}
+
+void write_namespaces(const tree_writer &writer, const xmlNode *element) {
     text_output &output = writer.output;
-    for (; space != nullptr; space = space->next) {
+    for (const xmlNs *space = element->nsDef; space != nullptr; space = space->next) {
         if (space->type != XML_LOCAL_NAMESPACE || space->href == nullptr ||
             view(space->prefix) == "xml") {
             continue;
@@ -143,20 +142,14 @@ void write_namespaces(const tree_writer &writer, const xmlNs *space) {
             output.append(view(space->prefix));
         }
         output.append("=");
-        if (writer.rules == escape_rules::early) {
-            write_quoted(output, view(space->href));
+        if (writer.rules.escapes_namespaces) {
+            output.append("\"");
+            write_attribute_text(writer, element->doc, space->href);
+            output.append("\"");
         } else {
-            output.append("\"");
-            write_escaped_attribute(output, space->href, writer.rules);
-            output.append("\"");
+            write_quoted(output, view(space->href));
         }
     }
-}
-
-// Without an encoding libxml2 used to take the safe side and write references.
-[[nodiscard]] bool is_written_in_ascii(const tree_writer &writer, const xmlDoc *document) noexcept {
-    return writer.rules == escape_rules::early &&
-           (document == nullptr || (document->encoding == nullptr && document != writer.document));
 }
 
 void write_attributes(tree_writer &writer, const xmlAttr *attribute) {
@@ -169,16 +162,10 @@ void write_attributes(tree_writer &writer, const xmlAttr *attribute) {
         *next++ = '=';
         *next++ = '"';
         output.advance_to(next);
-        const bool ascii_only = is_written_in_ascii(writer, attribute->doc);
         for (const xmlNode *child = attribute->children; child != nullptr; child = child->next) {
             if (child->type == XML_TEXT_NODE) {
-                if (child->content == nullptr) {
-                    continue;
-                }
-                if (ascii_only) {
-                    write_ascii_attribute(output, child->content);
-                } else {
-                    write_escaped_attribute(output, child->content, writer.rules);
+                if (child->content != nullptr) {
+                    write_attribute_text(writer, attribute->doc, child->content);
                 }
             } else if (child->type == XML_ENTITY_REF_NODE) {
                 output.append("&");
@@ -234,7 +221,7 @@ bool begin_element(tree_writer &writer, const xmlNode *element) {
     *next++ = '<';
     output.advance_to(name.write(next));
     if (element->nsDef != nullptr) {
-        write_namespaces(writer, element->nsDef);
+        write_namespaces(writer, element);
     }
     if (element->properties != nullptr) {
         write_attributes(writer, element->properties);
@@ -310,7 +297,7 @@ void write_instruction(text_output &output, const xmlNode *node) {
         if (node->name == xmlStringTextNoenc) {
             output.append(view(node->content));
         } else {
-            write_escaped_text(output, node->content, writer.rules);
+            write_escaped_text(output, node->content, writer.rules.escapes);
         }
         return true;
     case XML_CDATA_SECTION_NODE:
@@ -422,16 +409,13 @@ void poll(tree_writer &writer) {
 
 } // namespace
 
-bool knows_libxml2() noexcept { return find_known_output() != nullptr; }
-
-bool write_document_directly(xmlDocPtr document, text_output &output) {
-    const known_output *const known = find_known_output();
-    if (known == nullptr || is_xhtml(document)) {
+bool write_document_by(const output_rules &rules, xmlDocPtr document, text_output &output) {
+    if (is_xhtml(document)) {
         return false;
     }
     const std::string_view version = document->version != nullptr ? view(document->version) : "1.0";
     output.append("<?xml version=");
-    if (known->rules == escape_rules::early) {
+    if (rules.quotes_version) {
         write_quoted(output, version);
     } else {
         output.append("\"");
@@ -445,7 +429,7 @@ bool write_document_directly(xmlDocPtr document, text_output &output) {
         output.append(" standalone=\"yes\"");
     }
     output.append("?>\n");
-    tree_writer writer{output, document, known->rules};
+    tree_writer writer{output, document, rules};
     for (xmlNodePtr child = document->children; child != nullptr; child = child->next) {
         writer.level = 0;
         if (!write_tree(writer, child)) {
@@ -456,17 +440,27 @@ bool write_document_directly(xmlDocPtr document, text_output &output) {
     return true;
 }
 
-bool write_node_directly(xmlNodePtr node, text_output &output) {
+bool write_node_by(const output_rules &rules, xmlNodePtr node, text_output &output) {
     if (is_document(node)) {
-        return write_document_directly(reinterpret_cast<xmlDocPtr>(node), output);
+        return write_document_by(rules, reinterpret_cast<xmlDocPtr>(node), output);
     }
-    const known_output *const known = find_known_output();
-    if (known == nullptr || (node->type != XML_ELEMENT_NODE && node->type != XML_TEXT_NODE) ||
-        is_xhtml(node->doc)) {
+    if ((node->type != XML_ELEMENT_NODE && node->type != XML_TEXT_NODE) || is_xhtml(node->doc)) {
         return false;
     }
-    tree_writer writer{output, nullptr, known->rules};
+    tree_writer writer{output, nullptr, rules};
     return write_tree(writer, node);
+}
+
+bool knows_libxml2() { return rules_in_force() != nullptr; }
+
+bool write_document_directly(xmlDocPtr document, text_output &output) {
+    const output_rules *const rules = rules_in_force();
+    return rules != nullptr && write_document_by(*rules, document, output);
+}
+
+bool write_node_directly(xmlNodePtr node, text_output &output) {
+    const output_rules *const rules = rules_in_force();
+    return rules != nullptr && write_node_by(*rules, node, output);
 }
 
 void write_document_with_libxml2(xmlDocPtr document, text_output &output) {

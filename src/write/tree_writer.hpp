@@ -4,7 +4,7 @@
 // and a copy at the end. Here the bytes go straight into the result. The outcome is defined by
 // libxml2: where a tree holds something that this writer does not know how to write the same way
 // (an XHTML document, whose elements are closed by rules of their own; nodes in places where no
-// parser puts them), and with versions of libxml2 that it was not compared with, libxml2 writes.
+// parser puts them), libxml2 writes. What differs between its versions: output_rules.hpp.
 #pragma once
 
 #include "text/text_output.hpp"
@@ -20,9 +20,9 @@ void write_document(xmlDocPtr document, text_output &output);
 // Reports no_memory_for_buffer and out_of_memory; a statement that was asked to stop ends.
 void write_node(xmlNodePtr node, text_output &output);
 
-// Whether the output of the process's libxml2 was compared with this writer's; else libxml2 writes.
-[[nodiscard]] bool knows_libxml2() noexcept;
-// The two roads of write_document and write_node. The first gives false, having written something
+// Whether this writer writes as the process's libxml2 does; else libxml2 writes.
+[[nodiscard]] bool knows_libxml2();
+// The two ways of write_document and write_node. The first gives false, having written something
 // or nothing, when the tree is not for it.
 [[nodiscard]] bool write_document_directly(xmlDocPtr document, text_output &output);
 [[nodiscard]] bool write_node_directly(xmlNodePtr node, text_output &output);

@@ -85,28 +85,41 @@ TEST_F(text_escapes, texts_that_become_eight_times_as_long) {
 
 TEST_F(text_escapes, references_stand_for_what_is_beyond_ascii) {
     struct {
-        std::string_view text, written;
+        std::string_view text, written, replaced; // the last where it differs
     } const rows[] = {
-        {"plain <&>\"\t", "plain &lt;&amp;&gt;&quot;&#9;"},
-        {"\xC3\xA4<", "&#xE4;&lt;"},
-        {"\xE2\x82\xAC!", "&#x20AC;!"},
-        {"\xF0\x9D\x84\x9E!", "&#x1D11E;!"},
+        {"plain <&>\"\t", "plain &lt;&amp;&gt;&quot;&#9;", ""},
+        {"\xC3\xA4<", "&#xE4;&lt;", ""},
+        {"\xE2\x82\xAC!", "&#x20AC;!", ""},
+        {"\xF0\x9D\x84\x9E!", "&#x1D11E;!", ""},
+        {"\xF4\x8F\xBF\xBD", "&#x10FFFD;", ""},
         // Longer than they need be, these are characters that a text may hold.
-        {"\xC0\x89\xC0\x8A\xC0\x8D!", "&#x9;&#xA;&#xD;!"},
-        // And these are not: each byte stands for itself.
-        {"\xC0\x81!", "&#xC0;&#x81;!"},
-        {"\xED\xA0\x80!", "&#xED;&#xA0;&#x80;!"},
-        {"\xEF\xBF\xBE!", "&#xEF;&#xBF;&#xBE;!"},
-        {"\xF4\x90\x80\x80!", "&#xF4;&#x90;&#x80;&#x80;!"},
-        {"\xF8\x88\x80\x80\x80!", "&#xF8;&#x88;&#x80;&#x80;&#x80;!"},
+        {"\xC0\x89\xC0\x8D!", "&#x9;&#xD;!", "&#xFFFD;&#xFFFD;&#xFFFD;&#xFFFD;!"},
+        {"\xE0\x83\xA4!", "&#xE4;!", "&#xFFFD;&#xFFFD;&#xFFFD;!"},
+        {"\xF0\x82\x82\xAC!", "&#x20AC;!", "&#xFFFD;&#xFFFD;&#xFFFD;&#xFFFD;!"},
+        // And these are not: each byte stands for itself, or for what is no character.
+        {"\xC0\x81!", "&#xC0;&#x81;!", "&#xFFFD;&#xFFFD;!"},
+        {"\xED\xA0\x80!", "&#xED;&#xA0;&#x80;!", "&#xFFFD;&#xFFFD;&#xFFFD;!"},
+        {"\xEF\xBF\xBE!", "&#xEF;&#xBF;&#xBE;!", "&#xFFFD;!"},
+        {"\xF4\x90\x80\x80!", "&#xF4;&#x90;&#x80;&#x80;!", "&#xFFFD;&#xFFFD;&#xFFFD;&#xFFFD;!"},
+        {"\xF8\x88\x80\x80!", "&#xF8;&#x88;&#x80;&#x80;!", "&#xFFFD;&#xFFFD;&#xFFFD;&#xFFFD;!"},
+        // What follows is not looked at, or is.
+        {"\xC3x!", "&#xF8;!", "&#xFFFD;x!"},
+        {"\xE2\x82x!", "&#x20B8;!", "&#xFFFD;&#xFFFD;x!"},
+        // The highest bits of the first byte are not.
+        {"\xF9\x80\x80\x80!", "&#xF9;&#x80;&#x80;&#x80;!", "&#x40000;!"},
         // But for one at the very end.
-        {"\xE2\x82", "&#xE2;\x82"},
-        {"\xC3", "\xC3"},
+        {"\xE2\x82", "&#xE2;\x82", "&#xFFFD;\x82"},
+        {"\xC3", "\xC3", ""},
     };
+    using pkg_dbe_xml::invalid_bytes;
     for (const auto &row : rows) {
         text_output output(k_any_length);
-        pkg_dbe_xml::write_ascii_attribute(output, xml(std::string(row.text)));
+        const std::string text(row.text);
+        pkg_dbe_xml::write_ascii_attribute(output, xml(text), invalid_bytes::referred_to);
         EXPECT_EQ(text_of(output), row.written);
+        text_output later(k_any_length);
+        pkg_dbe_xml::write_ascii_attribute(later, xml(text), invalid_bytes::replaced);
+        EXPECT_EQ(text_of(later), row.replaced.empty() ? row.written : row.replaced);
     }
 }
 

@@ -8,10 +8,10 @@
 #include "error_reports.hpp"
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
+#include "text/encoding_handler.hpp"
 #include "tree/typed_access.hpp"
 #include "write/output_rules.hpp"
 #include "write/text_escapes.hpp"
-#include "xml_owner.hpp"
 
 #include <libxml/parserInternals.h>
 #include <libxml/xmlsave.h>
@@ -20,6 +20,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <exception>
 #include <string_view>
 
 namespace pkg_dbe_xml {
@@ -323,21 +324,49 @@ void write_instruction(text_output &output, const xmlNode *node) {
     }
 }
 
-// Appends what xmlNodeDump writes for a node.
-void append_node_with_libxml2(xmlNodePtr node, text_output &output) {
+// Where libxml2 writes to: what goes wrong there is kept until libxml2 has returned.
+struct receiver {
+    text_output &output;
+    std::exception_ptr failure;
+};
+
+extern "C" int receive(void *context, const char *bytes, int size) noexcept {
+    auto *const own = static_cast<receiver *>(context);
+    try {
+        host::check_for_interrupts();
+        own->output.append({bytes, static_cast<std::size_t>(size)});
+        return size;
+    } catch (...) {
+        own->failure = std::current_exception();
+        return -1;
+    }
+}
+
+// Appends what `write` has libxml2 write into a buffer of its own, which it closes. The functions
+// of libxml2 that collect a text themselves cannot be stopped, and some free it twice when memory
+// runs out (xmlNodeDump in 2.12).
+template <class Write> void append_from_libxml2(text_output &output, Write write) {
+    receiver own{output, nullptr};
     const host::xml_scope scope;
-    const xml_buffer_ptr buffer(xmlBufferCreate());
+    xmlOutputBufferPtr const buffer = make_output_buffer(receive, &own, nullptr);
     if (buffer == nullptr) {
         report(reports::no_memory_for_buffer);
     }
-    const int size = xmlNodeDump(buffer.get(), node->doc, node, 0, 1);
+    write(buffer);
+    if (own.failure != nullptr) {
+        std::rethrow_exception(own.failure);
+    }
     if (scope.refused()) {
         report(reports::out_of_memory);
     }
-    if (size > 0) {
-        output.append({reinterpret_cast<const char *>(xmlBufferContent(buffer.get())),
-                       static_cast<std::size_t>(size)});
-    }
+}
+
+// Appends what xmlNodeDump writes for a node.
+void append_node_with_libxml2(xmlNodePtr node, text_output &output) {
+    append_from_libxml2(output, [node](xmlOutputBufferPtr buffer) {
+        xmlNodeDumpOutput(buffer, node->doc, node, 0, 1, nullptr);
+        xmlOutputBufferClose(buffer);
+    });
 }
 
 // What stands before the first child: indentation, for the nodes that libxml2 indents. True when
@@ -464,15 +493,9 @@ bool write_node_directly(xmlNodePtr node, text_output &output) {
 }
 
 void write_document_with_libxml2(xmlDocPtr document, text_output &output) {
-    const host::xml_scope scope;
-    xmlChar *text = nullptr;
-    int size = 0;
-    xmlDocDumpFormatMemoryEnc(document, &text, &size, "UTF-8", 1);
-    const xml_text_ptr owner(text);
-    if (text == nullptr || size <= 0 || scope.refused()) {
-        report(reports::out_of_memory);
-    }
-    output.append({reinterpret_cast<const char *>(text), static_cast<std::size_t>(size)});
+    append_from_libxml2(output, [document](xmlOutputBufferPtr buffer) {
+        xmlSaveFormatFileTo(buffer, document, "UTF-8", 1); // closes the buffer
+    });
 }
 
 void write_node_with_libxml2(xmlNodePtr node, text_output &output) {

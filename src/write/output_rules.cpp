@@ -100,7 +100,7 @@ void fill(xmlNodePtr root) {
 }
 
 xml_doc_ptr make_sample() {
-    xml_doc_ptr sample(xmlNewDoc(xml("1.0")));
+    xml_doc_ptr sample(xmlNewDoc(xml("1.\"0")));
     if (sample == nullptr) {
         report(reports::out_of_memory);
     }

@@ -11,14 +11,21 @@ namespace pkg_dbe_xml {
 class poll_counter {
   public:
     // Throws when the statement was asked to stop.
-    void step() {
-        if (++steps_ % k_nodes_between_polls == 0) [[unlikely]] {
+    void step() { step_by(1); }
+    // The same for a text of that many bytes.
+    void step_over(std::size_t bytes) { step_by(1 + bytes / k_bytes_of_a_step); }
+
+  private:
+    void step_by(std::size_t weight) {
+        steps_ += weight;
+        if (steps_ >= k_nodes_between_polls) [[unlikely]] {
+            steps_ = 0;
             host::check_for_interrupts();
         }
     }
 
-  private:
     static constexpr std::size_t k_nodes_between_polls = 4096;
+    static constexpr std::size_t k_bytes_of_a_step = 64;
     std::size_t steps_ = 0;
 };
 

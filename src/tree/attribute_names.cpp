@@ -1,0 +1,63 @@
+// Attributes by name. See attribute_names.hpp.
+
+#include "tree/attribute_names.hpp"
+
+#include "tree/node_text.hpp"
+
+#include <cstring>
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+[[nodiscard]] bool is_equal(const xmlChar *left, const xmlChar *right) noexcept {
+    return left != nullptr && std::strcmp(reinterpret_cast<const char *>(left),
+                                          reinterpret_cast<const char *>(right)) == 0;
+}
+
+// Bytes of the prefix of a qualified name, -1 when it has none.
+[[nodiscard]] int size_of_prefix(const xmlChar *name) noexcept {
+    const auto *const bytes = reinterpret_cast<const char *>(name);
+    const char *const colon = std::strchr(bytes, ':');
+    return colon == nullptr || colon == bytes ? -1 : static_cast<int>(colon - bytes);
+}
+
+} // namespace
+
+attribute_name::attribute_name(const xmlChar *name, const xmlChar *uri) noexcept
+    : name_(name), uri_(uri), prefix_size_(uri == nullptr ? size_of_prefix(name) : -1) {}
+
+bool attribute_name::matches(const xmlNode *attribute) const noexcept {
+    const xmlNs *const record = namespace_of(attribute);
+    if (uri_ != nullptr) {
+        const xmlChar *const uri = record == nullptr ? nullptr : record->href;
+        return is_equal(attribute->name, name_) &&
+               (uri == nullptr ? *uri_ == 0 : is_equal(uri, uri_));
+    }
+    const xmlChar *const prefix = record == nullptr ? nullptr : record->prefix;
+    if (prefix == nullptr) {
+        return is_equal(attribute->name, name_); // the name itself may hold a colon
+    }
+    return prefix_size_ >= 0 && xmlStrlen(prefix) == prefix_size_ &&
+           xmlStrncmp(prefix, name_, prefix_size_) == 0 &&
+           is_equal(attribute->name, name_ + prefix_size_ + 1);
+}
+
+xmlAttrPtr attribute_name::find_from(xmlAttrPtr attribute) const noexcept {
+    while (attribute != nullptr && !matches(as_node(attribute))) {
+        attribute = attribute->next;
+    }
+    return attribute;
+}
+
+xmlNodePtr declared_attribute(xmlNodePtr element, const xmlChar *name, const xmlChar *uri) {
+    if (element->doc == nullptr || element->doc->intSubset == nullptr) {
+        return nullptr;
+    }
+    // Under a null URI libxml2 would look in all namespaces.
+    const bool in_none = uri == nullptr || *uri == 0;
+    xmlNodePtr const found = look_up_attribute(element, name, in_none ? nullptr : uri);
+    return found != nullptr && found->type == XML_ATTRIBUTE_DECL ? found : nullptr;
+}
+
+} // namespace pkg_dbe_xml

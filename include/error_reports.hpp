@@ -278,6 +278,17 @@ inline constexpr report_row wrong_node_type{0, "XD024", "%s is wanted here, not 
     "The DOM calls this an InvalidNodeTypeError.",
     "Pass such a node; xmldom.get_node_type tells the type of one.", nullptr, true};
 
+// --- texts of the packages ---
+inline constexpr report_row unwritable_node{0, "2200N", "%s cannot be written as XML: %s",
+    "It would not be read again as what it is.",
+    "Change it or take it out first; functions in long names make such nodes, which check nothing.",
+    nullptr, true};
+inline constexpr report_row undecodable_text{0, "22021", "the bytes are no text in %s",
+    "The encoding follows from the byte order mark or from the declaration, else it is UTF-8.",
+    "Check where the bytes come from, or convert them and pass a text.", nullptr, true};
+inline constexpr report_row unknown_option{0, "22023", "\"%s\" is none of the values of %s",
+    "The argument takes one of a few words.", "Write 'keep' or 'drop'.", nullptr, true};
+
 } // namespace reports
 // clang-format on
 

@@ -30,25 +30,27 @@ constexpr int k_parse_options =
     report(reports::invalid_document, {}, {}, context);
 }
 
-[[nodiscard]] xml_doc_ptr parse_document(const parse_text &text) {
+} // namespace
+
+xml_doc_ptr parse_document(const char *text, std::size_t size, int options) {
     const xml_parser_ctxt_ptr context(host::get_new_parser_ctxt());
     host::parse_diagnostics diagnostics{};
-    xml_doc_ptr document(host::xml_parse_doc(context.get(), text.bytes(), text.size(),
-                                             k_parse_options, true, diagnostics));
+    xml_doc_ptr document(
+        host::xml_parse_doc(context.get(), text, size, options, true, diagnostics));
     if (document == nullptr) {
         report_invalid_document(diagnostics);
     }
     return document;
 }
 
-// Registers a parsed document. Before that, once its text has been given back, a last look at
-// whether the statement was asked to stop: who cancels a parse finds no document.
-[[nodiscard]] host::datum hand_over_parsed(xml_doc_ptr document) {
+xml_doc_ptr parse_document(const parse_text &text, int options) {
+    return parse_document(text.bytes(), text.size(), options);
+}
+
+host::datum hand_over_parsed(xml_doc_ptr document) {
     host::check_for_interrupts();
     return hand_over(std::move(document));
 }
-
-} // namespace
 
 host::datum hand_over(xml_doc_ptr document) {
     const host::datum handle = register_document(document.get());
@@ -57,13 +59,15 @@ host::datum hand_over(xml_doc_ptr document) {
 }
 
 host::datum create_dom_document(host::datum value) {
-    xml_doc_ptr document = parse_document(parse_text(value, reports::text_too_large));
+    xml_doc_ptr document =
+        parse_document(parse_text(value, reports::text_too_large), k_parse_options);
     return hand_over_parsed(std::move(document));
 }
 
 host::datum create_dom_document_of_object(host::object_number number) {
     xml_doc_ptr document =
-        parse_document(parse_text(number, reports::text_too_large, host::current_memory_context()));
+        parse_document(parse_text(number, reports::text_too_large, host::current_memory_context()),
+                       k_parse_options);
     return hand_over_parsed(std::move(document));
 }
 

@@ -3,7 +3,10 @@
 
 #include "host/call.hpp"
 #include "host/large_object.hpp"
+#include "parse/parse_text.hpp"
 #include "xml_owner.hpp"
+
+#include <cstddef>
 
 namespace pkg_dbe_xml {
 
@@ -13,6 +16,15 @@ namespace pkg_dbe_xml {
 
 // The same for the text of a large object.
 [[nodiscard]] host::datum create_dom_document_of_object(host::object_number number);
+
+// The document of a text in UTF-8, with libxml2's options. Reports invalid_document as above;
+// throws when the statement was asked to stop.
+[[nodiscard]] xml_doc_ptr parse_document(const char *text, std::size_t size, int options);
+[[nodiscard]] xml_doc_ptr parse_document(const parse_text &text, int options);
+
+// Registers a parsed document; its handle. Before that, a last look at whether the statement was
+// asked to stop: who cancels a parse finds no document. So the text should have been given back.
+[[nodiscard]] host::datum hand_over_parsed(xml_doc_ptr document);
 
 // Registers a document and gives its handle; the registry owns it from here on. Throws before that.
 [[nodiscard]] host::datum hand_over(xml_doc_ptr document);

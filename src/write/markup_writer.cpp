@@ -1,0 +1,551 @@
+// Writing trees for the packages. See markup_writer.hpp.
+
+#include "write/markup_writer.hpp"
+
+#include "error_reports.hpp"
+#include "growing_array.hpp"
+#include "libxml/xml.hpp"
+#include "tree/node_path.hpp"
+#include "tree/node_words.hpp"
+#include "tree/poll_counter.hpp"
+#include "write/markup_text.hpp"
+#include "write/name_checks.hpp"
+#include "xml_owner.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+[[nodiscard]] std::string_view view(const xmlChar *text) noexcept {
+    return text == nullptr ? std::string_view("") : reinterpret_cast<const char *>(text);
+}
+
+// Ends the statement: `node` cannot be written. CONTEXT leads to it.
+[[noreturn]] void refuse(const xmlNode *node, std::string_view reason) {
+    constexpr std::size_t k_longest_path = 400;
+    text_output path(k_longest_path);
+    if (has_path(node)) {
+        path.append("path ");
+        append_path(node, path);
+    }
+    const std::string_view context =
+        path.size() == 0 || path.overflowed() ? std::string_view() : path.c_str();
+    report(reports::unwritable_node, {node_words(node), reason}, {}, context);
+}
+
+[[nodiscard]] bool is_character_data(const xmlNode *node) noexcept {
+    return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE ||
+           node->type == XML_ENTITY_REF_NODE;
+}
+
+// An attribute as it is compared with others: no element has two of one name.
+struct attribute_id {
+    std::string_view name;
+    std::string_view uri;
+    [[nodiscard]] auto operator<=>(const attribute_id &) const noexcept = default;
+    [[nodiscard]] bool operator==(const attribute_id &) const noexcept = default;
+};
+[[nodiscard]] attribute_id id_of(const xmlAttr *attribute) noexcept {
+    return {view(attribute->name), attribute->ns == nullptr ? "" : view(attribute->ns->href)};
+}
+
+class markup_writer {
+  public:
+    markup_writer(const markup_options &options, text_output &output) noexcept
+        : options_(options), output_(output) {}
+
+    void write_document(xmlDocPtr document);
+    // A node that is not a document, with all below it.
+    void write_tree(xmlNodePtr top);
+    void write_attribute(const xmlAttr *attribute);
+    // `document` is null for a node that is written for itself.
+    void write_declaration(const xmlDoc *document);
+
+  private:
+    void write_document_type(xmlNodePtr type);
+    [[nodiscard]] bool begin_element(xmlNodePtr element, bool is_top);
+    void end_element(const xmlNode *element);
+    void write_leaf(xmlNodePtr node);
+    void write_verbatim(const xmlNode *node, std::string_view text);
+    void write_comment(const xmlNode *comment);
+    void write_instruction(const xmlNode *instruction);
+    void write_section(const xmlNode *section);
+    void write_reference(const xmlNode *reference);
+    void write_name(const xmlNode *node);
+    void check_name(const xmlNode *node);
+    void check_attributes(const xmlNode *element);
+    void write_namespaces(const xmlNode *element, bool is_top);
+    void write_namespace(const xmlNode *element, const xmlChar *prefix, const xmlChar *uri);
+    void write_value(const xmlNode *attribute);
+    void check_bounds(const xmlNode *node, std::string_view text);
+    void begin_line(std::size_t level);
+
+    const markup_options &options_;
+    text_output &output_;
+    known_names names_;
+    written_scope scope_;
+    poll_counter poll_;
+    std::size_t level_ = 0;
+    const xmlNode *unindented_ = nullptr; // the outermost open element that holds text
+    std::size_t declared_above_ = 0;      // namespaces that the topmost element brings
+};
+
+void markup_writer::check_bounds(const xmlNode *node, std::string_view text) {
+    if (options_.bounds != nullptr && !options_.bounds->holds(text)) {
+        refuse(node, "the encoding does not have all of its characters");
+    }
+}
+
+void markup_writer::write_verbatim(const xmlNode *node, std::string_view text) {
+    if (!append_markup(output_, text, markup_place::verbatim)) {
+        refuse(node, "it holds a character that XML does not have, or a carriage return");
+    }
+    check_bounds(node, text);
+    poll_.step_over(text.size());
+}
+
+void markup_writer::begin_line(std::size_t level) {
+    constexpr std::string_view k_blanks = "                                ";
+    output_.append("\n");
+    std::size_t width = level * static_cast<std::size_t>(options_.indent);
+    for (; width > k_blanks.size(); width -= k_blanks.size()) {
+        output_.append(k_blanks);
+    }
+    output_.append(k_blanks.substr(0, width));
+}
+
+// --- names --------------------------------------------------------------------------------------
+
+// A name without a namespace may hold a colon: it was read with a prefix that nothing declared.
+// Where something does now, it would be read otherwise.
+void markup_writer::check_name(const xmlNode *node) {
+    const xmlNs *const record = namespace_of(node);
+    if (!names_.is_name(node->name)) {
+        refuse(node, "its name is no name in XML");
+    }
+    if (!scope_.agrees(record, is_attribute(node))) {
+        refuse(node, "no declaration in front of it gives it its namespace");
+    }
+    if (record != nullptr && record->prefix != nullptr && !names_.is_plain_name(record->prefix)) {
+        refuse(node, "its prefix is no name in XML");
+    }
+    if (record == nullptr || record->prefix == nullptr) {
+        const std::string_view name = view(node->name);
+        const std::size_t colon =
+            names_.is_plain_name(node->name) ? std::string_view::npos : name.find(':');
+        if (colon != std::string_view::npos && scope_.meaning(node->name, colon) != nullptr) {
+            refuse(node, "its name would be read as one with a prefix");
+        }
+        if (is_attribute(node) && name.substr(0, 5) == "xmlns" &&
+            (name.size() == 5 || name[5] == ':')) {
+            refuse(node, "it would be read as a namespace declaration");
+        }
+    }
+}
+
+void markup_writer::write_name(const xmlNode *node) {
+    const xmlNs *const record = namespace_of(node);
+    if (record != nullptr && record->prefix != nullptr) {
+        output_.append(view(record->prefix));
+        output_.append(":");
+        if (options_.bounds != nullptr) {
+            check_bounds(node, view(record->prefix));
+        }
+    }
+    output_.append(view(node->name));
+    if (options_.bounds != nullptr) {
+        check_bounds(node, view(node->name));
+    }
+}
+
+void markup_writer::write_namespace(const xmlNode *element, const xmlChar *prefix,
+                                    const xmlChar *uri) {
+    if (prefix != nullptr) {
+        if (!names_.is_plain_name(prefix) || view(prefix) == "xml" || view(prefix) == "xmlns") {
+            refuse(element, "it declares a prefix that cannot be declared");
+        }
+        if (uri == nullptr || *uri == 0) {
+            refuse(element, "it takes a prefix back, which XML 1.0 does not have");
+        }
+    }
+    output_.append(prefix == nullptr ? std::string_view(" xmlns=\"") : " xmlns:");
+    if (prefix != nullptr) {
+        output_.append(view(prefix));
+        check_bounds(element, view(prefix));
+        output_.append("=\"");
+    }
+    if (!append_markup(output_, view(uri), markup_place::attribute)) {
+        refuse(element, "it declares a namespace with a character that XML does not have");
+    }
+    output_.append("\"");
+    scope_.declare(prefix, uri);
+    poll_.step();
+}
+
+// The declarations of an element; the topmost one brings those that are in scope above it.
+void markup_writer::write_namespaces(const xmlNode *element, bool is_top) {
+    growing_array<const xmlChar *, 16> prefixes;
+    for (const xmlNs *record = element->nsDef; record != nullptr; record = record->next) {
+        prefixes.push_back(record->prefix);
+        write_namespace(element, record->prefix, record->href);
+    }
+    const auto order = [](const xmlChar *left, const xmlChar *right) noexcept {
+        return xmlStrcmp(left, right) < 0;
+    };
+    std::sort(prefixes.begin(), prefixes.end(), order);
+    const auto alike = [](const xmlChar *left, const xmlChar *right) noexcept {
+        return xmlStrEqual(left, right) != 0;
+    };
+    if (std::adjacent_find(prefixes.begin(), prefixes.end(), alike) != prefixes.end()) {
+        refuse(element, "it declares a prefix twice");
+    }
+    const xmlNode *above = is_top ? element->parent : nullptr;
+    for (; above != nullptr && above->type == XML_ELEMENT_NODE; above = above->parent) {
+        poll_.step();
+        for (const xmlNs *record = above->nsDef; record != nullptr; record = record->next) {
+            const xmlChar **const place =
+                std::lower_bound(prefixes.begin(), prefixes.end(), record->prefix, order);
+            if (place != prefixes.end() && alike(*place, record->prefix)) {
+                continue; // hidden by a nearer one
+            }
+            const auto index = static_cast<std::size_t>(place - prefixes.begin());
+            prefixes.push_back(record->prefix);
+            std::rotate(prefixes.begin() + index, prefixes.end() - 1, prefixes.end());
+            if (record->href != nullptr && *record->href != 0) {
+                write_namespace(element, record->prefix, record->href);
+                ++declared_above_;
+            }
+        }
+    }
+}
+
+// --- attributes ---------------------------------------------------------------------------------
+
+// Reports two attributes of one name.
+void markup_writer::check_attributes(const xmlNode *element) {
+    const xmlAttr *const first = element->properties;
+    if (first == nullptr || first->next == nullptr) {
+        return;
+    }
+    growing_array<attribute_id, 16> ids;
+    for (const xmlAttr *attribute = first; attribute != nullptr; attribute = attribute->next) {
+        ids.push_back(id_of(attribute));
+        poll_.step();
+    }
+    std::sort(ids.begin(), ids.end());
+    if (std::adjacent_find(ids.begin(), ids.end()) != ids.end()) {
+        refuse(element, "it has two attributes of one name");
+    }
+}
+
+void markup_writer::write_value(const xmlNode *attribute) {
+    for (xmlNodePtr child = attribute->children; child != nullptr; child = child->next) {
+        if (child->type == XML_ENTITY_REF_NODE) {
+            write_reference(child);
+        } else if (!append_markup(output_, view(own_content(child)), markup_place::attribute)) {
+            refuse(attribute, "its value holds a character that XML does not have");
+        } else {
+            poll_.step_over(view(own_content(child)).size());
+        }
+    }
+}
+
+void markup_writer::write_attribute(const xmlAttr *attribute) {
+    const xmlNode *const node = as_node(const_cast<xmlAttrPtr>(attribute));
+    write_name(node);
+    output_.append("=\"");
+    write_value(node);
+    output_.append("\"");
+}
+
+// --- elements -----------------------------------------------------------------------------------
+
+// Whether line breaks between the children would be read as text of the element.
+[[nodiscard]] bool holds_text(const xmlNode *element, poll_counter &poll) {
+    for (const xmlAttr *attribute = element->properties; attribute != nullptr;
+         attribute = attribute->next) {
+        if (attribute->ns != nullptr && view(attribute->ns->prefix) == "xml" &&
+            view(attribute->name) == "space" && attribute->children != nullptr &&
+            view(own_content(attribute->children)) == "preserve") {
+            return true;
+        }
+    }
+    for (const xmlNode *child = element->children; child != nullptr; child = child->next) {
+        poll.step();
+        if (is_character_data(child)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The start tag, or all of an element without children; true when its children follow.
+bool markup_writer::begin_element(xmlNodePtr element, bool is_top) {
+    output_.append("<");
+    write_name(element);
+    if (is_top || element->nsDef != nullptr) {
+        write_namespaces(element, is_top);
+    }
+    check_name(element);
+    check_attributes(element);
+    for (const xmlAttr *attribute = element->properties; attribute != nullptr;
+         attribute = attribute->next) {
+        check_name(as_node(const_cast<xmlAttrPtr>(attribute)));
+        output_.append(" ");
+        write_attribute(attribute);
+    }
+    if (element->children == nullptr) {
+        output_.append("/>");
+        return false;
+    }
+    output_.append(">");
+    if (options_.indent > 0 && unindented_ == nullptr && holds_text(element, poll_)) {
+        unindented_ = element;
+    }
+    return true;
+}
+
+void markup_writer::end_element(const xmlNode *element) {
+    if (element->children != nullptr) {
+        if (options_.indent > 0 && unindented_ == nullptr) {
+            begin_line(level_);
+        }
+        output_.append("</");
+        write_name(element);
+        output_.append(">");
+    }
+    if (element == unindented_) {
+        unindented_ = nullptr;
+    }
+    std::size_t declared = 0;
+    for (const xmlNs *record = element->nsDef; record != nullptr; record = record->next) {
+        ++declared;
+    }
+    scope_.take_back(declared);
+}
+
+void markup_writer::write_tree(xmlNodePtr top) {
+    xmlNodePtr node = top;
+    for (;;) {
+        poll_.step();
+        if (options_.indent > 0 && node != top && unindented_ == nullptr) {
+            begin_line(level_);
+        }
+        if (node->type == XML_ELEMENT_NODE) {
+            if (begin_element(node, node == top)) {
+                node = node->children;
+                ++level_;
+                continue;
+            }
+            end_element(node);
+        } else {
+            write_leaf(node);
+        }
+        while (node != top && node->next == nullptr) {
+            node = node->parent;
+            --level_;
+            end_element(node);
+        }
+        if (node == top) {
+            scope_.take_back(declared_above_);
+            declared_above_ = 0;
+            return;
+        }
+        node = node->next;
+    }
+}
+
+// --- everything else ----------------------------------------------------------------------------
+
+void markup_writer::write_comment(const xmlNode *comment) {
+    const std::string_view text = view(comment->content);
+    if (text.find("--") != std::string_view::npos || (!text.empty() && text.back() == '-')) {
+        refuse(comment, "\"--\" would end it");
+    }
+    output_.append("<!--");
+    write_verbatim(comment, text);
+    output_.append("-->");
+}
+
+void markup_writer::write_instruction(const xmlNode *instruction) {
+    const std::string_view text = view(instruction->content);
+    if (!names_.is_name(instruction->name) ||
+        xmlStrcasecmp(instruction->name, reinterpret_cast<const xmlChar *>("xml")) == 0) {
+        refuse(instruction, "its target is none in XML");
+    }
+    if (text.find("?>") != std::string_view::npos) {
+        refuse(instruction, "\"?>\" would end it");
+    }
+    if (!text.empty() && (text.front() == ' ' || text.front() == '\t' || text.front() == '\n')) {
+        refuse(instruction, "blanks at its beginning would not be read");
+    }
+    output_.append("<?");
+    write_name(instruction);
+    if (!text.empty()) {
+        output_.append(" ");
+        write_verbatim(instruction, text);
+    }
+    output_.append("?>");
+}
+
+// A section ends before each "]]>" in the text, and another begins: they are read as one.
+void markup_writer::write_section(const xmlNode *section) {
+    std::string_view text = view(section->content);
+    do {
+        const std::size_t end = text.find("]]>");
+        const std::size_t size = end == std::string_view::npos ? text.size() : end + 2;
+        output_.append("<![CDATA[");
+        write_verbatim(section, text.substr(0, size));
+        output_.append("]]>");
+        text.remove_prefix(size);
+    } while (!text.empty());
+}
+
+void markup_writer::write_reference(const xmlNode *reference) {
+    const xmlEntity *const entity = xmlGetDocEntity(reference->doc, reference->name);
+    if (entity == nullptr || entity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY) {
+        refuse(reference, "the document declares no such entity");
+    }
+    output_.append("&");
+    write_name(reference);
+    output_.append(";");
+}
+
+void markup_writer::write_leaf(xmlNodePtr node) {
+    switch (node->type) {
+    case XML_TEXT_NODE:
+        if (!append_markup(output_, view(node->content), markup_place::text)) {
+            refuse(node, "it holds a character that XML does not have");
+        }
+        poll_.step_over(view(node->content).size());
+        break;
+    case XML_CDATA_SECTION_NODE:
+        write_section(node);
+        break;
+    case XML_COMMENT_NODE:
+        write_comment(node);
+        break;
+    case XML_PI_NODE:
+        write_instruction(node);
+        break;
+    case XML_ENTITY_REF_NODE:
+        write_reference(node);
+        break;
+    case XML_DTD_NODE:
+        write_document_type(node);
+        break;
+    default:
+        refuse(node, "it stands in a document type or for one of its declarations");
+    }
+}
+
+[[nodiscard]] bool is_public_id(std::string_view id) noexcept {
+    constexpr std::string_view k_signs = " \n-'()+,./:=?;!*#@$_%";
+    return std::all_of(id.begin(), id.end(), [k_signs](char byte) noexcept {
+        return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+               (byte >= '0' && byte <= '9') || k_signs.find(byte) != std::string_view::npos;
+    });
+}
+
+// libxml2 writes it; what the long-named functions can put into it is checked.
+void markup_writer::write_document_type(xmlNodePtr type) {
+    const auto *const subset = reinterpret_cast<const xmlDtd *>(type);
+    const std::string_view system_id = view(subset->SystemID);
+    if (!names_.is_name(subset->name)) {
+        refuse(type, "its name is no name in XML");
+    }
+    if (subset->ExternalID != nullptr &&
+        (subset->SystemID == nullptr || !is_public_id(view(subset->ExternalID)))) {
+        refuse(type, "its public identifier is none, or stands without a system identifier");
+    }
+    if (!has_only_characters(system_id) || (system_id.find('"') != std::string_view::npos &&
+                                            system_id.find('\'') != std::string_view::npos)) {
+        refuse(type, "its system identifier is none in XML");
+    }
+    const host::xml_scope scope;
+    const xml_buffer_ptr buffer(xmlBufferCreate());
+    const int size = buffer == nullptr ? -1 : xmlNodeDump(buffer.get(), type->doc, type, 0, 0);
+    if (size < 0 || scope.refused()) {
+        report(reports::out_of_memory);
+    }
+    const std::string_view text(reinterpret_cast<const char *>(xmlBufferContent(buffer.get())),
+                                static_cast<std::size_t>(size));
+    check_bounds(type, text);
+    output_.append(text);
+}
+
+void markup_writer::write_declaration(const xmlDoc *document) {
+    output_.append("<?xml version=\"");
+    const bool has_version = document != nullptr && document->version != nullptr;
+    output_.append(has_version ? view(document->version) : "1.0");
+    output_.append("\"");
+    if (options_.encoding != nullptr) {
+        output_.append(" encoding=\"");
+        output_.append(options_.encoding);
+        output_.append("\"");
+    }
+    if (document != nullptr && (document->standalone == 0 || document->standalone == 1)) {
+        output_.append(document->standalone == 1 ? " standalone=\"yes\"" : " standalone=\"no\"");
+    }
+    output_.append("?>");
+}
+
+void markup_writer::write_document(xmlDocPtr document) {
+    if (options_.declaration) {
+        write_declaration(document);
+    }
+    bool is_first = !options_.declaration;
+    bool has_root = false;
+    for (xmlNodePtr child = document->children; child != nullptr; child = child->next) {
+        if (!is_first) {
+            output_.append("\n");
+        }
+        is_first = false;
+        if (is_character_data(child)) {
+            refuse(child, "it stands outside of the root element");
+        }
+        if (has_root && (child->type == XML_ELEMENT_NODE || child->type == XML_DTD_NODE)) {
+            refuse(child, "it stands behind the root element");
+        }
+        has_root = has_root || child->type == XML_ELEMENT_NODE;
+        write_tree(child);
+    }
+    if (!has_root) {
+        refuse(as_node(document), "it has no root element");
+    }
+}
+
+} // namespace
+
+void write_markup(xmlNodePtr node, const markup_options &options, text_output &output) {
+    markup_writer writer(options, output);
+    switch (node->type) {
+    case XML_DOCUMENT_NODE:
+        writer.write_document(reinterpret_cast<xmlDocPtr>(node));
+        break;
+    case XML_DOCUMENT_FRAG_NODE:
+        for (xmlNodePtr child = node->children; child != nullptr; child = child->next) {
+            writer.write_tree(child);
+        }
+        break;
+    case XML_ATTRIBUTE_NODE:
+        writer.write_attribute(reinterpret_cast<const xmlAttr *>(node));
+        break;
+    case XML_ELEMENT_NODE:
+        if (options.declaration) {
+            writer.write_declaration(nullptr);
+            output.append("\n");
+        }
+        writer.write_tree(node);
+        break;
+    default:
+        writer.write_tree(node);
+        break;
+    }
+}
+
+} // namespace pkg_dbe_xml

@@ -130,7 +130,14 @@ RARITIES = {"xml_dom_get_doc_trees_info": 8, "xmldom.release": 3, "xmldom.free_a
 OF_THE_MACHINE = {"xml_dom_get_doc_trees_info", "xml_dom_get_memory_info", "xmldom.release",
                   "xmldom.free_all"}
 # What no program calls, and why.
-NOT_PLAYED = {}
+NOT_PLAYED = {"xmldom.to_bytea": "gives bytes, which the hosts show each in its own way",
+              "xmldom.to_xml": "an XML value is shown without its declaration"}
+
+
+def is_played(function):
+    """Programs have no bytes to pass."""
+    return (function.name not in NOT_PLAYED
+            and not any(type_name == "bytea" for _, type_name in arguments_of(function)))
 
 
 def argument_letter(function, name, type_name):
@@ -159,11 +166,12 @@ def result_letter(function):
 
 
 def letters_of(function):
-    """The letters of all arguments, and those of the shorter calls that leave out what is null."""
+    """The letters of all arguments, and those of the shorter calls that leave out what is null, or
+    what stands for null."""
     arguments = arguments_of(function)
     shapes = ["".join(argument_letter(function, *argument) for argument in arguments)]
     for argument in reversed(function.arguments.split(",")):
-        if not re.search(r"(default\s+|=\s*)null(::\w+)?\s*$", argument, re.IGNORECASE):
+        if not re.search(r"(default\s+|=\s*)(null(::\w+)?|0|'keep')\s*$", argument, re.IGNORECASE):
             break
         shapes.append(shapes[-1][:-1])
     return reversed(shapes)
@@ -190,7 +198,7 @@ def signatures(of_the_packages):
     or an entry with other arguments."""
     lines, seen = ([], []), set()
     for function in all_functions():
-        if (function.entry is None or is_of_the_server(function) or function.name in NOT_PLAYED
+        if (function.entry is None or is_of_the_server(function) or not is_played(function)
                 or is_support(function.arguments, function.result, function.rest)):
             continue
         long_named = is_long_named(function)

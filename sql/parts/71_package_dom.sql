@@ -6,18 +6,6 @@ CREATE FUNCTION xmldom.new_document() RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xml_dom_new_document_empty' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.new_document() IS
     'new document without any node';
-CREATE FUNCTION xmldom.parse(document text) RETURNS xmldom.document
-    AS 'MODULE_PATHNAME', 'xml_dom_new_document_clob' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.parse(text) IS
-    'new document parsed from a text';
-CREATE FUNCTION xmldom.parse(document xml) RETURNS xmldom.document
-    AS 'MODULE_PATHNAME', 'xml_dom_new_document_xmltype' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.parse(xml) IS
-    'new document parsed from an XML value, null for null';
-CREATE FUNCTION xmldom.get_document_element(document xmldom.document) RETURNS xmldom.element
-    AS 'MODULE_PATHNAME', 'xml_dom_get_document_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_document_element(xmldom.document) IS
-    'root element of a document';
 CREATE FUNCTION xmldom.set_charset(document xmldom.document, character_set text) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xml_dom_set_charset_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_charset(xmldom.document, text) IS
@@ -46,74 +34,8 @@ CREATE FUNCTION xmldom.is_null(map xmldom.named_node_map) RETURNS boolean
 COMMENT ON FUNCTION xmldom.is_null(xmldom.named_node_map) IS
     'whether the handle is null';
 
--- Walking the tree.
-
-CREATE FUNCTION xmldom.get_parent_node(node xmldom.node) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_get_parent_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_parent_node(xmldom.node) IS
-    'parent; null for attributes';
-CREATE FUNCTION xmldom.get_first_child(node xmldom.node) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_get_first_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_first_child(xmldom.node) IS
-    'first child; of a document the first element';
-CREATE FUNCTION xmldom.get_last_child(node xmldom.node) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_get_last_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_last_child(xmldom.node) IS
-    'last child';
-CREATE FUNCTION xmldom.get_next_sibling(node xmldom.node) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_get_next_sibling' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_next_sibling(xmldom.node) IS
-    'next sibling; null for attributes';
-CREATE FUNCTION xmldom.get_child_nodes(node xmldom.node) RETURNS xmldom.node_list
-    AS 'MODULE_PATHNAME', 'xml_dom_get_child_nodes' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_child_nodes(xmldom.node) IS
-    'list of the children, without blank texts between others';
-CREATE FUNCTION xmldom.has_child_nodes(node xmldom.node) RETURNS boolean
-    AS 'MODULE_PATHNAME', 'xml_dom_has_child_nodes' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.has_child_nodes(xmldom.node) IS
-    'whether there is a child; false for attributes';
-
--- Reading nodes.
-
-CREATE FUNCTION xmldom.get_node_name(node xmldom.node) RETURNS text
-    AS 'MODULE_PATHNAME', 'xml_dom_get_node_name' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_node_name(xmldom.node) IS
-    'name, with its prefix; #text, #document and so on for nodes without one';
-CREATE FUNCTION xmldom.get_node_value(node xmldom.node) RETURNS text
-    AS 'MODULE_PATHNAME', 'xml_dom_get_node_value' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_node_value(xmldom.node) IS
-    'value of an attribute, text, CDATA section, comment or processing instruction; null when empty';
-CREATE FUNCTION xmldom.get_node_type(node xmldom.node) RETURNS integer
-    AS 'MODULE_PATHNAME', 'xml_dom_get_node_type' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_node_type(xmldom.node) IS
-    '1 element, 2 attribute, 3 text, 4 CDATA section, 7 processing instruction, 8 comment, 9 document, ...';
-CREATE FUNCTION xmldom.get_local_name(node xmldom.node) RETURNS text
-    AS 'MODULE_PATHNAME', 'xml_dom_get_localname' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_local_name(xmldom.node) IS
-    'name without prefix, of a node, element or attribute';
-CREATE FUNCTION xmldom.get_tag_name(element xmldom.element) RETURNS text
-    AS 'MODULE_PATHNAME', 'xml_dom_get_tagname' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_tag_name(xmldom.element) IS
-    'name with prefix';
-
 -- Finding elements.
 
-CREATE FUNCTION xmldom.get_elements_by_tag_name(document xmldom.document, name text) RETURNS xmldom.node_list
-    AS 'MODULE_PATHNAME', 'xml_dom_get_elements_by_tagname_document' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_elements_by_tag_name(xmldom.document, text) IS
-    'list of all elements of that name below, in document order; * means any name';
-CREATE FUNCTION xmldom.get_elements_by_tag_name(element xmldom.element, name text) RETURNS xmldom.node_list
-    AS 'MODULE_PATHNAME', 'xml_dom_get_elements_by_tagname_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_elements_by_tag_name(xmldom.element, text) IS
-    'list of all elements of that name below, in document order; * means any name';
-CREATE FUNCTION xmldom.get_elements_by_tag_name_ns(document xmldom.document, name text, namespace_uri text) RETURNS xmldom.node_list
-    AS 'MODULE_PATHNAME', 'xml_dom_get_elements_by_tagname_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_elements_by_tag_name_ns(xmldom.document, text, text) IS
-    'list of all elements of that name in that namespace below; * means any';
-CREATE FUNCTION xmldom.get_elements_by_tag_name_ns(element xmldom.element, name text, namespace_uri text) RETURNS xmldom.node_list
-    AS 'MODULE_PATHNAME', 'xml_dom_get_elements_by_tagname_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_elements_by_tag_name_ns(xmldom.element, text, text) IS
-    'list of all elements of that name in that namespace below; * means any';
 CREATE FUNCTION xmldom.get_children_by_tag_name(element xmldom.element, name text) RETURNS xmldom.node_list
     AS 'MODULE_PATHNAME', 'xml_dom_get_children_by_tagname' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_children_by_tag_name(xmldom.element, text) IS
@@ -125,22 +47,6 @@ COMMENT ON FUNCTION xmldom.get_children_by_tag_name_ns(xmldom.element, text, tex
 
 -- Attributes.
 
-CREATE FUNCTION xmldom.get_attribute(element xmldom.element, name text) RETURNS text
-    AS 'MODULE_PATHNAME', 'xml_dom_get_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_attribute(xmldom.element, text) IS
-    'value of an attribute, null when there is none';
-CREATE FUNCTION xmldom.get_attribute_ns(element xmldom.element, name text, namespace_uri text) RETURNS text
-    AS 'MODULE_PATHNAME', 'xml_dom_get_attribute_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_attribute_ns(xmldom.element, text, text) IS
-    'value of an attribute in a namespace';
-CREATE FUNCTION xmldom.get_attribute_node(element xmldom.element, name text) RETURNS xmldom.attr
-    AS 'MODULE_PATHNAME', 'xml_dom_get_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_attribute_node(xmldom.element, text) IS
-    'attribute of that name';
-CREATE FUNCTION xmldom.get_attribute_node(element xmldom.element, name text, namespace_uri text) RETURNS xmldom.attr
-    AS 'MODULE_PATHNAME', 'xml_dom_get_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_attribute_node(xmldom.element, text, text) IS
-    'attribute of that name in that namespace';
 CREATE FUNCTION xmldom.set_attribute(element xmldom.element, name text, value text) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xml_dom_set_attribute_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_attribute(xmldom.element, text, text) IS
@@ -157,37 +63,6 @@ CREATE FUNCTION xmldom.remove_attribute_node(element xmldom.element, attribute x
     AS 'MODULE_PATHNAME', 'xml_dom_remove_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove_attribute_node(xmldom.element, xmldom.attr) IS
     'takes an attribute off its element; a copy that stands nowhere, null when the element has none of its name';
-CREATE FUNCTION xmldom.get_attributes(node xmldom.node) RETURNS xmldom.named_node_map
-    AS 'MODULE_PATHNAME', 'xml_dom_get_attributes_of_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_attributes(xmldom.node) IS
-    'map of the attributes of an element, empty for other nodes';
-
--- Lists and maps.
-
-CREATE FUNCTION xmldom.get_length(list xmldom.node_list) RETURNS integer
-    AS 'MODULE_PATHNAME', 'xml_dom_get_length' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_length(xmldom.node_list) IS
-    'number of members; 0 for null';
-CREATE FUNCTION xmldom.get_length(map xmldom.named_node_map) RETURNS integer
-    AS 'MODULE_PATHNAME', 'xml_dom_get_length' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_length(xmldom.named_node_map) IS
-    'number of attributes; 0 for null';
-CREATE FUNCTION xmldom.item(list xmldom.node_list, item_index integer) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_item' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.item(xmldom.node_list, integer) IS
-    'member of a list, from 0; null beyond the end';
-CREATE FUNCTION xmldom.item(map xmldom.named_node_map, item_index integer) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_item' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.item(xmldom.named_node_map, integer) IS
-    'text of an attribute, from 0; null beyond the end and for an empty value';
-CREATE FUNCTION xmldom.get_named_item(map xmldom.named_node_map, name text) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_get_named_item' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_named_item(xmldom.named_node_map, text) IS
-    'attribute of that name, as a node';
-CREATE FUNCTION xmldom.get_named_item_ns(map xmldom.named_node_map, name text, namespace_uri text) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_get_named_item_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_named_item_ns(xmldom.named_node_map, text, text) IS
-    'attribute of that name, in that namespace or in none, as a node';
 
 -- New nodes.
 

@@ -2,10 +2,6 @@
 
 -- Large objects.
 
-CREATE FUNCTION xmldom.parse(large_object oid) RETURNS xmldom.document
-    AS 'MODULE_PATHNAME', 'xml_dom_new_document_large_object' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.parse(oid) IS
-    'new document parsed from a large object, which holds text in the encoding of the database';
 CREATE FUNCTION xmlparser.parse(parser xmlparser.parser, large_object oid) RETURNS xmlparser.parser
     AS 'MODULE_PATHNAME', 'xmlparser_parse_large_object_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.parse(xmlparser.parser, oid) IS

@@ -34,18 +34,8 @@ host::datum number_result(std::size_t count) {
 
 } // namespace
 
-// The map of a node's attributes, whatever the kind of its handle. Reports handle_not_found, and
+// The first child of whatever type, of a document too. Reports handle_not_found, and
 // inconsistent_types for a list or a map.
-PKG_DBE_XML_FUNCTION(xml_dom_get_attributes_of_node) {
-    const xmlNode *node = node_argument(call);
-    if (node == nullptr) {
-        return call.null();
-    }
-    return mint_handle<XMLDomNodeType::named_node_map>(find_handle(call, 0),
-                                                       first_beside_children(node));
-}
-
-// The first child of whatever type, of a document too. Reports as above.
 PKG_DBE_XML_FUNCTION(xml_dom_first_node) {
     const xmlNode *node = node_argument(call);
     return handle_result<XMLDomNodeType::node>(call, node == nullptr ? nullptr : first_child(node));

@@ -47,7 +47,7 @@ SELECT xmldom.get_tag_name(xmldom.item(found, 0)::xmldom.element) AS tag,
        xmldom.get_local_name(xmldom.item(found, 0)) AS local, xmldom.get_length(found) AS found
 FROM root, xmldom.get_elements_by_tag_name_ns(root, 'y', 'urn:p') AS found;
 SELECT xmldom.get_attribute(root, 'a') AS a, xmldom.get_attribute_ns(root, 'b', 'urn:p') AS b,
-       xmldom.get_node_value(xmldom.get_attribute_node(root, 'b', 'urn:p')) AS b_node,
+       xmldom.get_node_value(xmldom.get_attribute_node_ns(root, 'b', 'urn:p')) AS b_node,
        xmldom.get_attribute(root, 'none') IS NULL AS none FROM root;
 SELECT xmldom.get_length(map) AS length, xmldom.get_node_value(xmldom.item(map, 1)) AS second,
        xmldom.get_node_value(xmldom.get_named_item(map, 'a')::xmldom.attr) AS a,
@@ -128,7 +128,7 @@ SELECT xmlparser.get_document(doc) FROM held;
 -- Handles given up.
 SELECT xmldom.free_node(node) IS NULL AS node, xmldom.is_null(node) AS is_null,
        xmldom.free_node_list(list) IS NULL AS list, xmldom.is_null(list) AS list_is_null,
-       xmldom.free_named_node_map(map) IS NULL AS map, xmldom.get_length(map) AS length
+       xmldom.free_named_node_map(map) IS NULL AS map
     FROM root, xmldom.get_first_child(root) AS node, xmldom.get_child_nodes(root) AS list,
         xmldom.get_attributes(root) AS map;
 SELECT xmldom.free_node(NULL) IS NULL AS null_node;

@@ -99,17 +99,6 @@ TEST_F(package, parsers_chain) {
 
 // --- steps --------------------------------------------------------------------------------------
 
-TEST_F(package, maps_of_element_handles) {
-    const sql::handle document = parsed("<a b='1' c='2'/>");
-    const sql::handle root = root_of(document);
-    const sql::handle map = sql::call(xml_dom_get_attributes_of_node, root).handle();
-    EXPECT_EQ(sql::call(xml_dom_get_length, map).integer(), 2);
-    EXPECT_REPORT(sql::call(xml_dom_get_attributes_of_node, map), reports::inconsistent_types);
-    EXPECT_TRUE(sql::call(xml_dom_get_attributes_of_node, sql::null).is_null());
-    sql::call(xml_dom_free_node, root);
-    EXPECT_TRUE(sql::call(xml_dom_get_attributes_of_node, root).is_null());
-}
-
 TEST_F(package, first_node_of_a_document_may_stand_before_its_root) {
     const sql::handle document = parsed("<?p?><a/>");
     const sql::handle first = sql::call(xml_dom_first_node, document).handle();

@@ -1,0 +1,168 @@
+// Attributes of elements, and elements by their names.
+//
+// A name without a namespace is a qualified one, prefix and all, as it is written; with a namespace
+// it is a local name, whatever the prefix. Attributes that the document type only gives by default
+// have values and no nodes.
+
+#include "functions/package_arguments.hpp"
+#include "registry/list_making.hpp"
+#include "tree/attribute_names.hpp"
+#include "tree/element_names.hpp"
+#include "tree/node_text.hpp"
+
+#include <optional>
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+constexpr package_function k_get_attribute{"xmldom.get_attribute", {"element", "name"}};
+constexpr package_function k_get_attribute_ns{"xmldom.get_attribute_ns",
+                                              {"element", "name", "namespace_uri"}};
+constexpr package_function k_has_attribute{"xmldom.has_attribute", {"element", "name"}};
+constexpr package_function k_has_attribute_ns{"xmldom.has_attribute_ns",
+                                              {"element", "name", "namespace_uri"}};
+constexpr package_function k_get_attribute_node{"xmldom.get_attribute_node", {"element", "name"}};
+constexpr package_function k_get_attribute_node_ns{"xmldom.get_attribute_node_ns",
+                                                   {"element", "name", "namespace_uri"}};
+constexpr package_function k_has_attributes{"xmldom.has_attributes", {"node"}};
+constexpr package_function k_get_attributes{"xmldom.get_attributes", {"node"}};
+constexpr package_function k_get_elements_by_tag_name{"xmldom.get_elements_by_tag_name",
+                                                      {"node", "name"}};
+constexpr package_function k_get_elements_by_tag_name_ns{"xmldom.get_elements_by_tag_name_ns",
+                                                         {"node", "name", "namespace_uri"}};
+constexpr node_wish k_searched{
+    type_bits(XML_ELEMENT_NODE, XML_DOCUMENT_NODE, XML_DOCUMENT_FRAG_NODE),
+    "an element, a document or a fragment"};
+
+// The element of argument 0 and what is found of it under the name of argument 1, and in the
+// namespace of argument 2 where the function takes one: an attribute, or a declaration that gives
+// it by default.
+class attribute_search {
+  public:
+    attribute_search(host::call &call, const package_function &function, bool by_namespace)
+        : element_(package_call(call, function).node(0, k_element)) {
+        if (!element_ || call.is_null(1)) {
+            return;
+        }
+        asked_ = true;
+        const utf8_argument name(call.value(1));
+        std::optional<utf8_argument> uri;
+        if (by_namespace && !call.is_null(2)) {
+            uri.emplace(call.value(2));
+        }
+        const attribute_name wanted =
+            by_namespace ? attribute_name(name.xml(), uri ? uri->xml() : BAD_CAST "")
+                         : attribute_name(name.xml(), nullptr);
+        found_ = as_node(wanted.find(element_.node));
+        if (found_ == nullptr) {
+            found_ = declared_attribute(element_.node, name.xml(), uri ? uri->xml() : nullptr);
+        }
+    }
+    // False when one of the arguments is null.
+    [[nodiscard]] bool asked() const noexcept { return asked_; }
+    [[nodiscard]] const named_node &element() const noexcept { return element_; }
+    [[nodiscard]] xmlNodePtr found() const noexcept { return found_; }
+
+  private:
+    named_node element_;
+    xmlNodePtr found_ = nullptr;
+    bool asked_ = false;
+};
+
+host::datum attribute_value(host::call &call, const package_function &function, bool by_namespace) {
+    const attribute_search search(call, function, by_namespace);
+    if (search.found() == nullptr) {
+        return call.null();
+    }
+    text_room room;
+    const text_piece value = node_text(search.found(), room);
+    return value.bytes == nullptr ? call.null() : text_result(value.bytes, value.size);
+}
+
+host::datum attribute_exists(host::call &call, const package_function &function,
+                             bool by_namespace) {
+    const attribute_search search(call, function, by_namespace);
+    return search.asked() ? host::from_boolean(search.found() != nullptr) : call.null();
+}
+
+host::datum attribute_node(host::call &call, const package_function &function, bool by_namespace) {
+    const attribute_search search(call, function, by_namespace);
+    const bool has_node = search.found() != nullptr && is_attribute(search.found());
+    return has_node ? own_handle(*search.element().entry, search.found()) : call.null();
+}
+
+host::datum elements_below(const named_node &top, const element_name &wanted) {
+    return list_result(*top.entry, [&](node_collector &found) {
+        for (xmlNodePtr node = next_below(top.node, top.node); node != nullptr;
+             node = next_below(node, top.node)) {
+            if (wanted.matches(node)) {
+                found.add(node);
+            } else {
+                found.pass_by();
+            }
+        }
+    });
+}
+
+} // namespace
+
+PKG_DBE_XML_FUNCTION(xmldom_get_attribute) { return attribute_value(call, k_get_attribute, false); }
+
+PKG_DBE_XML_FUNCTION(xmldom_get_attribute_ns) {
+    return attribute_value(call, k_get_attribute_ns, true);
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_has_attribute) {
+    return attribute_exists(call, k_has_attribute, false);
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_has_attribute_ns) {
+    return attribute_exists(call, k_has_attribute_ns, true);
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_get_attribute_node) {
+    return attribute_node(call, k_get_attribute_node, false);
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_get_attribute_node_ns) {
+    return attribute_node(call, k_get_attribute_node_ns, true);
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_has_attributes) {
+    const named_node named = package_call(call, k_has_attributes).node(0);
+    return named ? host::from_boolean(first_attribute(named.node) != nullptr) : call.null();
+}
+
+// The map of an element's attributes, null for every other node.
+PKG_DBE_XML_FUNCTION(xmldom_get_attributes) {
+    const named_node named = package_call(call, k_get_attributes).node(0);
+    return named && named.node->type == XML_ELEMENT_NODE ? own_map(*named.entry, named.node)
+                                                         : call.null();
+}
+
+// "*" means any name.
+PKG_DBE_XML_FUNCTION(xmldom_get_elements_by_tag_name) {
+    const named_node top = package_call(call, k_get_elements_by_tag_name).node(0, k_searched);
+    if (!top || call.is_null(1)) {
+        return call.null();
+    }
+    const utf8_argument name(call.value(1));
+    return elements_below(top, element_name(name.xml(), nullptr));
+}
+
+// "*" means any name or any namespace; null and the empty text mean none.
+PKG_DBE_XML_FUNCTION(xmldom_get_elements_by_tag_name_ns) {
+    const named_node top = package_call(call, k_get_elements_by_tag_name_ns).node(0, k_searched);
+    if (!top || call.is_null(1)) {
+        return call.null();
+    }
+    const utf8_argument name(call.value(1));
+    std::optional<utf8_argument> uri;
+    if (!call.is_null(2)) {
+        uri.emplace(call.value(2));
+    }
+    return elements_below(top, element_name(name.xml(), uri ? uri->xml() : BAD_CAST ""));
+}
+
+} // namespace pkg_dbe_xml

@@ -161,6 +161,7 @@ struct family {
     document_entry *ids;  // the document ids that belong to the family
     kept_objects<xmlDocPtr> copies; // documents imported into it
     xmlNsPtr namespaces;            // of freed trees, that nodes elsewhere may use
+    xmlNodePtr remains;             // of trees that a call had no time to free, chained by `next`
     XmlParserHashEntry *parsers;    // parser objects that handed `main` over and still name it
 };
 

@@ -18,7 +18,11 @@ struct parse_limit_settings {
     int max_particles = 500;
     // Attributes of one element, defaults included. libxml2 compares each with each.
     int max_attributes = 10000;
+    // Work beyond going through the text once: so many millions of steps, and k_work_per_byte for
+    // each byte of the text. A slow machine does a step in a nanosecond.
+    int work = 1200;
 };
+inline constexpr int k_work_per_byte = 40;
 extern constinit PKG_DBE_XML_SESSION_STORAGE parse_limit_settings parse_limits;
 
 // The names under which the limits appear in messages, and as settings.
@@ -27,5 +31,6 @@ inline constexpr const char *k_budget_factor_name = "pkg_dbe_xml.parse_budget_fa
 inline constexpr const char *k_max_depth_name = "pkg_dbe_xml.max_depth";
 inline constexpr const char *k_max_particles_name = "pkg_dbe_xml.max_content_particles";
 inline constexpr const char *k_max_attributes_name = "pkg_dbe_xml.max_attributes";
+inline constexpr const char *k_work_name = "pkg_dbe_xml.parse_work";
 
 } // namespace host

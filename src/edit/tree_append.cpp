@@ -6,12 +6,18 @@
 #include "edit/tree_append.hpp"
 
 #include "edit/tree_attributes.hpp"
+#include "host/error.hpp"
 #include "libxml/xml.hpp"
 #include "tree/immutable_nodes.hpp"
+
+#include <cstddef>
 
 namespace pkg_dbe_xml {
 
 namespace {
+
+// Levels between two looks at whether the statement was asked to stop.
+constexpr std::size_t k_levels_between_polls = 65536;
 
 [[nodiscard]] bool can_hold_children(xmlElementType type) noexcept {
     switch (type) {
@@ -75,9 +81,13 @@ namespace {
             parent->type != XML_DOCUMENT_NODE);
 }
 
-[[nodiscard]] bool is_inside(const xmlNode *node, const xmlNode *top) noexcept {
+[[nodiscard]] bool is_inside(const xmlNode *node, const xmlNode *top) {
+    std::size_t levels = 0;
     while (node != nullptr && node != top) {
         node = node->parent;
+        if (++levels % k_levels_between_polls == 0) {
+            host::check_for_interrupts();
+        }
     }
     return node == top;
 }
@@ -118,7 +128,7 @@ void set_document_of_tree(xmlNodePtr top, xmlDocPtr document) noexcept {
 
 } // namespace
 
-bool may_append(const xmlNode *parent, const xmlNode *child) noexcept {
+bool may_append(const xmlNode *parent, const xmlNode *child) {
     if (parent == child || !can_hold_children(parent->type) || !can_be_child(child->type) ||
         !respects_attributes(parent, child)) {
         return false;

@@ -9,8 +9,8 @@
 namespace pkg_dbe_xml {
 
 // Whether `child` may stand below `parent`: types that can hold it, nothing immutable, no node
-// below itself.
-[[nodiscard]] bool may_append(const xmlNode *parent, const xmlNode *child) noexcept;
+// below itself. Costs the depth of `parent`; throws when the statement is asked to stop meanwhile.
+[[nodiscard]] bool may_append(const xmlNode *parent, const xmlNode *child);
 // The text node that takes up the text of `child` once the child has left its old place, null when
 // the child will stand on its own.
 [[nodiscard]] xmlNodePtr merge_target(xmlNodePtr parent, const xmlNode *child) noexcept;

@@ -5,6 +5,7 @@
 
 #include "edit/tree_copy.hpp"
 
+#include "edit/namespace_index.hpp"
 #include "edit/tree_attributes.hpp"
 #include "edit/tree_namespaces.hpp"
 #include "error_reports.hpp"
@@ -84,15 +85,6 @@ void link_last(xmlNodePtr parent, xmlNodePtr child) noexcept {
     return text == nullptr ? 0 : xmlStrlen(text);
 }
 
-[[nodiscard]] xmlNsPtr declaration_of(const xmlNode *element, const xmlChar *prefix) noexcept {
-    for (xmlNsPtr record = element->nsDef; record != nullptr; record = record->next) {
-        if (xmlStrEqual(record->prefix, prefix) != 0) {
-            return record;
-        }
-    }
-    return nullptr;
-}
-
 // The declarations of a copied document type know their document.
 void adopt_document_type(xmlDocPtr document, xmlNodePtr document_type) noexcept {
     document->intSubset = reinterpret_cast<xmlDtdPtr>(document_type);
@@ -128,19 +120,38 @@ class copier {
     void copy_declarations(const xmlNode *source, xmlNodePtr copy);
     [[nodiscard]] xmlNsPtr copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute);
     [[nodiscard]] xmlNsPtr declare(xmlNodePtr element, const xmlNs *source);
+    [[nodiscard]] xmlNsPtr declaration_of(const xmlNode *element, const xmlChar *prefix);
+    [[nodiscard]] declared_prefixes &declared_by(const xmlNode *element) noexcept {
+        return element == top_ ? of_top_ : of_element_;
+    }
 
     host::tree_scope scope_;
     xmlDocPtr target_;
     xmlNodePtr top_ = nullptr; // the element of the copy that stands above the others
     namespace_copies namespaces_;
     poll_counter poll_;
+    declared_prefixes of_top_;     // what the top declares
+    declared_prefixes of_element_; // what the element that is being copied declares
+    kept_namespaces kept_;
 };
 
+// For a prefix that the element does not declare yet.
 xmlNsPtr copier::declare(xmlNodePtr element, const xmlNs *source) {
-    xmlNsPtr const made = xmlNewNs(element, source->href, source->prefix);
+    xmlNsPtr const made = xmlNewNs(nullptr, source->href, source->prefix);
+    if (made != nullptr) {
+        declared_by(element).append(element, made);
+    }
     check(made);
     mark_used_inside(made);
     return made;
+}
+
+xmlNsPtr copier::declaration_of(const xmlNode *element, const xmlChar *prefix) {
+    xmlNsPtr const found = declared_by(element).find(element, prefix);
+    if (scope_.refused()) {
+        report(reports::out_of_memory);
+    }
+    return found;
 }
 
 // The record that a node of the copy uses for what its original uses. A namespace declared outside
@@ -155,7 +166,7 @@ xmlNsPtr copier::copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute
     }
     // An attribute without a prefix cannot get its namespace from a declaration.
     if (element == nullptr || (for_attribute && source->prefix == nullptr)) {
-        return shared_namespace(target_, source->href, source->prefix);
+        return kept_.get(target_, source->href, source->prefix);
     }
     xmlNsPtr found = declaration_of(top_, source->prefix);
     if (found == nullptr) {
@@ -173,12 +184,13 @@ xmlNsPtr copier::copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute
     }
     return xmlStrEqual(found->href, source->href) != 0
                ? found
-               : shared_namespace(target_, source->href, source->prefix);
+               : kept_.get(target_, source->href, source->prefix);
 }
 
 void copier::copy_declarations(const xmlNode *source, xmlNodePtr copy) {
     xmlNsPtr last = nullptr;
     for (xmlNsPtr record = source->nsDef; record != nullptr; record = record->next) {
+        poll_.step();
         xmlNsPtr const made = xmlNewNs(nullptr, record->href, record->prefix);
         if (made != nullptr) {
             (last == nullptr ? copy->nsDef : last->next) = made;
@@ -236,6 +248,7 @@ void copier::complete_attribute(const xmlNode *source, xmlNodePtr copy, xmlNodeP
         copy->ns = copy_of(source->ns, element, true);
     }
     for (const xmlNode *child = source->children; child != nullptr; child = child->next) {
+        poll_.step();
         link_last(copy, copy_bare(child).release());
     }
 }
@@ -244,6 +257,7 @@ void copier::copy_attributes(const xmlNode *source, xmlNodePtr copy) {
     xmlAttrPtr last = nullptr;
     for (const xmlAttr *attribute = source->properties; attribute != nullptr;
          attribute = attribute->next) {
+        poll_.step();
         const auto *const original = reinterpret_cast<const xmlNode *>(attribute);
         auto *const made = reinterpret_cast<xmlAttrPtr>(copy_bare(original).release());
         made->parent = copy;

@@ -34,6 +34,11 @@ xmlNsPtr shared_namespace(xmlDocPtr document, const xmlChar *uri, const xmlChar 
         }
         before = record;
     }
+    return add_shared_namespace(document, uri, prefix);
+}
+
+xmlNsPtr add_shared_namespace(xmlDocPtr document, const xmlChar *uri, const xmlChar *prefix) {
+    xmlNsPtr const first = xml_namespace(document);
     const host::tree_scope scope;
     xml_ns_ptr made(xmlNewNs(nullptr, uri, prefix));
     if (made == nullptr || scope.refused()) {

@@ -11,5 +11,8 @@ namespace pkg_dbe_xml {
 // declares; it lives as long as the document. Reports out_of_memory.
 [[nodiscard]] xmlNsPtr shared_namespace(xmlDocPtr document, const xmlChar *uri,
                                         const xmlChar *prefix);
+// Adds one that the document does not keep yet. Reports out_of_memory.
+[[nodiscard]] xmlNsPtr add_shared_namespace(xmlDocPtr document, const xmlChar *uri,
+                                            const xmlChar *prefix);
 
 } // namespace pkg_dbe_xml

@@ -5,11 +5,16 @@
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
 #include "text/encoding_handler.hpp"
+#include "text/text_output.hpp"
 #include "tree/pkg_xml_dom_common.hpp"
+#include "tree/poll_counter.hpp"
+#include "write/tree_writer.hpp"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -27,6 +32,9 @@ struct document_line {
 };
 using document_lines = growing_array<document_line, 4>;
 using report_text = growing_array<xmlChar, 512>;
+
+// Bytes from which on libxml2 takes long enough to write a value.
+constexpr std::size_t k_long_value = 1024 * 1024;
 
 struct hexadecimal_key {
     char digits[2 * k_key_size + 1];
@@ -60,16 +68,69 @@ int count_bytes(void *state, const char * /*bytes*/, int size) noexcept {
     return host::interrupts_pending() ? -1 : size;
 }
 
+// Long values of attributes, which libxml2 cannot be stopped in: they are taken out of the tree
+// while it is written, and counted by themselves.
+class long_values {
+  public:
+    explicit long_values(xmlDocPtr document) {
+        auto *const top = reinterpret_cast<xmlNodePtr>(document);
+        poll_counter poll;
+        for (xmlNodePtr node = top; node != nullptr; node = next_below(node, top)) {
+            for (xmlAttrPtr attribute = first_attribute(node); attribute != nullptr;
+                 attribute = attribute->next) {
+                look(attribute);
+            }
+            poll.step();
+        }
+        for (const value &each : values_) { // nothing fails from here on
+            each.text->content = BAD_CAST "";
+        }
+    }
+    ~long_values() {
+        for (const value &each : values_) {
+            each.text->content = each.content;
+        }
+    }
+    long_values(const long_values &) = delete;
+    long_values &operator=(const long_values &) = delete;
+    // Bytes that they become.
+    [[nodiscard]] std::int64_t size() const noexcept { return size_; }
+
+  private:
+    struct value {
+        xmlNodePtr text;
+        xmlChar *content;
+    };
+    void look(const xmlAttr *attribute) {
+        xmlNodePtr const text = attribute->children;
+        if (text == nullptr || text->type != XML_TEXT_NODE || text->content == nullptr ||
+            strnlen(reinterpret_cast<const char *>(text->content), k_long_value) < k_long_value) {
+            return;
+        }
+        text_output output(0);
+        write_attribute_text(text, output);
+        size_ += output.size();
+        values_.push_back({text, text->content});
+    }
+
+    growing_array<value, 4> values_;
+    std::int64_t size_ = 0;
+};
+
 // Bytes of the document when it is written in its own encoding; 0 when libxml2 does not know that
 // encoding. Nothing is kept of what is written. Reports out_of_memory.
 std::int64_t serialised_size(xmlDocPtr document) {
     std::int64_t size = 0;
     bool refused = false;
+    const bool converts =
+        document->encoding != nullptr && xmlStrcasecmp(document->encoding, BAD_CAST "UTF-8") != 0;
+    std::optional<long_values> apart;
+    if (!converts && knows_libxml2()) {
+        size = apart.emplace(document).size();
+    }
     {
         const host::xml_scope scope;
         const char *encoding = reinterpret_cast<const char *>(document->encoding);
-        const bool converts = document->encoding != nullptr &&
-                              xmlStrcasecmp(document->encoding, BAD_CAST "UTF-8") != 0;
         encoding_handler_ptr handler(converts ? find_encoding_handler(encoding) : nullptr);
         if (!scope.refused() && (!converts || handler != nullptr)) {
             xmlOutputBufferPtr buffer = make_output_buffer(count_bytes, &size, std::move(handler));

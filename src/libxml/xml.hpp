@@ -118,6 +118,7 @@ struct parse_diagnostics {
     std::uint32_t validity_errors; // how many in all
     bool has_doctype;              // the document has a document type declaration
     const char *limit;             // the setting whose limit ended the parse, null when none did
+    std::int64_t work;             // steps charged for (src/libxml/xml_work.hpp)
 };
 
 // Parses `length` bytes of UTF-8 text. `document_mode` is true for documents made from text, false
@@ -129,6 +130,16 @@ struct parse_diagnostics {
 [[nodiscard]] xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text,
                                       std::size_t length, int options, bool document_mode,
                                       parse_diagnostics &diagnostics);
+
+// Frees a document, of any size; null is passed over. When the statement is asked to stop
+// meanwhile, the rest is freed later: by the session's next parse or its next call of this.
+void free_document(xmlDocPtr document) noexcept;
+// Frees a node that stands nowhere, with all below it. False when the statement was asked to stop
+// before it was done: then the node is still there, with part of what was below it.
+[[nodiscard]] bool free_tree(xmlNodePtr top) noexcept;
+
+// Makes such a node the first child of its document, which is about to be freed.
+void hang_on_document(xmlNodePtr top) noexcept;
 
 // Frees what a cancelled parse has left behind because it would have taken too long; for the end
 // of a session. Otherwise the next parse does it.

@@ -6,6 +6,7 @@
 #include "libxml/xml_parse_run.hpp"
 
 #include "host/limits.hpp"
+#include "libxml/xml_work.hpp"
 
 #include <libxml/SAX2.h>
 #include <libxml/parserInternals.h>
@@ -107,6 +108,11 @@ void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, co
         charge(run, context,
                k_node_cost * (1 + namespace_count) + cost_of(attributes, attribute_count));
     }
+    work_for_element(run, context,
+                     {name, prefix, uri, namespace_count, attribute_count, attributes});
+    if (run.stopped) [[unlikely]] {
+        return;
+    }
     xmlSAX2StartElementNs(data, name, prefix, uri, namespace_count, namespaces, attribute_count,
                           defaulted_count, attributes);
 }
@@ -122,11 +128,12 @@ void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
 struct model_size {
     int particles; // names and groups
     std::int64_t optional;
+    int alternatives; // members of choices
 };
 
 // Counts no further than to one particle more than `most`.
 model_size measure_model(const xmlElementContent *model, int most) noexcept {
-    model_size size{0, 0};
+    model_size size{0, 0, 0};
     const xmlElementContent *particle = model;
     while (particle != nullptr && size.particles <= most) {
         ++size.particles;
@@ -134,6 +141,7 @@ model_size measure_model(const xmlElementContent *model, int most) noexcept {
             particle->ocur == XML_ELEMENT_CONTENT_MULT) {
             ++size.optional;
         }
+        size.alternatives += particle->type == XML_ELEMENT_CONTENT_OR;
         if (particle->c1 != nullptr) {
             particle = particle->c1;
             continue;
@@ -166,39 +174,33 @@ void on_element_declaration(void *data, const xmlChar *name, int type,
     }
     run.declaration_text = 0;
     charge(run, context, size.optional * size.optional * size.optional / k_model_steps_per_byte);
+    if (!run.stopped) {
+        work_for_element_declaration(run, context, name, type, model, size.particles,
+                                     size.alternatives);
+    }
     if (run.stopped) [[unlikely]] {
         return;
     }
     xmlSAX2ElementDecl(data, name, type, model);
 }
 
-// How many attributes were declared for one element, this one included; 0 when memory ran out.
-std::int64_t count_declaration(parse_run &run, const xmlChar *element) noexcept {
-    if (run.declared == nullptr) {
-        run.declared = xmlHashCreate(0);
-    }
-    const auto count = reinterpret_cast<std::intptr_t>(xmlHashLookup(run.declared, element)) + 1;
-    const bool counted =
-        run.declared != nullptr &&
-        xmlHashUpdateEntry(run.declared, element, reinterpret_cast<void *>(count), nullptr) == 0;
-    return counted ? count : 0;
-}
-
-void admit_declaration(parse_run &run, xmlParserCtxtPtr context, const xmlChar *element,
-                       int type) noexcept {
+// The weight of the type that an attribute is declared for; null when the parse is to stop.
+type_weight *admit_declaration(parse_run &run, xmlParserCtxtPtr context, const xmlChar *element,
+                               int type) noexcept {
     if (must_stop(run, context)) {
-        return;
+        return nullptr;
     }
     run.declaration_text = 0;
-    const std::int64_t count = count_declaration(run, element);
-    if (count > parse_limits.max_attributes) {
-        stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
-    } else if (count == 0) {
+    type_weight *const weight = weight_of_declared(run, element);
+    if (weight == nullptr) {
         run.stopped = true; // the gate knows why
         halt_context(context);
+    } else if (weight->attributes >= parse_limits.max_attributes) {
+        stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
     } else if (type == XML_ATTRIBUTE_ID) {
-        charge(run, context, k_error_cost * (count - 1));
+        charge(run, context, k_error_cost * weight->attributes);
     }
+    return run.stopped ? nullptr : weight;
 }
 
 // libxml2 has compared each value with each by now. Later versions do not tell while they read them
@@ -217,8 +219,12 @@ void on_attribute_declaration(void *data, const xmlChar *element, const xmlChar 
                               xmlEnumerationPtr values) noexcept {
     auto *context = static_cast<xmlParserCtxtPtr>(data);
     parse_run &run = *current_run;
-    admit_declaration(run, context, element, type);
-    charge_values(run, context, values);
+    type_weight *const weight = admit_declaration(run, context, element, type);
+    if (weight != nullptr) {
+        charge_values(run, context, values);
+        work_for_attribute_declaration(run, context, *weight, type, default_kind,
+                                       default_value != nullptr, values);
+    }
     if (run.stopped) {
         xmlFreeEnumeration(values);
         return;
@@ -319,9 +325,24 @@ void forget_location(xmlEntityPtr entity) noexcept {
     }
 }
 
+// One more in the tables of the document type.
+void count_declared(parse_run &run, xmlParserCtxtPtr context) noexcept {
+    if (++run.types_declared % 512 == 0) {
+        widen_tables(run, context);
+    }
+}
+
+void on_notation_declaration(void *data, const xmlChar *name, const xmlChar *public_id,
+                             const xmlChar *system_id) noexcept {
+    current_run->declaration_text = 0;
+    count_declared(*current_run, static_cast<xmlParserCtxtPtr>(data));
+    xmlSAX2NotationDecl(data, name, public_id, system_id);
+}
+
 void on_entity_declaration(void *data, const xmlChar *name, int type, const xmlChar *public_id,
                            const xmlChar *system_id, xmlChar *content) noexcept {
     current_run->declaration_text = 0;
+    count_declared(*current_run, static_cast<xmlParserCtxtPtr>(data));
     xmlSAX2EntityDecl(data, name, type, public_id, system_id, content);
     const bool parameter =
         type == XML_INTERNAL_PARAMETER_ENTITY || type == XML_EXTERNAL_PARAMETER_ENTITY;
@@ -365,7 +386,16 @@ void on_end_document(void *data) noexcept {
     if (context == run.context && input != nullptr && input->cur < input->end) {
         note_text_left(run);
     }
+    check_references(run, context);
+    xmlDocPtr const document = context->myDoc;
+    void *const references = document == nullptr ? nullptr : document->refs;
+    if (document != nullptr) {
+        document->refs = nullptr; // these were checked
+    }
     xmlSAX2EndDocument(data);
+    if (document != nullptr) {
+        document->refs = references;
+    }
 }
 
 } // namespace
@@ -391,6 +421,7 @@ void set_limit_callbacks(xmlParserCtxtPtr context) noexcept {
     handler.elementDecl = on_element_declaration;
     handler.attributeDecl = on_attribute_declaration;
     handler.entityDecl = on_entity_declaration;
+    handler.notationDecl = on_notation_declaration;
     handler.getEntity = on_get_entity;
     handler.getParameterEntity = on_get_parameter_entity;
     handler.internalSubset = on_internal_subset;

@@ -5,6 +5,7 @@
 #include "libxml/xml_parse_run.hpp"
 
 #include "host/limits.hpp"
+#include "libxml/xml_work.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -94,6 +95,10 @@ int read_text(void *state, char *buffer, int size) noexcept {
         }
     }
     const std::size_t count = std::min(static_cast<std::size_t>(size), run.length - run.position);
+    work_for_text(run, nullptr, static_cast<std::int64_t>(count));
+    if (run.stopped) [[unlikely]] {
+        return 0;
+    }
     std::memcpy(buffer, run.text + run.position, count);
     run.position += count;
     return static_cast<int>(count);
@@ -152,6 +157,11 @@ std::int64_t budget_for(std::size_t length) noexcept {
            parse_limits.budget_factor * static_cast<std::int64_t>(length);
 }
 
+std::int64_t work_for(std::size_t length) noexcept {
+    constexpr std::int64_t k_million = 1'000'000;
+    return parse_limits.work * k_million + k_work_per_byte * static_cast<std::int64_t>(length);
+}
+
 // Arms the gate for as long as it lives.
 class watched_parse {
   public:
@@ -189,7 +199,7 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
         document = xmlCtxtReadIO(run.context, read_text, end_text, &run, nullptr, nullptr,
                                  options | XML_PARSE_IGNORE_ENC);
         static_cast<void>(must_stop(run, nullptr));
-        xmlHashFree(run.declared, nullptr);
+        forget_weights(run);
     }
     if (document == nullptr) {
         return nullptr;
@@ -271,7 +281,11 @@ void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept {
 
 void note_xml_error(void * /*context*/, xml_error *error) noexcept {
     parse_run *run = current_run;
-    if (run == nullptr || run->stopped || error == nullptr || error->level <= XML_ERR_WARNING) {
+    if (run == nullptr || run->stopped || error == nullptr) {
+        return;
+    }
+    work_for_error(*run);
+    if (error->level <= XML_ERR_WARNING) {
         return;
     }
     if (is_validity_error(*error)) {
@@ -311,6 +325,7 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
         run.length = length;
         run.diagnostics = &diagnostics;
         run.budget = budget_for(length);
+        run.work_allowed = work_for(length);
         run.start = gate.bytes_in_use;
         run.entity_start = run.start;
         run.gated = gate_in_force();
@@ -321,6 +336,7 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
         {
             const xml_scope scope;
             document = run_parse(run, options);
+            diagnostics.work = run.work;
             starved = scope.refused() && !gate.budget_spent && !run.cancelled;
         }
         if (run.cancelled) {

@@ -11,6 +11,12 @@
 
 namespace host {
 
+// Up to how many entries the tables of a document are wide enough.
+struct table_widths {
+    int ids, refs, weights, special, defaults;
+    int attributes, elements, notations, entities, parameters;
+};
+
 struct parse_run {
     xmlParserCtxtPtr context; // the one the parse was begun with; entities are parsed in others
     const char *text;
@@ -24,15 +30,20 @@ struct parse_run {
     std::int64_t text_begun;   // position and entity text when the text node was begun that
     std::int64_t entity_text;  // grows at present; bytes of entity text in all
     std::int64_t declaration_text; // bytes read since the last declaration ended
-    xmlHashTablePtr declared; // attributes declared, by the name of the element; made when needed
-    int depth;                // open elements, entities included
-    int namespaces;           // what libxml2 had of them at the last tag
-    bool gated;               // the gate counts what libxml2 allocates
-    bool polls;               // watches for requests to stop
-    bool stopped;     // by a limit or a request; nothing that libxml2 returns counts any more
-    bool cancelled;   // a request was the reason
-    bool fatal_noted; // the first error noted is one against well-formedness
-    bool text_left;   // the document ended before its text did
+    std::int64_t work;             // steps done (src/libxml/xml_work.hpp)
+    std::int64_t work_allowed;     // and how many may be
+    xmlHashTablePtr weights;       // type_weight, by the name of the type; made when needed
+    table_widths widths;           // of tables that were widened
+    std::uint32_t types_declared, attributes_declared, elements_with_attributes;
+    bool has_heavy_types; // elements of some types cost more than others
+    int depth;            // open elements, entities included
+    int namespaces;       // what libxml2 had of them at the last tag
+    bool gated;           // the gate counts what libxml2 allocates
+    bool polls;           // watches for requests to stop
+    bool stopped;         // by a limit or a request; nothing that libxml2 returns counts any more
+    bool cancelled;       // a request was the reason
+    bool fatal_noted;     // the first error noted is one against well-formedness
+    bool text_left;       // the document ended before its text did
 };
 // Null while no parse is in progress.
 extern constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run;

@@ -350,7 +350,7 @@ void let_go_of_all(xmlNodePtr chain) noexcept;
 // The end of a family: puts the root of the detached tree that is kept for `node` on the chain, and
 // frees all trees of the chain. Whatever else such a tree is kept for is on the chain with it.
 void collect_tree(xmlNodePtr &chain, xmlNodePtr node) noexcept;
-void free_collected(xmlNodePtr chain) noexcept;
+void free_collected(family &owner, xmlNodePtr chain) noexcept;
 
 // What release_entry does for the handle of a list, and for the own handle of a document.
 void release_list_or_document(XMLHashEntry &entry);

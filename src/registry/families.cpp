@@ -128,16 +128,14 @@ void end_family(registry &state, family &owner) noexcept {
         leave_family(document);
     }
     forget_parsers(owner);
-    free_collected(collected);
+    free_collected(owner, collected);
     xmlFreeNsList(owner.namespaces);
     for (std::size_t index = 0; index < owner.copies.count; ++index) {
-        xmlFreeDoc(owner.copies.objects[index]);
+        host::free_document(owner.copies.objects[index]);
     }
     xmlDocPtr const main = owner.main;
     discard_family(state, owner);
-    if (main != nullptr) {
-        xmlFreeDoc(main);
-    }
+    host::free_document(main);
     host::give_memory_back(before - host::gate.bytes_in_use);
 }
 

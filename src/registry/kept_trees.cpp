@@ -12,6 +12,8 @@
 #include "libxml/xml.hpp"
 #include "tree/namespace_marks.hpp"
 
+#include <algorithm>
+
 namespace pkg_dbe_xml {
 namespace {
 
@@ -127,13 +129,26 @@ void save_namespaces(family &owner, xmlNodePtr top) noexcept {
     }
 }
 
+// There is no time to free the rest of a tree: the statement is to stop. It goes with its family.
+void leave_for_later(family *owner, xmlNodePtr root) noexcept {
+    if (owner == nullptr) {
+        xmlFreeNode(root);
+        return;
+    }
+    root->next = owner->remains;
+    owner->remains = root;
+}
+
 void free_tree(xmlNodePtr root) noexcept {
     const host::tree_scope scope;
     const std::int64_t before = host::gate.bytes_in_use;
-    if (family *const owner = family_of_document(root->doc)) {
+    family *const owner = family_of_document(root->doc);
+    if (owner != nullptr) {
         save_namespaces(*owner, root);
     }
-    xmlFreeNode(root);
+    if (!host::free_tree(root)) {
+        leave_for_later(owner, root);
+    }
     host::give_memory_back(before - host::gate.bytes_in_use);
 }
 
@@ -287,12 +302,35 @@ void collect_tree(xmlNodePtr &chain, xmlNodePtr node) noexcept {
     chain = node;
 }
 
-void free_collected(xmlNodePtr chain) noexcept {
+// Frees a tree of a family that ends. What there is no time for goes with its document.
+static void free_or_hand_on(const family &owner, xmlNodePtr root) noexcept {
+    if (host::free_tree(root)) {
+        return;
+    }
+    const auto *const copies = owner.copies.objects;
+    const auto *const copies_end = copies + owner.copies.count;
+    const bool is_own =
+        root->doc != nullptr &&
+        (root->doc == owner.main || std::find(copies, copies_end, root->doc) != copies_end);
+    if (is_own) {
+        host::hang_on_document(root);
+    } else {
+        xmlFreeNode(root);
+    }
+}
+
+void free_collected(family &owner, xmlNodePtr chain) noexcept {
     while (chain != nullptr) {
         xmlNodePtr const node = chain;
         chain = rest_of(names_and_marks(node));
         node->_private = nullptr;
-        xmlFreeNode(node);
+        free_or_hand_on(owner, node);
+    }
+    while (owner.remains != nullptr) {
+        xmlNodePtr const node = owner.remains;
+        owner.remains = node->next;
+        node->next = nullptr;
+        free_or_hand_on(owner, node);
     }
 }
 

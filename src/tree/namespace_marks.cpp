@@ -19,6 +19,12 @@ xmlDoc *used_inside() noexcept {
 void mark_used_inside(xmlNsPtr record) noexcept { set_context(record, used_inside()); }
 
 void mark_used_outside(const xmlNode *leaving) noexcept {
+    const bool may_use_namespaces = leaving->type == XML_ELEMENT_NODE ||
+                                    leaving->type == XML_ATTRIBUTE_NODE ||
+                                    first_child(leaving) != nullptr;
+    if (!may_use_namespaces) {
+        return;
+    }
     for (const xmlNode *above = leaving->parent; above != nullptr; above = above->parent) {
         for (xmlNsPtr record = declared_namespaces(above); record != nullptr;
              record = record->next) {

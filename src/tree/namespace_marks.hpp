@@ -10,7 +10,8 @@ namespace pkg_dbe_xml {
 // declarations of entities may use them.
 void mark_used_inside(xmlNsPtr record) noexcept;
 // What stands in a tree is about to leave its parent: from now on it may use, from outside, what
-// the elements above it declare. Costs the depth of the node; nothing when it has no parent.
+// the elements above it declare. Costs the depth of the node; nothing when it has no parent,
+// or is a text, which uses no namespace.
 void mark_used_outside(const xmlNode *leaving) noexcept;
 // True when nodes that do not stand in the element may use a namespace record that it declares.
 [[nodiscard]] bool declares_for_others(const xmlNode *element) noexcept;

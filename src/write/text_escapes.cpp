@@ -2,6 +2,8 @@
 
 #include "write/text_escapes.hpp"
 
+#include "host/error.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -23,6 +25,9 @@ constexpr std::size_t k_piece = 4096;
 constexpr std::size_t k_longest_reference = 8;
 // Bytes that are written ahead of what counts.
 constexpr std::size_t k_block = 16;
+// Bytes between two looks at whether the statement was asked to stop.
+constexpr std::size_t k_bytes_between_polls = 1024 * 1024;
+static_assert(k_bytes_between_polls % k_piece == 0);
 
 enum class place { text, attribute };
 
@@ -148,13 +153,21 @@ void write_escaped(text_output &output, const xmlChar *bytes) {
         output.advance_to(escape<where, rules>(next, text, piece));
         text += piece;
         left -= piece;
+        if (left % k_bytes_between_polls < k_piece) [[unlikely]] {
+            host::check_for_interrupts();
+        }
     }
 }
 
-[[nodiscard]] bool is_ascii(const xmlChar *text) noexcept {
+[[nodiscard]] bool is_ascii(const xmlChar *text) {
+    std::size_t until_poll = k_bytes_between_polls;
     for (; *text != 0; ++text) {
         if (*text >= 0x80) {
             return false;
+        }
+        if (--until_poll == 0) [[unlikely]] {
+            until_poll = k_bytes_between_polls;
+            host::check_for_interrupts();
         }
     }
     return true;
@@ -254,7 +267,11 @@ void write_ascii_attribute(text_output &output, const xmlChar *text, invalid_byt
         write_escaped<place::attribute, escape_rules::early>(output, text);
         return;
     }
+    std::size_t steps = 0;
     while (*text != 0) {
+        if (++steps % k_bytes_between_polls == 0) [[unlikely]] {
+            host::check_for_interrupts();
+        }
         char *next = output.room(k_block + k_longest_reference);
         if (*text < 0x80 || text[1] == 0) {
             next = escape<place::attribute, escape_rules::early>(

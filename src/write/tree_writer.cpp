@@ -72,6 +72,13 @@ struct tree_writer {
     unsigned until_poll = k_nodes_between_polls;
 };
 
+void poll(tree_writer &writer) {
+    if (--writer.until_poll == 0) [[unlikely]] {
+        writer.until_poll = k_nodes_between_polls;
+        host::check_for_interrupts();
+    }
+}
+
 [[nodiscard]] inline char *indent(const tree_writer &writer, char *next) noexcept {
     const auto width = static_cast<std::size_t>(2 * std::min(writer.level, k_deepest_indent));
     std::memcpy(next, k_blanks.data(), width);
@@ -156,6 +163,7 @@ void write_namespaces(const tree_writer &writer, const xmlNode *element) {
 void write_attributes(tree_writer &writer, const xmlAttr *attribute) {
     text_output &output = writer.output;
     for (; attribute != nullptr; attribute = attribute->next) {
+        poll(writer);
         const qualified_name name(attribute->ns, attribute->name);
         char *next = output.room(name.room());
         *next++ = ' ';
@@ -391,13 +399,6 @@ void append_node_with_libxml2(xmlNodePtr node, text_output &output) {
     return false;
 }
 
-void poll(tree_writer &writer) {
-    if (--writer.until_poll == 0) [[unlikely]] {
-        writer.until_poll = k_nodes_between_polls;
-        host::check_for_interrupts();
-    }
-}
-
 // A node and everything below it. False when it is not for this writer.
 [[nodiscard]] bool write_tree(tree_writer &writer, xmlNodePtr root) {
     xmlNodePtr node = root;
@@ -478,6 +479,11 @@ bool write_node_by(const output_rules &rules, xmlNodePtr node, text_output &outp
     }
     tree_writer writer{output, nullptr, rules};
     return write_tree(writer, node);
+}
+
+void write_attribute_text(const xmlNode *text, text_output &output) {
+    const tree_writer writer{output, nullptr, *rules_in_force()};
+    write_attribute_text(writer, text->doc, text->content);
 }
 
 bool knows_libxml2() { return rules_in_force() != nullptr; }

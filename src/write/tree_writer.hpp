@@ -20,6 +20,11 @@ void write_document(xmlDocPtr document, text_output &output);
 // Reports no_memory_for_buffer and out_of_memory; a statement that was asked to stop ends.
 void write_node(xmlNodePtr node, text_output &output);
 
+// Writes what a text node below an attribute becomes in a document of libxml2's own writer
+// (xmlSaveFormatFileTo) that is in UTF-8 or names no encoding. Only where knows_libxml2. A
+// statement that was asked to stop ends; libxml2 does not look for that within one value.
+void write_attribute_text(const xmlNode *text, text_output &output);
+
 // Whether this writer writes as the process's libxml2 does; else libxml2 writes.
 [[nodiscard]] bool knows_libxml2();
 // The two ways of write_document and write_node. The first gives false, having written something

@@ -24,6 +24,7 @@ SETTINGS = [
     ("max_depth", "5", "6", "0"),
     ("max_content_particles", "50", "60", "10000001"),
     ("max_attributes", "50", "60", "1.5e9"),
+    ("parse_work", "70", "80", "0"),
     ("large_object_piece", "7B", "9B", "1GB"),
 ]
 PLAIN, GRANTED, SUPER = "arrival_plain", "arrival_granted", "arrival_super"

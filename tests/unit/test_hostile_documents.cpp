@@ -129,7 +129,7 @@ const hostile k_hostile[] = {
          return "<!DOCTYPE a [<!ATTLIST b " + numbered("c", 1000, " CDATA 'x' ") + ">]><a>" +
                 repeat("<b/>", 5000) + "</a>";
      },
-     k_budget},
+     "pkg_dbe_xml.parse_work"},
     {"attribute_declarations",
      [] { return "<!DOCTYPE a [<!ATTLIST a " + numbered("c", 60000, " CDATA 'x' ") + ">]><a/>"; },
      "pkg_dbe_xml.max_attributes"},

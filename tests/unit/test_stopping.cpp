@@ -1,0 +1,155 @@
+// How soon long calls see that their statement is to stop, where one node is long or has much on
+// it: looks counted for what there is to do.
+#include "changing.hpp"
+
+#include "libxml/xml.hpp"
+#include "standalone_faults.hpp"
+#include "standalone_session.hpp"
+
+#include <libxml/xmlsave.h>
+
+namespace {
+
+using sql::call;
+namespace standalone = host::standalone;
+
+std::string repeated(std::string_view piece, int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        text += piece;
+    }
+    return text;
+}
+
+class stopping : public changing {
+  protected:
+    static std::string write(const sql::handle &of) {
+        return call(xml_dom_write_to_clob_doc, of).text();
+    }
+    // Looks while something is done.
+    template <class Action> static std::int64_t looks(Action action) {
+        const std::int64_t before = standalone::poll_count();
+        action();
+        return standalone::poll_count() - before;
+    }
+};
+
+constexpr int k_megabytes = 8;
+
+std::string long_attribute(std::string_view piece) {
+    return "<a b='" + repeated(piece, k_megabytes * 1024 * 1024 / static_cast<int>(piece.size())) +
+           "'/>";
+}
+
+TEST_F(stopping, writing_a_long_attribute) {
+    for (const char *const piece : {"&amp;&lt;", "text", "\xC3\xA4\xE2\x82\xAC"}) {
+        const sql::handle d = document(long_attribute(piece));
+        EXPECT_GE(looks([&] { write(d); }),
+                  std::string_view(piece)[0] == '&' ? 1 : k_megabytes - 1);
+        EXPECT_GE(looks([&] { call(xml_dom_write_to_clob_node, root(d)); }), 1);
+        call(xml_dom_free_document, d);
+    }
+}
+
+TEST_F(stopping, writing_a_long_text) {
+    const sql::handle d = document("<a>" + repeated("text", 2 * 1024 * 1024) + "</a>");
+    EXPECT_GE(looks([&] { write(d); }), k_megabytes - 1);
+}
+
+TEST_F(stopping, measuring_a_long_attribute) {
+    for (const char *const declaration : {"", "<?xml version='1.0' encoding='UTF-8'?>"}) {
+        for (const char *const piece : {"&amp;&lt;", "text\t", "\xC3\xA4\xE2\x82\xAC\n"}) {
+            const sql::handle d = document(declaration + long_attribute(piece));
+            sql::result told;
+            EXPECT_GE(looks([&] { told = call(xml_dom_get_doc_trees_info); }), 1);
+            // What libxml2 makes of the whole.
+            auto *const tree = reinterpret_cast<xmlDocPtr>(node(d));
+            std::int64_t size = 0;
+            {
+                const host::xml_scope scope;
+                xmlOutputBufferPtr buffer = xmlOutputBufferCreateIO(
+                    [](void *sum, const char *, int bytes) {
+                        *static_cast<std::int64_t *>(sum) += bytes;
+                        return bytes;
+                    },
+                    nullptr, &size, nullptr);
+                xmlSaveFormatFileTo(buffer, tree, reinterpret_cast<const char *>(tree->encoding),
+                                    0);
+            }
+            EXPECT_NE(told.text().find("Memory used:" + std::to_string(size) + " byte"),
+                      std::string::npos)
+                << told.text() << size;
+            EXPECT_NE(write(d).find(piece[0] == '&' ? "&amp;&lt;" : "b=\""), std::string::npos)
+                << "the value is back";
+            call(xml_dom_free_document, d);
+        }
+    }
+}
+
+// --- copies -------------------------------------------------------------------------------------
+
+std::string attributes_in_namespaces(int count) {
+    std::string text = "<r";
+    for (int i = 0; i < count; ++i) {
+        text += " xmlns:p" + std::to_string(i) + "='u" + std::to_string(i) + "'";
+    }
+    text += "><e";
+    for (int i = 0; i < count; ++i) {
+        text += " p" + std::to_string(i) + ":a='v'";
+    }
+    return text + "/></r>";
+}
+
+TEST_F(stopping, importing_many_namespaces) {
+    constexpr int k_count = 9000;
+    const sql::handle from = document(attributes_in_namespaces(k_count));
+    const sql::handle into = document("<x/>");
+    const sql::handle element = call(xml_dom_get_first_child, root(from)).handle();
+    sql::result copy;
+    EXPECT_GE(looks([&] { copy = call(xml_dom_import_node, into, element, true); }), 2);
+    const std::string text = written(copy.handle());
+    for (const int i : {0, 15, 16, 17, 4711, k_count - 1}) {
+        const std::string number = std::to_string(i);
+        const std::string declaration = " xmlns:p" + number + "=\"u" + number + "\"";
+        const std::size_t place = text.find(declaration);
+        ASSERT_NE(place, std::string::npos) << declaration;
+        EXPECT_EQ(text.find(declaration, place + 1), std::string::npos) << "once";
+        EXPECT_NE(text.find(" p" + number + ":a=\"v\""), std::string::npos);
+    }
+}
+
+// The prefixes mean something else on the top of the copy.
+TEST_F(stopping, importing_prefixes_that_are_taken) {
+    constexpr int k_count = 40;
+    std::string declared;
+    std::string declared_again;
+    std::string used;
+    for (int i = 0; i < k_count; ++i) {
+        const std::string number = std::to_string(i);
+        declared += " xmlns:p" + number + "='u" + number + "'";
+        declared_again += " xmlns:p" + number + "='x" + number + "'";
+        used += " p" + number + ":a='v'";
+    }
+    const sql::handle from =
+        document("<r" + declared + "><e" + used + "/><t" + declared_again + "/></r>");
+    const sql::handle into = document("<x/>");
+    const sql::handle target = last(root(from));
+    append(target, first(root(from)));
+    const sql::handle copy = import(into, target, true);
+    const xmlNode *const top = node(copy);
+    const xmlNode *const inner = top->children;
+    ASSERT_NE(inner, nullptr);
+    int count = 0;
+    for (const xmlAttr *each = inner->properties; each != nullptr; each = each->next) {
+        const std::string number = std::to_string(count);
+        ASSERT_NE(each->ns, nullptr);
+        EXPECT_STREQ(reinterpret_cast<const char *>(each->ns->href), ("u" + number).c_str());
+        EXPECT_STREQ(reinterpret_cast<const char *>(each->ns->prefix), ("p" + number).c_str());
+        EXPECT_EQ(xmlSearchNs(inner->doc, const_cast<xmlNodePtr>(inner), each->ns->prefix),
+                  each->ns);
+        ++count;
+    }
+    EXPECT_EQ(count, k_count);
+}
+
+} // namespace

@@ -95,6 +95,12 @@ inline constexpr report_row numbers_used_up{0, "54000", "the numbers for %s are 
 // --- memory and sizes ---
 inline constexpr report_row out_of_memory{79386, "53200", "out of memory",
     "Out of memory occurs.", nullptr, nullptr, true};
+// Made in the place of the others that memory can run out with, when the session has reached its
+// limit.
+inline constexpr report_row session_memory_full{0, "53400",
+    "the limit of the setting pkg_dbe_xml.max_session_memory was reached",
+    "The trees, handles and parsers of this session take as much memory as they may.",
+    "Free documents, nodes and lists that are no longer needed.", nullptr, true};
 inline constexpr report_row no_memory_for_buffer{79397, "53200", "unable to allocate memory",
     "Something wrong when allocating memory.", nullptr, nullptr, true};
 inline constexpr report_row piece_length_negative{26259, "22023",

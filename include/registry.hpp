@@ -271,6 +271,8 @@ std::size_t xml_release_all_documents();
 
 // Number of handles of every kind, released ones included.
 [[nodiscard]] std::size_t xml_count_hashentries() noexcept;
+// Bytes that the handles of an entry's document id take.
+[[nodiscard]] std::size_t handle_bytes_of(const XMLHashEntry &entry) noexcept;
 // Calls `visit` for each entry of the session that names something. The visitor must not change the
 // registry.
 void xml_for_each_hashentry(void (*visit)(const XMLHashEntry &entry, void *state), void *state);

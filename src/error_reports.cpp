@@ -2,6 +2,7 @@
 #include "error_reports.hpp"
 
 #include "host/session.hpp"
+#include "libxml/xml.hpp"
 
 #include <algorithm>
 #include <array>
@@ -50,6 +51,12 @@ void fill(filled_text &result, std::string_view format,
 
 constinit PKG_DBE_XML_SESSION_STORAGE const report_row *t_last_row = nullptr;
 
+// Reports that tell of memory that libxml2 could not have.
+[[nodiscard]] bool tells_of_memory(const report_row &row) noexcept {
+    return row.id == reports::out_of_memory.id || row.id == reports::no_memory_for_buffer.id ||
+           row.id == reports::list_not_made.id || row.id == reports::list_not_filled.id;
+}
+
 // The place in the source as reports show it: the file without its folders.
 const char *file_name(const char *path) noexcept {
     const std::string_view view(path);
@@ -65,6 +72,10 @@ void report(const report_row &row, std::initializer_list<std::string_view> argum
             std::initializer_list<std::string_view> hint_arguments, std::string_view context,
             const char *file, int line, const char *function) {
     const int saved_errno = errno;
+    if (host::gate.session_full && tells_of_memory(row)) {
+        host::gate.session_full = false;
+        report(reports::session_memory_full, {}, {}, {}, file, line, function);
+    }
     t_last_row = context.empty() ? &row : nullptr;
     filled_text text;
     host::errproc_template(row.id, host::report_level::error, file_name(file), line, function);

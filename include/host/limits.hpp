@@ -1,5 +1,6 @@
-// Limits of one parse. Administrators change them on hosts that have settings; the values here are
-// the safe defaults. Plain integers, so that a host can hand their addresses to its settings.
+// Limits of one parse, and of the session. Administrators change them on hosts that have settings;
+// the values here are the safe defaults. Plain integers, so that a host can hand their addresses to
+// its settings.
 #pragma once
 
 #include "host/session.hpp"
@@ -25,6 +26,9 @@ struct parse_limit_settings {
 inline constexpr int k_work_per_byte = 40;
 extern constinit PKG_DBE_XML_SESSION_STORAGE parse_limit_settings parse_limits;
 
+// What trees, handles and parsers of a session may take together, in kilobytes.
+extern constinit PKG_DBE_XML_SESSION_STORAGE int max_session_memory;
+
 // The names under which the limits appear in messages, and as settings.
 inline constexpr const char *k_budget_base_name = "pkg_dbe_xml.parse_budget_base";
 inline constexpr const char *k_budget_factor_name = "pkg_dbe_xml.parse_budget_factor";
@@ -32,5 +36,6 @@ inline constexpr const char *k_max_depth_name = "pkg_dbe_xml.max_depth";
 inline constexpr const char *k_max_particles_name = "pkg_dbe_xml.max_content_particles";
 inline constexpr const char *k_max_attributes_name = "pkg_dbe_xml.max_attributes";
 inline constexpr const char *k_work_name = "pkg_dbe_xml.parse_work";
+inline constexpr const char *k_session_memory_name = "pkg_dbe_xml.max_session_memory";
 
 } // namespace host

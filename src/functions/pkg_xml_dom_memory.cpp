@@ -1,9 +1,8 @@
 // What the trees of the session take of the process's memory, for administrators.
 //
 // A tree is measured by going through it: each node, name and text counts with the size of the
-// block that it needs, strings of the document's dictionary once with the dictionary. Nodes
-// that a document keeps for handles that still name them, and documents imported into it, count
-// with it.
+// block that it needs, strings of the document's dictionary once with the dictionary. Detached
+// trees that handles name, documents imported into it, and the handles themselves count with it.
 
 #include "functions/call_frame.hpp"
 #include "growing_array.hpp"
@@ -37,7 +36,9 @@ tree_size measure(const XMLHashEntry &entry) {
     for (std::size_t i = 0; i < owner.copies.count; ++i) {
         measured.document(owner.copies.objects[i]);
     }
-    return measured.size();
+    tree_size size = measured.size();
+    size.bytes += static_cast<std::int64_t>(handle_bytes_of(entry));
+    return size;
 }
 
 void append_line(report_text &text, const char *name, const tree_size &size) {
@@ -76,11 +77,13 @@ void append_document(const XMLHashEntry &entry, void *state) {
 // One line for each document handle: its 26 hexadecimal digits, the nodes of its tree and their
 // bytes; documents that share a tree each tell of all of it. A last line "all" gives the nodes told
 // of and the bytes of every block that libxml2 holds in this session, parser objects and what a
-// cancelled parse has left included. Takes the time of a walk through all trees; can be cancelled.
+// cancelled parse has left included, and of all handles. Takes the time of a walk through all
+// trees; can be cancelled.
 PKG_DBE_XML_FUNCTION(xml_dom_get_memory_info) {
     collected_text collected;
     xml_for_each_hashentry(append_document, &collected);
-    collected.total.bytes = std::max<std::int64_t>(host::gate.bytes_in_use, 0);
+    collected.total.bytes =
+        std::max<std::int64_t>(host::gate.bytes_in_use + host::gate.handle_bytes, 0);
     append_line(collected.text, "all", collected.total);
     const std::size_t size = collected.text.size() - 1; // without the last line's end
     collected.text.push_back(0);

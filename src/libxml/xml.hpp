@@ -34,10 +34,12 @@ struct allocation_gate {
     bool parsing = false;          // keep to the ceiling
     bool polls = false;            // look for requests to stop
     bool budget_spent = false;     // the ceiling was passed: the parse is to stop
+    bool session_full = false;     // what was refused last would have passed the session's limit
     bool cancelled = false;        // the statement was asked to stop
     std::uint32_t patience = 0;    // looks left, after that, before allocations are refused
     std::int64_t bytes_in_use = 0; // usable bytes of the blocks that libxml2 holds
-    std::int64_t ceiling = INT64_MAX; // what bytes_in_use may reach before the parse is stopped
+    std::int64_t handle_bytes = 0; // what the registry takes for handles
+    std::int64_t ceiling = INT64_MAX; // what bytes_in_use may reach before the gate looks closer
     std::int64_t wall = INT64_MAX;    // what it may reach before allocations are refused
     std::size_t refused_size = 0;     // of the allocation that was refused last
 };
@@ -53,6 +55,15 @@ void prepare_gate() noexcept;
 void give_memory_back(std::int64_t freed) noexcept;
 // What a block for `size` bytes of libxml2's takes of the session's memory, overhead included.
 [[nodiscard]] std::size_t allocation_cost(std::size_t size) noexcept;
+// What bytes_in_use may reach: the limit of the session less what handles take. libxml2 cannot be
+// refused memory while it parses without losing some: then the parse is stopped, and may pass this
+// by what it allocates until it does.
+[[nodiscard]] std::int64_t session_room() noexcept;
+// Notes that handles take `bytes` more, or less where it is negative.
+void count_handle_bytes(std::int64_t bytes) noexcept;
+// Whether handles may take `bytes` more.
+[[nodiscard]] bool has_room_for_handles(std::int64_t bytes) noexcept;
+
 // Puts the error handlers back that were replaced when an allocation failed.
 void restore_error_handlers() noexcept;
 
@@ -63,6 +74,7 @@ class tree_scope {
             prepare_gate();
         }
         gate.refused = false;
+        gate.session_full = false;
         ++gate.depth;
     }
     ~tree_scope() {

@@ -6,6 +6,7 @@
 //
 // Behind it stands the heap for small sessions, for large blocks and for whoever uses libxml2
 // outside scopes, and the arena for the rest.
+#include "host/limits.hpp"
 #include "libxml/xml_arena.hpp"
 #include "libxml/xml_service.hpp"
 
@@ -24,6 +25,7 @@
 namespace host {
 
 constinit PKG_DBE_XML_SESSION_STORAGE allocation_gate gate{};
+constinit PKG_DBE_XML_SESSION_STORAGE int max_session_memory = 4 * 1024 * 1024;
 
 namespace {
 
@@ -90,6 +92,7 @@ bool may_go_on(std::size_t size) noexcept {
     const std::int64_t sum = gate.bytes_in_use + static_cast<std::int64_t>(size);
     if (sum > gate.ceiling) {
         gate.budget_spent = true;
+        gate.session_full = sum > session_room();
     }
     if (gate.polls && !gate.cancelled && interrupts_pending()) {
         gate.cancelled = true;
@@ -112,8 +115,14 @@ bool admit(std::size_t size) noexcept {
         return true;
     }
     bool admitted = fault == nullptr || !fault(size);
-    if (gate.parsing && !may_go_on(size)) {
-        admitted = false;
+    if (gate.parsing) {
+        admitted = may_go_on(size) && admitted;
+    } else {
+        gate.ceiling = session_room(); // the setting may be another one now
+        if (gate.bytes_in_use + static_cast<std::int64_t>(size) > gate.ceiling) {
+            gate.session_full = true;
+            admitted = false;
+        }
     }
     if (!admitted) {
         note_refusal(size);
@@ -262,6 +271,22 @@ void prepare_gate() noexcept {
     }
 #endif
     gate.ready = true;
+    gate.ceiling = session_room();
+}
+
+std::int64_t session_room() noexcept {
+    return std::int64_t{max_session_memory} * 1024 - gate.handle_bytes;
+}
+
+void count_handle_bytes(std::int64_t bytes) noexcept {
+    gate.handle_bytes += bytes;
+    if (!gate.parsing) {
+        gate.ceiling = session_room();
+    }
+}
+
+bool has_room_for_handles(std::int64_t bytes) noexcept {
+    return gate.bytes_in_use + bytes <= session_room();
 }
 
 bool gate_in_force() noexcept { return in_force && xmlMalloc == gated_malloc; }

@@ -2,6 +2,7 @@
 //
 // The text is handed to libxml2 piece by piece: no second copy of it is made, texts of any length
 // can be read, and each piece is an occasion to see that the statement was asked to stop.
+#include "error_reports.hpp"
 #include "libxml/xml_parse_run.hpp"
 
 #include "host/limits.hpp"
@@ -150,6 +151,14 @@ void set_declared_encoding(xmlDocPtr document, std::string_view text) noexcept {
     }
 }
 
+// Memory was refused for what libxml2 needs besides the tree.
+[[noreturn]] void raise_refused(std::size_t size) {
+    if (gate.session_full) {
+        pkg_dbe_xml::report(pkg_dbe_xml::reports::session_memory_full);
+    }
+    raise_out_of_memory(size);
+}
+
 // --- one parse ----------------------------------------------------------------------------------
 
 std::int64_t budget_for(std::size_t length) noexcept {
@@ -170,7 +179,7 @@ class watched_parse {
         gate.budget_spent = false;
         gate.cancelled = false;
         gate.parsing = true;
-        gate.ceiling = run.start + run.budget;
+        gate.ceiling = std::min(run.start + run.budget, session_room());
         gate.wall = gate.ceiling + run.budget;
         gate.polls = run.polls;
         gate.countdown = 1;
@@ -178,7 +187,7 @@ class watched_parse {
     ~watched_parse() {
         gate.parsing = false;
         gate.polls = false;
-        gate.ceiling = INT64_MAX;
+        gate.ceiling = session_room();
         gate.wall = INT64_MAX;
         current_run = nullptr;
     }
@@ -274,6 +283,10 @@ bool must_stop(parse_run &run, xmlParserCtxtPtr context) noexcept {
 }
 
 void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept {
+    if (gate.session_full) {
+        stop_parse(run, context, k_session_memory_name, max_session_memory);
+        return;
+    }
     const bool base_is_larger = parse_limits.budget_base * k_kilobyte >= run.budget / 2;
     stop_parse(run, context, base_is_larger ? k_budget_base_name : k_budget_factor_name,
                base_is_larger ? parse_limits.budget_base : parse_limits.budget_factor);
@@ -309,7 +322,7 @@ xmlParserCtxtPtr get_new_parser_ctxt() {
     xmlParserCtxtPtr context = xmlNewParserCtxt();
     if (context == nullptr || scope.refused()) {
         xmlFreeParserCtxt(context);
-        raise_out_of_memory(sizeof(xmlParserCtxt));
+        raise_refused(sizeof(xmlParserCtxt));
     }
     return context;
 }
@@ -345,7 +358,7 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
             continue;
         }
         if (starved) {
-            raise_out_of_memory(gate.refused_size);
+            raise_refused(gate.refused_size);
         }
         if (!diagnostics.has_doctype) {
             diagnostics.validity_errors = 0; // there is nothing to be valid by

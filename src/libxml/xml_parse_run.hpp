@@ -51,7 +51,8 @@ extern constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run;
 // Ends the parse: notes the limit and the place, and stops `context`, which may be the context of
 // an entity. `name` is null for a request to stop.
 void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int value) noexcept;
-// The same for the budget, naming the setting that gave the larger part of it.
+// The same for the budget, naming the setting that gave the larger part of it, or that of the
+// session's memory when this is what is used up.
 void stop_for_budget(parse_run &run, xmlParserCtxtPtr context) noexcept;
 // True when the parse was stopped, or has to be now: by the gate, or because the statement was
 // asked to stop. `context` is halted then; null when libxml2 cannot bear that.

@@ -1,6 +1,8 @@
 // The tables behind the registry: look-up of documents and entries, pages, node ids.
 #include "registry/dom_map.hpp"
 
+#include "libxml/xml.hpp"
+
 #include <algorithm>
 #include <bit>
 
@@ -9,8 +11,6 @@ namespace {
 
 constexpr std::uint32_t k_kind_bits = 5;
 constexpr std::uint8_t k_kind_mask = (1U << k_kind_bits) - 1;
-constexpr unsigned k_uniform_kind_shift = 8;
-constexpr unsigned k_uniform_serial_shift = 32;
 constexpr std::uint32_t k_first_page_capacity = 4;
 // How far back a page looks for one that is alike: a pattern of up to so many handles comes round
 // within it.
@@ -22,25 +22,19 @@ void free_memory(void *memory) noexcept { host::mmgr_free_with_fl(memory, __FILE
     return reinterpret_cast<entry_page *>(page);
 }
 [[nodiscard]] released_page *packed_page(std::uintptr_t page) noexcept {
-    return reinterpret_cast<released_page *>(page & ~k_page_form_mask);
+    return reinterpret_cast<released_page *>(page & ~k_released_mark);
+}
+
+[[nodiscard]] std::size_t piece_bytes(std::size_t piece) noexcept {
+    return (k_piece_starts[piece + 1] - k_piece_starts[piece]) * sizeof(XMLHashEntry);
 }
 
 void drop_packed_page(std::uintptr_t page) noexcept {
     released_page *const packed = packed_page(page);
     --packed->users;
     if (packed->users == 0) {
-        free_memory(packed);
+        free_of_handles(packed, sizeof(released_page));
     }
-}
-
-// Whether all handles of a page have the kind and the serial of the first.
-[[nodiscard]] bool is_uniform(const entry_page &page) noexcept {
-    const XMLDomNodeType kind = page.entries[0].kind;
-    const std::uint32_t serial = page.entries[0].key.serial();
-    return std::all_of(std::begin(page.entries), std::end(page.entries),
-                       [kind, serial](const XMLHashEntry &entry) {
-                           return entry.kind == kind && entry.key.serial() == serial;
-                       });
 }
 
 [[nodiscard]] bool is_alike(const released_page &left, const released_page &right) noexcept {
@@ -55,7 +49,7 @@ void drop_packed_page(std::uintptr_t page) noexcept {
     const std::uint32_t last = number < k_neighbours ? 0 : number - k_neighbours;
     for (std::uint32_t before = number; before > last; --before) {
         const std::uintptr_t page = document.pages[before - 1];
-        if (form_of(page) == page_form::released && is_alike(*packed_page(page), packed)) {
+        if (is_released(page) && is_alike(*packed_page(page), packed)) {
             ++packed_page(page)->users;
             return page;
         }
@@ -70,10 +64,6 @@ struct released_handle {
 };
 
 [[nodiscard]] released_handle read_released(std::uintptr_t page, std::uint32_t node_id) noexcept {
-    if (form_of(page) == page_form::uniform) {
-        return {static_cast<XMLDomNodeType>((page >> k_uniform_kind_shift) & 0xFFU),
-                static_cast<std::uint32_t>(page >> k_uniform_serial_shift)};
-    }
     const released_page *const packed = packed_page(page);
     const std::uint8_t code = packed->codes[node_id % k_page_size];
     return {static_cast<XMLDomNodeType>(code & k_kind_mask), packed->serials[code >> k_kind_bits]};
@@ -81,9 +71,6 @@ struct released_handle {
 
 // Number of handles in a given-back page.
 [[nodiscard]] std::size_t count_released(std::uintptr_t page) noexcept {
-    if (form_of(page) == page_form::uniform) {
-        return read_released(page, 0).kind == XMLDomNodeType::none ? 0 : k_page_size;
-    }
     const released_page *const packed = packed_page(page);
     return static_cast<std::size_t>(
         std::count_if(std::begin(packed->codes), std::end(packed->codes),
@@ -97,9 +84,9 @@ void grow_page_directory(registry &state, document_entry &document, std::uint32_
     const std::uint32_t capacity =
         std::max({k_first_page_capacity, number + 1, document.page_capacity * 2});
     auto *const pages = static_cast<std::uintptr_t *>(
-        host::mmgr_memory_alloc_zero(state.dom_map, capacity * sizeof(std::uintptr_t)));
+        allocate_for_handles(state.dom_map, capacity * sizeof(std::uintptr_t)));
     std::copy_n(document.pages, document.page_capacity, pages);
-    free_memory(document.pages);
+    free_of_handles(document.pages, document.page_capacity * sizeof(std::uintptr_t));
     document.pages = pages;
     document.page_capacity = capacity;
 }
@@ -108,7 +95,7 @@ void grow_page_directory(registry &state, document_entry &document, std::uint32_
 void unpack_page(registry &state, document_entry &document, std::uint32_t number) {
     const std::uintptr_t page = document.pages[number];
     auto *const full =
-        static_cast<entry_page *>(host::mmgr_memory_alloc_zero(state.dom_map, sizeof(entry_page)));
+        static_cast<entry_page *>(allocate_in_place(state.dom_map, sizeof(entry_page)));
     const std::uint32_t first_id = (number + 1) * k_page_size;
     for (std::uint32_t index = 0; index < k_page_size; ++index) {
         const released_handle handle = read_released(page, first_id + index);
@@ -120,9 +107,7 @@ void unpack_page(registry &state, document_entry &document, std::uint32_t number
             entry.text = "";
         }
     }
-    if (form_of(page) == page_form::released) {
-        drop_packed_page(page);
-    }
+    drop_packed_page(page);
     document.pages[number] = reinterpret_cast<std::uintptr_t>(full);
 }
 
@@ -149,15 +134,6 @@ void give_page_back(const DomKey &key) noexcept {
     const std::uint32_t number = page_number(key.node_id());
     entry_page *const full = full_page(document.pages[number]);
     forget_recent_entries(state);
-    if (is_uniform(*full)) {
-        const XMLHashEntry &first = full->entries[0];
-        document.pages[number] =
-            (static_cast<std::uintptr_t>(first.key.serial()) << k_uniform_serial_shift) |
-            (static_cast<std::uintptr_t>(first.kind) << k_uniform_kind_shift) |
-            static_cast<std::uintptr_t>(page_form::uniform);
-        free_memory(full);
-        return;
-    }
     released_page packed{};
     std::size_t serial_count = 0;
     for (std::uint32_t index = 0; index < k_page_size; ++index) {
@@ -174,21 +150,58 @@ void give_page_back(const DomKey &key) noexcept {
     }
     if (const std::uintptr_t shared = share_neighbour(document, number, packed)) {
         document.pages[number] = shared;
-        free_memory(full);
+        free_of_handles(full, sizeof(entry_page));
         return;
     }
     released_page *kept = nullptr;
     try {
-        kept = static_cast<released_page *>(
-            host::mmgr_memory_alloc_from_controller(state.dom_map, sizeof(released_page)));
+        kept =
+            static_cast<released_page *>(allocate_in_place(state.dom_map, sizeof(released_page)));
     } catch (const host::raised &) {
         return;
     }
     packed.users = 1;
     *kept = packed;
-    free_memory(full);
-    document.pages[number] =
-        reinterpret_cast<std::uintptr_t>(kept) | static_cast<std::uintptr_t>(page_form::released);
+    free_of_handles(full, sizeof(entry_page));
+    document.pages[number] = reinterpret_cast<std::uintptr_t>(kept) | k_released_mark;
+}
+
+void *allocate_for_handles(host::memory_context *context, std::size_t size) {
+    if (!host::has_room_for_handles(static_cast<std::int64_t>(size))) [[unlikely]] {
+        report(reports::session_memory_full);
+    }
+    return allocate_in_place(context, size);
+}
+
+void *allocate_in_place(host::memory_context *context, std::size_t size) {
+    void *const memory = host::mmgr_memory_alloc_zero(context, size);
+    host::count_handle_bytes(static_cast<std::int64_t>(size));
+    return memory;
+}
+
+void free_of_handles(void *memory, std::size_t size) noexcept {
+    if (memory != nullptr) {
+        free_memory(memory);
+        host::count_handle_bytes(-static_cast<std::int64_t>(size));
+    }
+}
+
+std::size_t handle_bytes_of(const XMLHashEntry &entry) noexcept {
+    document_entry &document = *find_document(*current_registry(), entry.key.document_id());
+    std::size_t bytes = sizeof(document_entry) + document.page_capacity * sizeof(std::uintptr_t);
+    for (std::size_t piece = 0; piece < std::size(document.pieces); ++piece) {
+        bytes += document.pieces[piece] == nullptr ? 0 : piece_bytes(piece);
+    }
+    for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
+        const std::uintptr_t page = document.pages[number];
+        if (is_released(page)) {
+            bytes += sizeof(released_page) / packed_page(page)->users;
+        } else {
+            bytes += page == 0 ? 0 : sizeof(entry_page);
+        }
+    }
+    for_each_slot(document, [&bytes](const XMLHashEntry &each) { bytes += index_bytes(each); });
+    return bytes;
 }
 
 document_entry *search_document(registry &state, std::uint32_t document_id) noexcept {
@@ -205,6 +218,7 @@ document_entry &enter_document(registry &state, std::uint32_t document_id) {
     auto *const document = static_cast<document_entry *>(
         host::hash_search(state.document_map, &document_id, host::hash_action::enter, &found));
     if (!found) {
+        host::count_handle_bytes(sizeof(document_entry));
         *document = document_entry{};
         document->document_id = document_id;
         document->next_node_id = 1;
@@ -228,33 +242,31 @@ void drop_document(registry &state, document_entry &document) noexcept {
     });
     let_go_of_all(let_go);
     forget_recent_entries(state);
-    for (XMLHashEntry *const piece : document.pieces) {
-        free_memory(piece);
+    for (std::size_t piece = 0; piece < std::size(document.pieces); ++piece) {
+        free_of_handles(document.pieces[piece], piece_bytes(piece));
     }
     for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
         const std::uintptr_t page = document.pages[number];
-        if (form_of(page) == page_form::full) {
-            free_memory(full_page(page));
-            continue;
-        }
-        state.entry_count -= count_released(page);
-        if (form_of(page) == page_form::released) {
+        if (is_released(page)) {
+            state.entry_count -= count_released(page);
             drop_packed_page(page);
+        } else {
+            free_of_handles(full_page(page), sizeof(entry_page));
         }
     }
-    free_memory(document.pages);
+    free_of_handles(document.pages, document.page_capacity * sizeof(std::uintptr_t));
     leave_family(document);
     const std::uint32_t document_id = document.document_id;
     state.document_cache[document_id % k_document_cache_size] = nullptr;
     host::hash_search(state.document_map, &document_id, host::hash_action::remove, nullptr);
+    host::count_handle_bytes(-static_cast<std::int64_t>(sizeof(document_entry)));
 }
 
 XMLHashEntry &make_slot(registry &state, document_entry &document, std::uint32_t node_id) {
     if (node_id < k_page_size) {
         const std::size_t piece = piece_of(node_id);
-        const std::size_t size = k_piece_starts[piece + 1] - k_piece_starts[piece];
-        document.pieces[piece] = static_cast<XMLHashEntry *>(
-            host::mmgr_memory_alloc_zero(state.dom_map, size * sizeof(XMLHashEntry)));
+        document.pieces[piece] =
+            static_cast<XMLHashEntry *>(allocate_for_handles(state.dom_map, piece_bytes(piece)));
         return *find_slot(document, node_id);
     }
     const std::uint32_t number = page_number(node_id);
@@ -262,8 +274,8 @@ XMLHashEntry &make_slot(registry &state, document_entry &document, std::uint32_t
     if (document.pages[number] != 0) {
         unpack_page(state, document, number);
     } else {
-        auto *const page = static_cast<entry_page *>(
-            host::mmgr_memory_alloc_zero(state.dom_map, sizeof(entry_page)));
+        auto *const page =
+            static_cast<entry_page *>(allocate_for_handles(state.dom_map, sizeof(entry_page)));
         page->open_slots = k_page_size;
         document.pages[number] = reinterpret_cast<std::uintptr_t>(page);
     }

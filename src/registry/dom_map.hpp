@@ -13,6 +13,20 @@
 
 namespace pkg_dbe_xml {
 
+// Memory for handles: counted, and given as far as the session may have more. Zeroed. Reports
+// session_memory_full and throws when memory runs out.
+[[nodiscard]] void *allocate_for_handles(host::memory_context *context, std::size_t size);
+// The same where what is needed replaces more, and is given in any case.
+[[nodiscard]] void *allocate_in_place(host::memory_context *context, std::size_t size);
+void free_of_handles(void *memory, std::size_t size) noexcept;
+// What the index of a list's members takes, 0 for all other entries.
+[[nodiscard]] inline std::size_t index_bytes(const XMLHashEntry &entry) noexcept {
+    return entry.kind == XMLDomNodeType::node_list && entry.object != nullptr &&
+                   entry.members.index != nullptr
+               ? entry.members.size * sizeof(xmlNodePtr)
+               : 0;
+}
+
 // Document ids to be handed out again, first in first out: a ring.
 struct id_queue {
     std::uint32_t *ids;
@@ -61,13 +75,11 @@ struct released_page {
     std::uint8_t codes[k_page_size]; // kind in the low five bits, serial index in the high three
 };
 
-// `document_entry::pages[]`: null, an entry_page, a released_page (tag 1), or a page whose handles
-// had all the same kind and serial (tag 2: kind from bit 8 on, serial from bit 32 on).
-enum class page_form : std::uintptr_t { full = 0, released = 1, uniform = 2 };
-inline constexpr std::uintptr_t k_page_form_mask = 3;
+// `document_entry::pages[]`: null, an entry_page, or a released_page with this mark.
+inline constexpr std::uintptr_t k_released_mark = 1;
 
-[[nodiscard]] inline page_form form_of(std::uintptr_t page) noexcept {
-    return static_cast<page_form>(page & k_page_form_mask);
+[[nodiscard]] inline bool is_released(std::uintptr_t page) noexcept {
+    return (page & k_released_mark) != 0;
 }
 
 [[nodiscard]] inline registry *current_registry() noexcept {
@@ -122,7 +134,7 @@ void drop_document(registry &state, document_entry &document) noexcept;
         return nullptr;
     }
     const std::uintptr_t page = document.pages[number];
-    if (page == 0 || form_of(page) != page_form::full) {
+    if (page == 0 || is_released(page)) {
         return nullptr;
     }
     return reinterpret_cast<entry_page *>(page)->entries + node_id % k_page_size;
@@ -253,7 +265,7 @@ template <class Visitor> void for_each_slot(document_entry &document, Visitor &&
     }
     for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
         const std::uintptr_t page = document.pages[number];
-        if (page == 0 || form_of(page) != page_form::full) {
+        if (page == 0 || is_released(page)) {
             continue;
         }
         for (XMLHashEntry &entry : reinterpret_cast<entry_page *>(page)->entries) {

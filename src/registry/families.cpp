@@ -37,7 +37,7 @@ void disown_entries(document_entry &document, xmlNodePtr &collected) noexcept {
         if (entry.kind == XMLDomNodeType::node_list) {
             for_each_member(entry, collect_member, &collected);
             xmlListClear(static_cast<xmlListPtr>(entry.object));
-            free_memory(entry.members.index);
+            free_of_handles(entry.members.index, index_bytes(entry));
             entry.members = {};
             return;
         }

@@ -57,7 +57,7 @@ xmlNodePtr list_member(XMLHashEntry &entry, std::size_t index) {
         return nullptr;
     }
     if (entry.members.index == nullptr) {
-        auto *const members = static_cast<xmlNodePtr *>(host::mmgr_memory_alloc_huge(
+        auto *const members = static_cast<xmlNodePtr *>(allocate_for_handles(
             host::u_sess.xmldom_context, entry.members.size * sizeof(xmlNodePtr)));
         index_writer writer{members, members + entry.members.size};
         xmlListWalk(static_cast<xmlListPtr>(entry.object), write_member, &writer);
@@ -84,7 +84,7 @@ void delete_list(XMLHashEntry &entry) noexcept {
 
 void delete_list(XMLHashEntry &entry, xmlNodePtr &chain) noexcept {
     for_each_member(entry, release_member, &chain);
-    host::mmgr_free_with_fl(entry.members.index, __FILE__, __LINE__);
+    free_of_handles(entry.members.index, index_bytes(entry));
     entry.members = {};
     xmlListDelete(static_cast<xmlListPtr>(entry.object));
     entry.object = nullptr;

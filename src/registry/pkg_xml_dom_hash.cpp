@@ -536,6 +536,7 @@ extern "C" int xml_clean_all_res() {
     host::session_state &session = host::u_sess;
     if (registry *const state = current_registry()) {
         release_everything(*state);
+        host::count_handle_bytes(-host::gate.handle_bytes); // they go with their context
         session.registry = nullptr;
         session.initialised = false;
     }

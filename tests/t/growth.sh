@@ -32,6 +32,14 @@ flat 'setting one attribute in a namespace' \
 flat 'setting one value' \
     "done := xml_dom_set_node_value(attribute, 'value ' || i) is null;
      done := xml_dom_set_node_value(content, 'value ' || i) is null;"
+flat 'listing the text of an attribute and setting its value' \
+    "made := xml_dom_get_child_nodes(attribute);
+     done := xml_dom_free_nodelist(made) is null;
+     done := xml_dom_set_node_value(attribute, 'value ' || i) is null;"
+flat 'setting a value whose text is named' \
+    "made := xml_dom_get_first_child(attribute);
+     done := xml_dom_set_node_value(attribute, 'value ' || i) is null;
+     done := xml_dom_free_node(made) is null;"
 flat 'making and releasing an element' \
     "made := xml_dom_create_element(document, 'b'); done := xml_dom_free_node(made) is null;"
 flat 'appending an attribute that replaces another' \

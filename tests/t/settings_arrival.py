@@ -25,6 +25,7 @@ SETTINGS = [
     ("max_content_particles", "50", "60", "10000001"),
     ("max_attributes", "50", "60", "1.5e9"),
     ("parse_work", "70", "80", "0"),
+    ("max_session_memory", "5MB", "6MB", "1kB"),
     ("large_object_piece", "7B", "9B", "1GB"),
 ]
 PLAIN, GRANTED, SUPER = "arrival_plain", "arrival_granted", "arrival_super"

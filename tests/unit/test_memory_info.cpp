@@ -72,7 +72,7 @@ TEST_F(memory_info, a_line_for_each_document_handle) {
     EXPECT_EQ(line_of(found, small).nodes, 2); // the document and its root
     EXPECT_EQ(line_of(found, large).nodes, 7); // document, two elements below one, attribute, texts
     EXPECT_EQ(found[2].nodes, 9);
-    EXPECT_EQ(found[2].bytes, host::gate.bytes_in_use);
+    EXPECT_EQ(found[2].bytes, host::gate.bytes_in_use + host::gate.handle_bytes);
     sql::call(xml_dom_free_document, small);
     EXPECT_EQ(lines().size(), 2U);
     sql::call(xml_dom_free_document, large);
@@ -262,6 +262,28 @@ TEST_F(memory_info, a_cancelled_call_leaves_the_table_as_it_was) {
         parsed("<c/>");
     }
     EXPECT_TRUE(sql::check_invariants());
+}
+
+TEST_F(memory_info, handles_count_with_their_documents) {
+    const sql::handle document = parsed("<a><b/></a>");
+    const sql::handle other = parsed("<c/>");
+    const sql::handle root = sql::call(xml_dom_get_document_element, document).handle();
+    const std::vector<memory_line> before = lines();
+    std::vector<sql::handle> held;
+    for (int count = 0; count < 30000; ++count) {
+        held.push_back(sql::call(xml_dom_get_first_child, root).handle());
+    }
+    std::vector<memory_line> after = lines();
+    EXPECT_GT(line_of(after, document).bytes, line_of(before, document).bytes + 30000 * 48);
+    EXPECT_LT(line_of(after, document).bytes, line_of(before, document).bytes + 30000 * 50);
+    EXPECT_EQ(line_of(after, other).bytes, line_of(before, other).bytes);
+    EXPECT_GT(after.back().bytes, before.back().bytes + 30000 * 48);
+    EXPECT_EQ(line_of(after, document).nodes, line_of(before, document).nodes);
+    for (const sql::handle &each : held) {
+        sql::call(xml_dom_free_node, each);
+    }
+    after = lines();
+    EXPECT_LT(line_of(after, document).bytes, line_of(before, document).bytes + 30000);
 }
 
 TEST_F(memory_info, parser_objects_are_in_the_whole) {

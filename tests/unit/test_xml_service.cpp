@@ -130,7 +130,7 @@ TEST_F(xml_gate, a_parse_beyond_its_budget_is_told_first_and_refused_later) {
     xmlFree(second);
     host::gate.parsing = false;
     host::gate.budget_spent = false;
-    host::gate.ceiling = INT64_MAX;
+    host::gate.ceiling = host::session_room();
     host::gate.wall = INT64_MAX;
 }
 

@@ -87,6 +87,7 @@ class audit {
     void check_next_slot(const dbe::document_entry &document);
     void read_entry(const dbe::document_entry &document, const dbe::XMLHashEntry &entry);
     std::size_t released_handles(const dbe::document_entry &document);
+    static std::size_t bytes_of(const dbe::document_entry &document);
     void check_free_ids(const dbe::document_entry &document);
     void read_family(const dbe::family &owner);
     void check_ids(const dbe::family &owner);
@@ -120,12 +121,14 @@ class audit {
     std::vector<const xmlNode *> detached_;                // roots of detached trees
     pointer_table<const xmlNode *, unsigned> list_counts_; // how many lists hold a node
     pointer_set<const xmlNode *> witnesses_;
+    pointer_set<const dbe::released_page *> packed_;
     pointer_set<const xmlDoc *> documents_; // main ones and copies
     pointer_table<const xmlNs *, const dbe::family *> namespaces_;
     std::vector<const xmlNode *> open_;    // reached, their children not yet
     std::vector<const xmlNode *> members_; // of one list
     std::vector<std::uint32_t> recycled_;
     std::size_t entry_total_ = 0;
+    std::size_t handle_bytes_ = 0;
     std::size_t domkeys_total_ = 0;
     std::size_t linked_parsers_ = 0;
 };
@@ -166,6 +169,10 @@ void audit::read_documents() {
         }
     }
     check_recent_entries(state);
+    if (static_cast<std::int64_t>(handle_bytes_) != host::gate.handle_bytes) {
+        problem("handles take " + std::to_string(handle_bytes_) + " bytes, and " +
+                std::to_string(host::gate.handle_bytes) + " are counted");
+    }
     if (entry_total_ != state.entry_count) {
         problem("the map holds " + std::to_string(entry_total_) + " handles and counts " +
                 std::to_string(state.entry_count));
@@ -198,8 +205,24 @@ void audit::check_recent_entries(dbe::registry &state) {
     }
 }
 
+// Without pages of released handles.
+std::size_t audit::bytes_of(const dbe::document_entry &document) {
+    std::size_t bytes =
+        sizeof(dbe::document_entry) + document.page_capacity * sizeof(std::uintptr_t);
+    for (std::size_t piece = 0; piece < 3; ++piece) {
+        const std::size_t slots = dbe::k_piece_starts[piece + 1] - dbe::k_piece_starts[piece];
+        bytes += document.pieces[piece] == nullptr ? 0 : slots * sizeof(dbe::XMLHashEntry);
+    }
+    for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
+        const std::uintptr_t page = document.pages[number];
+        bytes += page == 0 || dbe::is_released(page) ? 0 : sizeof(dbe::entry_page);
+    }
+    return bytes;
+}
+
 void audit::read_document(dbe::document_entry &document) {
     entry_total_ += released_handles(document);
+    handle_bytes_ += bytes_of(document);
     dbe::for_each_slot(document, [this, &document](const dbe::XMLHashEntry &entry) {
         ++entry_total_;
         read_entry(document, entry);
@@ -233,15 +256,14 @@ std::size_t audit::released_handles(const dbe::document_entry &document) {
     std::size_t count = 0;
     for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
         const std::uintptr_t page = document.pages[number];
-        if (page == 0 || dbe::form_of(page) == dbe::page_form::full) {
-            continue;
-        }
-        if (dbe::form_of(page) == dbe::page_form::uniform) {
-            count += ((page >> 8U) & 0xFFU) != 0 ? dbe::k_page_size : 0;
+        if (!dbe::is_released(page)) {
             continue;
         }
         const auto *packed =
-            reinterpret_cast<const dbe::released_page *>(page & ~dbe::k_page_form_mask);
+            reinterpret_cast<const dbe::released_page *>(page & ~dbe::k_released_mark);
+        if (packed_.insert(packed, {})) {
+            handle_bytes_ += sizeof(dbe::released_page);
+        }
         for (const std::uint8_t code : packed->codes) {
             count += (code & 31U) != 0 ? 1 : 0;
         }
@@ -260,6 +282,7 @@ void audit::read_entry(const dbe::document_entry &document, const dbe::XMLHashEn
     if (entry.object == nullptr) {
         return;
     }
+    handle_bytes_ += dbe::index_bytes(entry);
     entries_.push_back({&document, &entry});
     if (entry.kind != dbe::XMLDomNodeType::node_list) {
         naming_.insert(&entry, {});
@@ -281,7 +304,7 @@ void audit::check_free_ids(const dbe::document_entry &document) {
                        ? nullptr
                        : document.pieces[piece] + (id - dbe::k_piece_starts[piece]);
         } else if (page - 1 < document.page_capacity && document.pages[page - 1] != 0 &&
-                   dbe::form_of(document.pages[page - 1]) == dbe::page_form::full) {
+                   !dbe::is_released(document.pages[page - 1])) {
             slot = reinterpret_cast<const dbe::entry_page *>(document.pages[page - 1])->entries +
                    id % dbe::k_page_size;
         }
@@ -712,7 +735,7 @@ void audit::check_host() {
         problem("a call is in progress");
     }
     if (host::gate.depth != 0 || host::gate.quiet_scopes != 0 || host::gate.handlers_saved ||
-        host::gate.parsing || host::gate.ceiling != INT64_MAX) {
+        host::gate.parsing || host::gate.ceiling != host::session_room()) {
         problem("a scope of libxml2 was left open");
     }
     if (t_watched != nullptr && t_watched->named_when_freed != 0) {
@@ -722,7 +745,7 @@ void audit::check_host() {
 
 void audit::begin() {
     problems_.clear();
-    problem_count_ = entry_total_ = domkeys_total_ = linked_parsers_ = 0;
+    problem_count_ = entry_total_ = handle_bytes_ = domkeys_total_ = linked_parsers_ = 0;
     entries_.clear();
     naming_.clear();
     ids_.clear();
@@ -731,6 +754,7 @@ void audit::begin() {
     detached_.clear();
     list_counts_.clear();
     witnesses_.clear();
+    packed_.clear();
     documents_.clear();
     namespaces_.clear();
     recycled_.clear();

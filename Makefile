@@ -38,7 +38,7 @@ EXTRA_CLEAN = $(objects_folder)
 
 XML2_CONFIG ?= xml2-config
 exports_map := $(source)/hosts/postgres/exports.map
-SHLIB_LINK = $(shell $(XML2_CONFIG) --libs) -lstdc++ -Wl,--gc-sections \
+SHLIB_LINK = $(shell $(XML2_CONFIG) --libs) -lstdc++ -lm -Wl,--gc-sections \
 	-Wl,--version-script=$(exports_map)
 
 # No bitcode: the server would compile it as other C++ than this.

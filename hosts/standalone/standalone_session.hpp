@@ -103,6 +103,9 @@ void reset_caller_context() noexcept;
 // Values in the current context.
 [[nodiscard]] datum make_text(std::string_view bytes);       // four-byte header
 [[nodiscard]] datum make_short_text(std::string_view bytes); // one-byte header; at most 126 bytes
+// An array of texts with so many columns; a null pointer is a null member.
+[[nodiscard]] datum make_text_array(const std::vector<const char *> &members,
+                                    std::size_t columns = 2);
 // A pointer to a value stored elsewhere, as a stored column gives it: read by detoasting.
 [[nodiscard]] datum make_stored_text(std::string_view bytes);
 // A large value that can only be read in slices. It lives as long as the session.

@@ -6,6 +6,7 @@
 // where a failure of the library is turned into a failure of the SQL statement.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -71,6 +72,11 @@ static_assert(sizeof(call) % alignof(argument) == 0);
     return static_cast<datum>(static_cast<std::intptr_t>(value));
 }
 [[nodiscard]] constexpr datum from_uint4(std::uint32_t value) noexcept { return value; }
+// A number of eight bytes in a word of as many.
+[[nodiscard]] constexpr datum from_float8(double value) noexcept {
+    static_assert(sizeof(datum) == sizeof(double));
+    return std::bit_cast<datum>(value);
+}
 [[nodiscard]] inline datum from_pointer(const void *value) noexcept {
     return reinterpret_cast<datum>(value);
 }

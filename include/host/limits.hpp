@@ -29,9 +29,20 @@ extern constinit PKG_DBE_XML_SESSION_STORAGE parse_limit_settings parse_limits;
 // What trees, handles and parsers of a session may take together, in kilobytes.
 extern constinit PKG_DBE_XML_SESSION_STORAGE int max_session_memory;
 
+// Limits of one evaluation of a path.
+struct path_limit_settings {
+    // Nodes looked at, comparisons, and pieces of 16 bytes read.
+    int max_work = 1'000'000'000;
+    // Memory in kilobytes.
+    int max_memory = 524288;
+};
+extern constinit PKG_DBE_XML_SESSION_STORAGE path_limit_settings path_limits;
+
 // The names under which the limits appear in messages, and as settings.
 inline constexpr const char *k_budget_base_name = "pkg_dbe_xml.parse_budget_base";
 inline constexpr const char *k_budget_factor_name = "pkg_dbe_xml.parse_budget_factor";
+inline constexpr const char *k_max_path_work_name = "pkg_dbe_xml.max_path_work";
+inline constexpr const char *k_max_path_memory_name = "pkg_dbe_xml.max_path_memory";
 inline constexpr const char *k_max_depth_name = "pkg_dbe_xml.max_depth";
 inline constexpr const char *k_max_particles_name = "pkg_dbe_xml.max_content_particles";
 inline constexpr const char *k_max_attributes_name = "pkg_dbe_xml.max_attributes";

@@ -24,6 +24,7 @@ struct session_state {
     memory_context *xmldom_context;    // "SessionXMLDOMMemoryContext"
     memory_context *xmlparser_context; // "SessionXMLMemoryContext"
     void *registry;            // the registry of DOM handles, src/registry/pkg_xml_dom_hash.cpp
+    void *path_cache;          // compiled paths, src/paths/paths.cpp; in xmldom_context
     hash_table *xmlparser_map; // "XMLPARSER map"
     std::uint32_t next_parser_id;
     std::uint32_t next_serial; // of documents; like parsers they are counted through the session

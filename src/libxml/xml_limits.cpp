@@ -17,6 +17,7 @@
 namespace host {
 
 constinit PKG_DBE_XML_SESSION_STORAGE parse_limit_settings parse_limits{};
+constinit PKG_DBE_XML_SESSION_STORAGE path_limit_settings path_limits{};
 
 namespace {
 

@@ -550,6 +550,7 @@ extern "C" int xml_clean_all_res() {
     if (session.xmldom_context != nullptr) {
         host::mmgr_memory_controller_delete(session.xmldom_context);
         session.xmldom_context = nullptr;
+        session.path_cache = nullptr;
     }
     host::forget_abandoned();
     return 0;

@@ -26,6 +26,8 @@ SETTINGS = [
     ("max_attributes", "50", "60", "1.5e9"),
     ("parse_work", "70", "80", "0"),
     ("max_session_memory", "5MB", "6MB", "1kB"),
+    ("max_path_work", "5000", "6000", "10"),
+    ("max_path_memory", "128kB", "256kB", "deep"),
     ("large_object_piece", "7B", "9B", "1GB"),
 ]
 PLAIN, GRANTED, SUPER = "arrival_plain", "arrival_granted", "arrival_super"

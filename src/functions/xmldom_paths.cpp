@@ -1,0 +1,141 @@
+// Path queries of the package: rows, the first node, a text, a number, a truth value.
+
+#include "functions/package_arguments.hpp"
+#include "host/encoding.hpp"
+#include "host/rows.hpp"
+#include "host/text_array.hpp"
+#include "paths/paths.hpp"
+#include "text/text_argument.hpp"
+
+#include <new>
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+constexpr int k_path = 1;
+constexpr int k_namespaces = 2;
+constexpr int k_variables = 3;
+
+constexpr package_function k_xpath{"xmldom.xpath", {"node", "path", "namespaces", "variables"}};
+constexpr package_function k_xpath_first{"xmldom.xpath_first",
+                                         {"node", "path", "namespaces", "variables"}};
+constexpr package_function k_xpath_text{"xmldom.xpath_text",
+                                        {"node", "path", "namespaces", "variables"}};
+constexpr package_function k_xpath_number{"xmldom.xpath_number",
+                                          {"node", "path", "namespaces", "variables"}};
+constexpr package_function k_xpath_exists{"xmldom.xpath_exists",
+                                          {"node", "path", "namespaces", "variables"}};
+
+// A text in UTF-8 that lives as long as the call.
+std::string_view utf8_text(host::datum value) {
+    const std::string_view stored = host::text_view(host::pg_detoast_datum(value));
+    const int encoding = host::mb_get_database_encoding();
+    if (encoding == host::k_utf8) {
+        return stored;
+    }
+    // The conversion reads its argument only, and gives it back where there is nothing to do.
+    char *const source = const_cast<char *>(stored.data());
+    const char *const converted =
+        host::mb_do_encoding_conversion(source, stored.size(), encoding, host::k_utf8, false);
+    return converted == source ? stored : std::string_view(converted);
+}
+
+// The pairs of an argument; none for null. Reports path_bindings_shape and path_bindings_null.
+std::span<const path_binding> bindings_argument(const host::call &call, const package_call &here,
+                                                int index) {
+    if (call.is_null(index)) {
+        return {};
+    }
+    const host::text_pairs pairs = host::pairs_of_array(call.value(index));
+    if (pairs.fault == host::pairs_fault::shape) {
+        here.fail(reports::path_bindings_shape, index);
+    }
+    if (pairs.fault == host::pairs_fault::null_member) {
+        here.fail(reports::path_bindings_null, index);
+    }
+    auto *const bindings = static_cast<path_binding *>(host::mmgr_memory_alloc_from_controller(
+        host::current_memory_context(), (pairs.count + 1) * sizeof(path_binding)));
+    for (std::size_t pair = 0; pair < pairs.count; ++pair) {
+        new (bindings + pair) path_binding{utf8_text(pairs.members[2 * pair]),
+                                           utf8_text(pairs.members[2 * pair + 1])};
+    }
+    return {bindings, pairs.count};
+}
+
+// A query: its arguments read, its path compiled. Nothing where the node or the path is null.
+class query {
+  public:
+    query(host::call &call, const package_function &function)
+        : here_(call, function), from_(here_.node(0)) {
+        if (!from_ || call.is_null(k_path)) {
+            from_.node = nullptr;
+            return;
+        }
+        const path_bindings bindings{bindings_argument(call, here_, k_namespaces),
+                                     bindings_argument(call, here_, k_variables)};
+        path_.emplace(compile_path(utf8_text(call.value(k_path)), bindings));
+        run_.emplace(path_->code(), from_.node, bindings.variables);
+    }
+    explicit operator bool() const noexcept { return from_.node != nullptr; }
+    [[nodiscard]] path_evaluation &run() noexcept { return *run_; }
+    [[nodiscard]] const named_node &from() const noexcept { return from_; }
+    [[nodiscard]] const package_call &here() const noexcept { return here_; }
+
+  private:
+    package_call here_;
+    named_node from_;
+    std::optional<path_lease> path_;
+    std::optional<path_evaluation> run_;
+};
+
+} // namespace
+
+// The nodes of a path in document order, their own handles. All are found before the first row is
+// given.
+PKG_DBE_XML_FUNCTION(xmldom_xpath) {
+    host::row_set rows(call);
+    query asked(call, k_xpath);
+    if (asked) {
+        for (xmlNodePtr const node : asked.run().nodes()) {
+            const XMLHashEntry &entry = own_entry(*asked.from().entry, node);
+            write_handle(entry, rows.put_copied(k_handle_room));
+        }
+    }
+    return rows.finish();
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_xpath_first) {
+    query asked(call, k_xpath_first);
+    return asked ? asked.here().result(asked.from(), asked.run().first()) : call.null();
+}
+
+// The text of the first node, or of another value; null for a set without nodes.
+PKG_DBE_XML_FUNCTION(xmldom_xpath_text) {
+    query asked(call, k_xpath_text);
+    if (!asked) {
+        return call.null();
+    }
+    const std::optional<std::string_view> text = asked.run().text_if_any();
+    return text ? text_result(reinterpret_cast<const xmlChar *>(text->data()), text->size())
+                : call.null();
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_xpath_number) {
+    query asked(call, k_xpath_number);
+    if (!asked) {
+        return call.null();
+    }
+    const std::optional<double> number = asked.run().number_if_any();
+    return number ? host::from_float8(*number) : call.null();
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_xpath_exists) {
+    query asked(call, k_xpath_exists);
+    return asked ? host::from_boolean(asked.run().truth()) : call.null();
+}
+
+} // namespace pkg_dbe_xml

@@ -238,6 +238,9 @@ inline constexpr report_row null_package_argument{0, "22004", "argument %s of %s
     "A function that changes or writes something is told of what.",
     "Look for the call that gave the null: functions that read give null where there is nothing.",
     nullptr, true};
+inline constexpr report_row null_member{0, "22004", "a node of the list must not be null",
+    "A function that changes something is told of what.",
+    "Leave the nulls out.", nullptr, true};
 inline constexpr report_row unknown_handle{0, "2200U", "this is no handle of this session",
     "The document was freed, the handle comes from another session, or the value never was one.",
     "Fetch the node from a document that is open; xmldom.parse makes a document of a text.",
@@ -258,28 +261,80 @@ inline constexpr report_row index_size{0, "XD001",
 inline constexpr report_row child_not_allowed{0, "XD003", "%s cannot stand directly in %s",
     "The DOM calls this a HierarchyRequestError.",
     "Put it into an element.", nullptr, true};
+inline constexpr report_row no_children_allowed{0, "XD003", "%s holds no children",
+    "The DOM calls this a HierarchyRequestError.",
+    "Put them into an element, beside it.", nullptr, true};
+inline constexpr report_row attribute_as_child{0, "XD003", "%s is nobody's child",
+    "The DOM calls this a HierarchyRequestError.",
+    "Put it on an element with xmldom.set_attribute_node.", nullptr, true};
+inline constexpr report_row second_root{0, "XD003",
+    "a document has one root element, and %s would be a second one",
+    "The DOM calls this a HierarchyRequestError.",
+    "Put it into the root element, or in its place with xmldom.replace_child.", nullptr, true};
+inline constexpr report_row root_before_doctype{0, "XD003",
+    "%s cannot stand in front of the document type",
+    "The DOM calls this a HierarchyRequestError.",
+    "Append it: the root element stands behind the document type.", nullptr, true};
+inline constexpr report_row no_parent{0, "XD003", "%s stands below no parent",
+    "The DOM calls this a HierarchyRequestError.",
+    "Put it into a tree first; attributes are taken off with xmldom.remove_attribute_node.",
+    nullptr, true};
 inline constexpr report_row child_contains_parent{0, "XD003", "%s cannot be put below itself",
     "The DOM calls this a HierarchyRequestError.",
     "Take out first what is to stay, or put a copy there: xmldom.clone_node.", nullptr, true};
 inline constexpr report_row wrong_document{0, "XD004", "%s belongs to another document",
     "The DOM calls this a WrongDocumentError.",
     "Copy it with xmldom.import_node or move it with xmldom.adopt_node first.", nullptr, true};
-inline constexpr report_row invalid_name{0, "XD005", "\"%s\" cannot be the name of %s",
+inline constexpr report_row invalid_name{0, "XD005",
+    "\"%s\" cannot be the name of %s (character %s: %s)",
     "The DOM calls this an InvalidCharacterError.",
     "A name begins with a letter or _ and goes on with letters, digits, '-', '_' and '.'.",
+    nullptr, true};
+inline constexpr report_row invalid_data{0, "XD005",
+    "the text cannot stand in a %s (character %s: %s)",
+    "The DOM calls this an InvalidCharacterError.",
+    "What is written could not be read again. Change the text, or put it into a node that can hold it.",
     nullptr, true};
 inline constexpr report_row no_modification_allowed{0, "XD007", "%s cannot be changed",
     "The DOM calls this a NoModificationAllowedError.",
     "Declarations and what stands in them are only read.", nullptr, true};
+inline constexpr report_row no_value{0, "XD007", "%s has no value of its own",
+    "The DOM calls this a NoModificationAllowedError.",
+    "Set the text of an element with xmldom.set_text_content.", nullptr, true};
 inline constexpr report_row not_found{0, "XD008", "%s is no child of %s",
     "The DOM calls this a NotFoundError.",
     "Pass a node whose parent is that node: xmldom.get_parent_node tells.", nullptr, true};
+inline constexpr report_row attribute_exists{0, "XD003", "%s has another attribute %s",
+    "An element has one attribute of a name.",
+    "Remove the other one first.", nullptr, true};
+inline constexpr report_row no_such_attribute{0, "XD008", "%s has no attribute %s",
+    "The DOM calls this a NotFoundError.",
+    "xmldom.has_attribute tells whether there is one.", nullptr, true};
+inline constexpr report_row no_such_entity{0, "XD008",
+    "the document type declares no entity \"%s\"",
+    "The DOM calls this a NotFoundError.",
+    "What is written could not be read again. Put in the text itself.", nullptr, true};
+inline constexpr report_row unsupported_version{0, "XD009", "there is no XML version \"%s\"",
+    "The DOM calls this a NotSupportedError.", "Versions are \"1.0\" and \"1.1\".", nullptr, true};
+inline constexpr report_row not_to_be_copied{0, "XD009", "%s cannot be taken into another document",
+    "The DOM calls this a NotSupportedError.",
+    "Take its children; a document is copied whole with xmldom.clone_node.", nullptr, true};
 inline constexpr report_row attribute_in_use{0, "XD010", "%s stands in another element already",
     "The DOM calls this an InUseAttributeError.",
     "Take it out there first, or put a copy here: xmldom.clone_node.", nullptr, true};
-inline constexpr report_row namespace_error{0, "XD014", "\"%s\" does not go with the namespace \"%s\"",
+inline constexpr report_row namespace_error{0, "XD014",
+    "\"%s\" does not go with the namespace \"%s\": %s",
     "The DOM calls this a NamespaceError.",
     "A prefix needs a namespace; xml and xmlns stand for their own only.", nullptr, true};
+inline constexpr report_row undeclared_prefix{0, "XD014", "nothing declares the prefix of \"%s\" here",
+    "The DOM calls this a NamespaceError.",
+    "Give the namespace with the name: xmldom.create_element_ns, create_attribute_ns or "
+    "set_attribute_ns.", nullptr, true};
+inline constexpr report_row declaration_in_use{0, "XD014",
+    "the declaration \"%s\" cannot be set or removed: %s",
+    "The DOM calls this a NamespaceError.",
+    "Rename what uses the prefix first (xmldom.rename_node), or declare another prefix.",
+    nullptr, true};
 inline constexpr report_row wrong_node_type{0, "XD024", "%s is wanted here, not %s",
     "The DOM calls this an InvalidNodeTypeError.",
     "Pass such a node; xmldom.get_node_type tells the type of one.", nullptr, true};

@@ -42,12 +42,19 @@ template <class Member, std::size_t Room> class growing_array {
     }
     void pop_back() noexcept { --size_; }
     void clear() noexcept { size_ = 0; }
+    // Takes the last members away; `size` is at most what there are.
+    void shrink(std::size_t size) noexcept { size_ = size; }
 
     [[nodiscard]] std::size_t size() const noexcept { return size_; }
     [[nodiscard]] bool empty() const noexcept { return size_ == 0; }
     [[nodiscard]] Member &back() noexcept { return members_[size_ - 1]; }
     [[nodiscard]] Member &operator[](std::size_t index) noexcept { return members_[index]; }
+    [[nodiscard]] const Member &operator[](std::size_t index) const noexcept {
+        return members_[index];
+    }
     [[nodiscard]] Member *data() noexcept { return members_; }
+    [[nodiscard]] const Member *begin() const noexcept { return members_; }
+    [[nodiscard]] const Member *end() const noexcept { return members_ + size_; }
     [[nodiscard]] Member *begin() noexcept { return members_; }
     [[nodiscard]] Member *end() noexcept { return members_ + size_; }
 

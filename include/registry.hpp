@@ -155,6 +155,8 @@ template <class Object> struct kept_objects {
     std::size_t capacity;
 };
 
+struct id_table; // src/edit/id_lookup.cpp
+
 struct family {
     xmlDocPtr main;       // null for a family of nodes whose document was released before them
     std::uint32_t shares; // document handles (node id 0) that name `main`
@@ -163,6 +165,7 @@ struct family {
     xmlNsPtr namespaces;            // of freed trees, that nodes elsewhere may use
     xmlNodePtr remains;             // of trees that a call had no time to free, chained by `next`
     XmlParserHashEntry *parsers;    // parser objects that handed `main` over and still name it
+    id_table *ids_by_value;         // the IDs of one of its documents, or null; host memory
 };
 
 // "XMLDOM domKeys map"
@@ -364,9 +367,14 @@ void delete_list(XMLHashEntry &entry) noexcept;
 // Takes a node that is named or about to be out of its tree, for another place or for none. What it
 // leaves is freed if that was a detached tree kept for what is leaving.
 void unlink_node(xmlNodePtr node) noexcept;
+// The same for a node that uses no namespace declared above it, or will use none.
+void unlink_fitted_node(xmlNodePtr node) noexcept;
 // Takes a node out of use: unlinks it, and frees it with all below it, at once or when none of it
 // is kept any more.
 void retire(family &owner, xmlNodePtr node) noexcept;
+// Takes a tree out of use, wherever it stands: from now on its handles name nothing; lists that
+// hold nodes of it go on to. Never throws.
+void retire_with_names(family &owner, xmlNodePtr top) noexcept;
 // Retires each child of a node (the old content of an attribute, say).
 void retire_children(family &owner, xmlNodePtr parent) noexcept;
 // Drops every entry that names `node` from the map: such handles are unknown from now on. Their

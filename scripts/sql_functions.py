@@ -111,7 +111,8 @@ TYPE_LETTERS = {
 RAW_LETTERS = {"document": "d", "element": "e", "attribute": "a", "parser": "p", "list": "l",
                "map": "l", "collection": "l"}  # by the argument's name; h of others
 TEXT_LETTERS = {"document": "x", "namespace_uri": "u", "character_set": "c", "charset": "c",
-                "file": "f", "name": "n", "tag_name": "n", "qualified_name": "n"}  # v of others
+                "file": "f", "name": "n", "tag_name": "n", "qualified_name": "n",
+                "local_name": "n", "target": "n", "prefix": "n", "root": "n", "uri": "u"}  # v of others
 RESULT_LETTERS = {
     "void": None, "text": "t", "integer": "i", "oid": "i", "boolean": "b",
     "xmldom.node": "h", "xmldom.text_node": "h", "xmldom.document": "d", "xmldom.element": "e",
@@ -130,8 +131,13 @@ RARITIES = {"xml_dom_get_doc_trees_info": 8, "xmldom.release": 3, "xmldom.free_a
 OF_THE_MACHINE = {"xml_dom_get_doc_trees_info", "xml_dom_get_memory_info", "xmldom.release",
                   "xmldom.free_all"}
 # What no program calls, and why.
-NOT_PLAYED = {"xmldom.to_bytea": "gives bytes, which the hosts show each in its own way",
-              "xmldom.to_xml": "an XML value is shown without its declaration"} | dict.fromkeys(
+NOT_PLAYED = {
+    "xmldom.to_bytea": "gives bytes, which the hosts show each in its own way",
+    "xmldom.to_xml": "an XML value is shown without its declaration",
+} | dict.fromkeys(
+    ("xmldom.append", "xmldom.prepend", "xmldom.before", "xmldom.after", "xmldom.replace_with",
+     "xmldom.replace_children"),
+    "takes an array of nodes; tests/unit/test_xmldom_programs.cpp plays it") | dict.fromkeys(
     ("xmldom.xpath", "xmldom.xpath_first", "xmldom.xpath_text", "xmldom.xpath_number",
      "xmldom.xpath_exists"),
     "takes arrays of texts; fuzz/query_differential plays paths")

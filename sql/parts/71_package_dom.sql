@@ -2,10 +2,6 @@
 
 -- Documents.
 
-CREATE FUNCTION xmldom.new_document() RETURNS xmldom.document
-    AS 'MODULE_PATHNAME', 'xml_dom_new_document_empty' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.new_document() IS
-    'new document without any node';
 CREATE FUNCTION xmldom.set_charset(document xmldom.document, character_set text) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xml_dom_set_charset_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_charset(xmldom.document, text) IS
@@ -47,72 +43,8 @@ COMMENT ON FUNCTION xmldom.get_children_by_tag_name_ns(xmldom.element, text, tex
 
 -- Attributes.
 
-CREATE FUNCTION xmldom.set_attribute(element xmldom.element, name text, value text) RETURNS xmldom.element
-    AS 'MODULE_PATHNAME', 'xml_dom_set_attribute_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.set_attribute(xmldom.element, text, text) IS
-    'sets an attribute, a null value means the empty one; the element';
-CREATE FUNCTION xmldom.set_attribute_ns(element xmldom.element, name text, value text, namespace_uri text) RETURNS xmldom.element
-    AS 'MODULE_PATHNAME', 'xml_dom_set_attribute_ns_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.set_attribute_ns(xmldom.element, text, text, text) IS
-    'sets an attribute in a namespace, without declaring the namespace; the element';
-CREATE FUNCTION xmldom.set_attribute_node(element xmldom.element, attribute xmldom.attr) RETURNS xmldom.attr
-    AS 'MODULE_PATHNAME', 'xml_dom_set_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.set_attribute_node(xmldom.element, xmldom.attr) IS
-    'puts an attribute in the place of one of its name; null when the element has none';
-CREATE FUNCTION xmldom.remove_attribute_node(element xmldom.element, attribute xmldom.attr) RETURNS xmldom.attr
-    AS 'MODULE_PATHNAME', 'xml_dom_remove_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.remove_attribute_node(xmldom.element, xmldom.attr) IS
-    'takes an attribute off its element; a copy that stands nowhere, null when the element has none of its name';
 
--- New nodes.
 
-CREATE FUNCTION xmldom.create_element(document xmldom.document, tag_name text) RETURNS xmldom.element
-    AS 'MODULE_PATHNAME', 'xml_dom_create_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.create_element(xmldom.document, text) IS
-    'new element of the document, in no tree yet';
-CREATE FUNCTION xmldom.create_element_ns(document xmldom.document, qualified_name text, namespace_uri text) RETURNS xmldom.element
-    AS 'MODULE_PATHNAME', 'xml_dom_create_element_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.create_element_ns(xmldom.document, text, text) IS
-    'new element with a default namespace of its own; none when the URI is null';
-CREATE FUNCTION xmldom.create_text_node(document xmldom.document, data text) RETURNS xmldom.text_node
-    AS 'MODULE_PATHNAME', 'xml_dom_create_text_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.create_text_node(xmldom.document, text) IS
-    'new text of the document, in no tree yet';
-CREATE FUNCTION xmldom.create_attribute(document xmldom.document, name text) RETURNS xmldom.attr
-    AS 'MODULE_PATHNAME', 'xml_dom_create_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.create_attribute(xmldom.document, text) IS
-    'new attribute of the document, with an empty value';
-
--- Changing the tree.
-
-CREATE FUNCTION xmldom.append_child(parent xmldom.node, child xmldom.node) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_append_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.append_child(xmldom.node, xmldom.node) IS
-    'moves a node behind the last child of another; the node, or the text it was merged into';
-CREATE FUNCTION xmldom.append_child(parent xmldom.node, child xmldom.element) RETURNS xmldom.element
-    AS 'MODULE_PATHNAME', 'xml_dom_append_child_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.append_child(xmldom.node, xmldom.element) IS
-    'moves an element behind the last child of a node; the element';
-CREATE FUNCTION xmldom.import_node(document xmldom.document, node xmldom.node) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_import_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.import_node(xmldom.document, xmldom.node) IS
-    'copy of a node and its attributes for the document, without what stands below';
-CREATE FUNCTION xmldom.import_node(document xmldom.document, node xmldom.node, deep boolean) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_import_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.import_node(xmldom.document, xmldom.node, boolean) IS
-    'copy of a node for the document, with all that stands below it when deep is true';
-CREATE FUNCTION xmldom.set_node_value(node xmldom.node, value text) RETURNS xmldom.node
-    AS 'MODULE_PATHNAME', 'xml_dom_set_node_value_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.set_node_value(xmldom.node, text) IS
-    'sets the value of an attribute, text, CDATA section, comment or processing instruction; the node';
-CREATE FUNCTION xmldom.set_node_value(attr xmldom.attr, value text) RETURNS xmldom.attr
-    AS 'MODULE_PATHNAME', 'xml_dom_set_node_value_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.set_node_value(xmldom.attr, text) IS
-    'sets the value of an attribute; the attribute';
-CREATE FUNCTION xmldom.set_node_value(text_node xmldom.text_node, value text) RETURNS xmldom.text_node
-    AS 'MODULE_PATHNAME', 'xml_dom_set_node_value_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.set_node_value(xmldom.text_node, text) IS
-    'sets the value of a text; the text';
 
 -- Writing.
 

@@ -8,6 +8,7 @@
 #include "edit/tree_attributes.hpp"
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
+#include "tree/id_attributes.hpp"
 #include "tree/immutable_nodes.hpp"
 
 #include <cstddef>
@@ -102,27 +103,10 @@ void set_document(xmlNodePtr node, xmlDocPtr document) noexcept {
 }
 
 void set_document_of_attribute(xmlAttrPtr attribute, xmlDocPtr document) noexcept {
-    if (attribute->atype == XML_ATTRIBUTE_ID && attribute->doc != nullptr) {
-        xmlRemoveID(attribute->doc, attribute);
-    }
+    forget_parsed_id(attribute);
     attribute->doc = document;
     for (xmlNodePtr child = attribute->children; child != nullptr; child = child->next) {
         set_document(child, document);
-    }
-}
-
-// Documents of one family share a dictionary, so that names and texts can stay as they are.
-void set_document_of_tree(xmlNodePtr top, xmlDocPtr document) noexcept {
-    if (is_attribute(top)) {
-        set_document_of_attribute(reinterpret_cast<xmlAttrPtr>(top), document);
-        return;
-    }
-    for (xmlNodePtr node = top; node != nullptr; node = next_below(node, top)) {
-        set_document(node, document);
-        for (xmlAttrPtr attribute = first_attribute(node); attribute != nullptr;
-             attribute = attribute->next) {
-            set_document_of_attribute(attribute, document);
-        }
     }
 }
 
@@ -162,10 +146,25 @@ xmlAttrPtr replaced_attribute(const xmlNode *parent, const xmlNode *child) noexc
     return as_node(found) == child ? nullptr : found;
 }
 
+void set_document_of_tree(xmlNodePtr top, xmlDocPtr document) noexcept {
+    if (is_attribute(top)) {
+        set_document_of_attribute(reinterpret_cast<xmlAttrPtr>(top), document);
+        return;
+    }
+    for (xmlNodePtr node = top; node != nullptr; node = next_below(node, top)) {
+        set_document(node, document);
+        for (xmlAttrPtr attribute = first_attribute(node); attribute != nullptr;
+             attribute = attribute->next) {
+            set_document_of_attribute(attribute, document);
+        }
+    }
+}
+
 void detach(xmlNodePtr node) noexcept { unlink_node(node); }
 
 void move_below(xmlNodePtr parent, xmlNodePtr child) noexcept {
     const host::tree_scope scope;
+    note_tree_change(child);
     unlink_node(child);
     xmlDocPtr const document =
         is_document(parent) ? reinterpret_cast<xmlDocPtr>(parent) : parent->doc;

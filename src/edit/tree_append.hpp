@@ -16,6 +16,9 @@ namespace pkg_dbe_xml {
 [[nodiscard]] xmlNodePtr merge_target(xmlNodePtr parent, const xmlNode *child) noexcept;
 // The attribute of `parent` that an attribute will replace; null for every other node.
 [[nodiscard]] xmlAttrPtr replaced_attribute(const xmlNode *parent, const xmlNode *child) noexcept;
+// Lets a tree that stands nowhere belong to another document of its family, whose documents share a
+// dictionary, so that names and texts can stay as they are. Never throws.
+void set_document_of_tree(xmlNodePtr top, xmlDocPtr document) noexcept;
 // Takes a node out of its tree. Never throws.
 void detach(xmlNodePtr node) noexcept;
 // Moves a node behind the last child, or the last attribute, of `parent`. Never throws.

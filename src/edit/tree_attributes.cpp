@@ -5,6 +5,7 @@
 #include "edit/tree_texts.hpp"
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"
+#include "tree/id_attributes.hpp"
 
 #include <bit>
 #include <cstddef>
@@ -23,10 +24,10 @@ namespace {
     return changeable ? text : nullptr;
 }
 
+// The attribute is about to get another value.
 void forget_id(xmlAttrPtr attribute) noexcept {
-    if (attribute->atype == XML_ATTRIBUTE_ID && attribute->doc != nullptr) {
-        xmlRemoveID(attribute->doc, attribute);
-    }
+    forget_parsed_id(attribute);
+    note_attribute_change(attribute);
 }
 
 void link_only_child(xmlAttrPtr attribute, xmlNodePtr text) noexcept {
@@ -101,6 +102,7 @@ void link_behind(xmlNodePtr element, xmlAttrPtr last, xmlAttrPtr attribute) noex
     attribute->parent = element;
     attribute->prev = last;
     (last == nullptr ? element->properties : last->next) = attribute;
+    note_attribute_change(attribute);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "edit/tree_copy.hpp"
 
 #include "edit/namespace_index.hpp"
+#include "edit/namespace_plan.hpp"
 #include "edit/tree_attributes.hpp"
 #include "edit/tree_namespaces.hpp"
 #include "error_reports.hpp"
@@ -17,6 +18,7 @@
 #include <libxml/parserInternals.h>
 
 #include <cstddef>
+#include <cstdint>
 
 namespace pkg_dbe_xml {
 
@@ -95,11 +97,18 @@ void adopt_document_type(xmlDocPtr document, xmlNodePtr document_type) noexcept 
     }
 }
 
+// What becomes of namespaces that are declared nowhere in the tree that is copied.
+enum class undeclared_namespaces : std::uint8_t {
+    declared_on_top,
+    left_to_caller, // the names keep them, by records of the document's
+};
+
 // One copy in the making. Every node is linked to the copy as soon as it is made, and completed
 // then, so that a failure leaves one tree to free.
 class copier {
   public:
-    explicit copier(xmlDocPtr target) noexcept : target_(target) {}
+    copier(xmlDocPtr target, undeclared_namespaces undeclared) noexcept
+        : target_(target), undeclared_(undeclared) {}
 
     // A node of the same type, name and text, with nothing below it and no attributes yet.
     [[nodiscard]] xml_node_ptr copy_bare(const xmlNode *source);
@@ -127,6 +136,7 @@ class copier {
 
     host::tree_scope scope_;
     xmlDocPtr target_;
+    undeclared_namespaces undeclared_;
     xmlNodePtr top_ = nullptr; // the element of the copy that stands above the others
     namespace_copies namespaces_;
     poll_counter poll_;
@@ -165,7 +175,8 @@ xmlNsPtr copier::copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute
         return xml_namespace(target_);
     }
     // An attribute without a prefix cannot get its namespace from a declaration.
-    if (element == nullptr || (for_attribute && source->prefix == nullptr)) {
+    if (undeclared_ == undeclared_namespaces::left_to_caller || element == nullptr ||
+        (for_attribute && source->prefix == nullptr)) {
         return kept_.get(target_, source->href, source->prefix);
     }
     xmlNsPtr found = declaration_of(top_, source->prefix);
@@ -331,9 +342,10 @@ template <class Text> void set_text(Text *&place, const xmlChar *text) noexcept 
 
 } // namespace
 
-xml_node_ptr copy_node(xmlDocPtr target, xmlNodePtr source, bool deep) {
+namespace {
+
+xml_node_ptr copy_with(copier &copying, xmlNodePtr source, bool deep) {
     xml_node_ptr made;
-    copier copying(target);
     made = copying.copy_bare(source);
     copying.complete(source, made.get());
     if (deep && !is_attribute(source)) {
@@ -342,7 +354,31 @@ xml_node_ptr copy_node(xmlDocPtr target, xmlNodePtr source, bool deep) {
     return made;
 }
 
-xml_doc_ptr copy_document(xmlDocPtr target, xmlDocPtr source) {
+} // namespace
+
+xml_node_ptr copy_node(xmlDocPtr target, xmlNodePtr source, bool deep) {
+    copier copying(target, undeclared_namespaces::declared_on_top);
+    return copy_with(copying, source, deep);
+}
+
+xml_node_ptr copy_tree(xmlDocPtr target, xmlNodePtr source, bool deep) {
+    xml_node_ptr made;
+    {
+        copier copying(target, undeclared_namespaces::left_to_caller);
+        made = copy_with(copying, source, deep);
+    }
+    if (stands_below_declarations(source) || !deep) {
+        namespace_plan plan(target);
+        plan.fit(made.get(), nullptr);
+        plan.apply();
+    }
+    return made;
+}
+
+namespace {
+
+xml_doc_ptr copy_document_with(xmlDocPtr target, xmlDocPtr source,
+                               undeclared_namespaces undeclared) {
     xml_doc_ptr made;
     const host::tree_scope scope;
     made.reset(xmlNewDoc(source->version));
@@ -359,9 +395,19 @@ xml_doc_ptr copy_document(xmlDocPtr target, xmlDocPtr source) {
     if (scope.refused()) {
         report(reports::out_of_memory);
     }
-    copier copying(made.get());
+    copier copying(made.get(), undeclared);
     copying.copy_below(as_node(source), as_node(made.get()));
     return made;
+}
+
+} // namespace
+
+xml_doc_ptr copy_document(xmlDocPtr target, xmlDocPtr source) {
+    return copy_document_with(target, source, undeclared_namespaces::declared_on_top);
+}
+
+xml_doc_ptr copy_whole_document(xmlDocPtr source) {
+    return copy_document_with(source, source, undeclared_namespaces::left_to_caller);
 }
 
 } // namespace pkg_dbe_xml

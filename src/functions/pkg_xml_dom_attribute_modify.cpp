@@ -61,8 +61,6 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_attribute_ns) {
     return call.null();
 }
 
-PKG_DBE_XML_RETURNING(xml_dom_set_attribute_ns, call.same_as(0))
-
 // Puts the attribute where the element has one of its name and no namespace, taking it from
 // wherever it stands. The result is the attribute's own handle. The second argument is looked at
 // before the first, but its size only when it is looked up. Handles of a replaced attribute go on

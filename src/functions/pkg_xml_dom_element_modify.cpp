@@ -70,8 +70,6 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_attribute) {
     return call.null();
 }
 
-PKG_DBE_XML_RETURNING(xml_dom_set_attribute, call.same_as(0))
-
 PKG_DBE_XML_FUNCTION(xml_dom_make_attr) {
     if (call.is_null(0)) {
         return call.null();

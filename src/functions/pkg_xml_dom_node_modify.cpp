@@ -129,8 +129,6 @@ PKG_DBE_XML_FUNCTION(xml_dom_append_child) {
     return target != nullptr ? merge(parent, target, child_node) : move(parent, child_node);
 }
 
-PKG_DBE_XML_RETURNING(xml_dom_append_child, call.result_is_null ? 0 : call.same_as(1))
-
 PKG_DBE_XML_FUNCTION(xml_dom_import_node) {
     if (call.is_null(0) || call.is_null(1)) {
         return call.null();
@@ -181,7 +179,5 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_node_value) {
     }
     return 0;
 }
-
-PKG_DBE_XML_RETURNING(xml_dom_set_node_value, call.same_as(0))
 
 } // namespace pkg_dbe_xml

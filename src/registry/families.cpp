@@ -88,6 +88,7 @@ void discard_family(registry &state, family &owner) noexcept {
         owner.main->psvi = nullptr;
     }
     free_memory(owner.copies.objects);
+    free_memory(owner.ids_by_value);
     free_memory(&owner);
 }
 

@@ -10,6 +10,7 @@
 #include "registry/dom_map.hpp"
 
 #include "libxml/xml.hpp"
+#include "tree/id_attributes.hpp"
 #include "tree/namespace_marks.hpp"
 
 #include <algorithm>
@@ -182,6 +183,7 @@ void retire_alone(xmlNodePtr node, bool &marked) noexcept {
         marked = true;
     }
     if (node->parent != nullptr || node->next != nullptr || node->prev != nullptr) {
+        note_tree_change(node);
         xmlUnlinkNode(node);
     }
     if (needed == nullptr) {
@@ -256,12 +258,17 @@ void let_go_of_all(xmlNodePtr chain) noexcept {
 
 // --- leaving a tree -----------------------------------------------------------------------------
 
-void unlink_node(xmlNodePtr node) noexcept {
+void unlink_fitted_node(xmlNodePtr node) noexcept {
     const host::tree_scope scope;
     xmlNodePtr const left = node->parent == nullptr ? nullptr : take_witness_along(node);
-    mark_used_outside(node);
+    note_tree_change(node);
     xmlUnlinkNode(node);
     settle_left_tree(left);
+}
+
+void unlink_node(xmlNodePtr node) noexcept {
+    mark_used_outside(node);
+    unlink_fitted_node(node);
 }
 
 void retire(family & /*owner*/, xmlNodePtr node) noexcept {
@@ -272,6 +279,33 @@ void retire(family & /*owner*/, xmlNodePtr node) noexcept {
     if (left != node) {
         settle_left_tree(left);
     }
+}
+
+namespace {
+
+// Lets every handle of a node go of it. The tree is kept meanwhile.
+void release_names(xmlNodePtr node) noexcept {
+    while (XMLHashEntry *const entry = first_name(node)) {
+        remove_name(*entry);
+        entry->object = nullptr;
+        settle_slot(*entry, entry->key);
+    }
+}
+
+} // namespace
+
+void retire_with_names(family &owner, xmlNodePtr top) noexcept {
+    for (xmlNodePtr node = top; node != nullptr; node = next_below(node, top)) {
+        release_names(node);
+        for (xmlAttrPtr attribute = first_attribute(node); attribute != nullptr;
+             attribute = attribute->next) {
+            release_names(as_node(attribute));
+            for (xmlNodePtr text = attribute->children; text != nullptr; text = text->next) {
+                release_names(text);
+            }
+        }
+    }
+    retire(owner, top);
 }
 
 void retire_children(family & /*owner*/, xmlNodePtr parent) noexcept {

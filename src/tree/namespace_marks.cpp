@@ -14,9 +14,19 @@ xmlDoc *used_inside() noexcept {
     return reinterpret_cast<xmlDoc *>(const_cast<char *>(&mark));
 }
 
+// The same for declarations that were asked for.
+xmlDoc *asked_for() noexcept {
+    static constinit const char mark = 1;
+    return reinterpret_cast<xmlDoc *>(const_cast<char *>(&mark));
+}
+
 } // namespace
 
 void mark_used_inside(xmlNsPtr record) noexcept { set_context(record, used_inside()); }
+
+void mark_asked_for(xmlNsPtr record) noexcept { set_context(record, asked_for()); }
+
+bool is_made_for_name(const xmlNs *record) noexcept { return context_of(record) == used_inside(); }
 
 void mark_used_outside(const xmlNode *leaving) noexcept {
     const bool may_use_namespaces = leaving->type == XML_ELEMENT_NODE ||
@@ -36,7 +46,7 @@ void mark_used_outside(const xmlNode *leaving) noexcept {
 bool declares_for_others(const xmlNode *element) noexcept {
     for (const xmlNs *record = declared_namespaces(element); record != nullptr;
          record = record->next) {
-        if (context_of(record) != used_inside()) {
+        if (context_of(record) != used_inside() && context_of(record) != asked_for()) {
             return true;
         }
     }

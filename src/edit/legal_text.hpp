@@ -1,0 +1,66 @@
+// What XML allows as a name and as data. What it does not allow is refused wherever a node is made
+// or changed, so that every tree can be written and read again.
+//
+// All texts are UTF-8 and end in a zero byte. Bytes that are no UTF-8 are no characters of XML.
+#pragma once
+
+#include <libxml/tree.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace pkg_dbe_xml {
+
+inline constexpr const char *k_xml_uri = "http://www.w3.org/XML/1998/namespace";
+inline constexpr const char *k_xmlns_uri = "http://www.w3.org/2000/xmlns/";
+
+enum class text_fault : std::uint8_t {
+    none,
+    empty_name,      // a name has no character
+    name_start,      // no name begins with this character
+    name_character,  // no name holds this character
+    stray_colon,     // a colon at an end of a name, a second one, or one where none is allowed
+    reserved_target, // a processing instruction is not called "xml"
+    character,       // XML has no such character
+    carriage_return, // would be read as a line feed here
+    double_hyphen,   // in a comment
+    hyphen_at_end,   // of a comment
+    instruction_end, // "?>" in a processing instruction
+    blank_at_start,  // of a processing instruction, which would not be read
+    section_end,     // "]]>" in a CDATA section
+};
+
+// What is wrong with a text, and at which of its characters, counted from 1.
+struct text_check {
+    text_fault fault = text_fault::none;
+    std::size_t place = 0;
+    [[nodiscard]] bool passed() const noexcept { return fault == text_fault::none; }
+};
+
+// The fault in words that go on after "the comment: " and the like.
+[[nodiscard]] const char *words_for(text_fault fault) noexcept;
+
+// A name without colons.
+[[nodiscard]] text_check check_plain_name(const xmlChar *name) noexcept;
+
+// A name of the form "name" or "prefix:name".
+struct qualified_name {
+    text_check check;
+    const xmlChar *local = nullptr; // in the text that was checked
+    std::size_t prefix_size = 0;    // bytes before the colon; 0: there is no prefix
+};
+[[nodiscard]] qualified_name check_qualified_name(const xmlChar *name) noexcept;
+
+// The name of a processing instruction.
+[[nodiscard]] text_check check_target(const xmlChar *name) noexcept;
+// Characters alone: texts, attribute values, namespace names.
+[[nodiscard]] text_check check_characters(const xmlChar *text) noexcept;
+// What a node of this type may hold; other types than texts, CDATA sections, comments and
+// processing instructions are checked as texts.
+[[nodiscard]] text_check check_data(xmlElementType type, const xmlChar *text) noexcept;
+
+// Bytes that the first `count` characters take; SIZE_MAX when there are fewer.
+[[nodiscard]] std::size_t bytes_of_characters(const xmlChar *text, std::size_t count) noexcept;
+[[nodiscard]] std::size_t count_characters(const xmlChar *text) noexcept;
+
+} // namespace pkg_dbe_xml

@@ -1,0 +1,296 @@
+// Insertion, replacement and removal of nodes.
+
+#include "edit/place.hpp"
+
+#include "libxml/xml.hpp"
+#include "tree/id_attributes.hpp"
+#include "tree/immutable_nodes.hpp"
+#include "tree/typed_access.hpp"
+
+#include <algorithm>
+
+namespace pkg_dbe_xml {
+
+namespace {
+
+[[nodiscard]] xmlDocPtr document_of(xmlNodePtr node) noexcept {
+    return is_document(node) ? reinterpret_cast<xmlDocPtr>(node) : node->doc;
+}
+
+[[nodiscard]] bool is_inside(const xmlNode *node, const xmlNode *top) noexcept {
+    while (node != nullptr && node != top) {
+        node = node->parent;
+    }
+    return node == top;
+}
+
+[[nodiscard]] place_fault check_parent(const xmlNode *parent) noexcept {
+    switch (parent->type) {
+    case XML_ELEMENT_NODE:
+    case XML_DOCUMENT_FRAG_NODE:
+    case XML_DOCUMENT_NODE:
+    case XML_ATTRIBUTE_NODE:
+        return place_fault::none;
+    case XML_ENTITY_REF_NODE:
+        return place_fault::immutable_parent;
+    default:
+        return is_declaration(parent->type) ? place_fault::immutable_parent
+                                            : place_fault::no_children;
+    }
+}
+
+[[nodiscard]] place_fault check_types(const xmlNode *parent, const xmlNode *child) noexcept {
+    if (const place_fault fault = check_parent(parent); fault != place_fault::none) {
+        return fault;
+    }
+    switch (child->type) {
+    case XML_ELEMENT_NODE:
+    case XML_TEXT_NODE:
+    case XML_CDATA_SECTION_NODE:
+    case XML_ENTITY_REF_NODE:
+    case XML_PI_NODE:
+    case XML_COMMENT_NODE:
+        break;
+    default:
+        return is_declaration(child->type) ? place_fault::immutable_child : place_fault::no_child;
+    }
+    switch (parent->type) {
+    case XML_DOCUMENT_NODE:
+        return child->type == XML_ELEMENT_NODE || child->type == XML_COMMENT_NODE ||
+                       child->type == XML_PI_NODE
+                   ? place_fault::none
+                   : place_fault::not_in_document;
+    case XML_ATTRIBUTE_NODE:
+        return child->type == XML_TEXT_NODE || child->type == XML_ENTITY_REF_NODE
+                   ? place_fault::none
+                   : place_fault::not_in_attribute;
+    default:
+        return place_fault::none;
+    }
+}
+
+// The attribute that a node stands in changes its value with it.
+void note_value_change(xmlNodePtr parent) noexcept {
+    if (is_attribute(parent)) {
+        auto *const attribute = reinterpret_cast<xmlAttrPtr>(parent);
+        forget_parsed_id(attribute);
+        note_attribute_change(attribute);
+    }
+}
+
+void take_out(xmlNodePtr node) noexcept {
+    if (node->parent != nullptr) {
+        note_value_change(node->parent);
+        unlink_fitted_node(node);
+    }
+}
+
+} // namespace
+
+place_fault check_child(const xmlNode *parent, const xmlNode *child) noexcept {
+    if (const place_fault fault = check_types(parent, child); fault != place_fault::none) {
+        return fault;
+    }
+    if (child->doc != document_of(const_cast<xmlNodePtr>(parent))) {
+        return place_fault::other_document;
+    }
+    if (parent == child || (first_child(child) != nullptr && is_inside(parent, child))) {
+        return place_fault::below_itself;
+    }
+    if (is_immutable(parent)) {
+        return place_fault::immutable_parent;
+    }
+    return is_immutable(child) ? place_fault::immutable_child : place_fault::none;
+}
+
+xmlNodePtr next_changeable(xmlNodePtr node, const xmlNode *top) noexcept {
+    if (!is_declaration(node->type)) {
+        return next_below(node, top);
+    }
+    while (node != nullptr && node != top && node->next == nullptr) {
+        node = node->parent;
+    }
+    return node == nullptr || node == top ? nullptr : node->next;
+}
+
+void link_before(xmlNodePtr parent, xmlNodePtr child, xmlNodePtr reference) noexcept {
+    child->parent = parent;
+    child->next = reference;
+    child->prev = reference == nullptr ? parent->last : reference->prev;
+    (child->prev == nullptr ? parent->children : child->prev->next) = child;
+    (reference == nullptr ? parent->last : reference->prev) = child;
+}
+
+placement::placement(xmlNodePtr parent, xmlNodePtr reference, leaving what)
+    : parent_(parent), reference_(reference), leaving_(what), plan_(document_of(parent)) {}
+
+void placement::add(xmlNodePtr node) {
+    if (node->type != XML_DOCUMENT_FRAG_NODE) {
+        nodes_.push_back(node);
+        return;
+    }
+    for (xmlNodePtr child = node->children; child != nullptr; child = child->next) {
+        nodes_.push_back(child);
+    }
+}
+
+bool placement::is_moved(const xmlNode *node) const noexcept { return is_member(sorted_, node); }
+
+bool placement::leaves(const xmlNode *child) const noexcept {
+    return child == replaced_ || leaving_ == leaving::all_children || is_moved(child);
+}
+
+// A node that was named more than once ends up where it was named last.
+void placement::keep_last_of_each() {
+    for (const xmlNodePtr node : nodes_) {
+        sorted_.push_back(node);
+    }
+    sort_nodes(sorted_);
+    std::size_t distinct = 0;
+    for (std::size_t index = 0; index < sorted_.size(); ++index) {
+        if (index == 0 || sorted_[index] != sorted_[index - 1]) {
+            sorted_[distinct++] = sorted_[index];
+        }
+    }
+    sorted_.shrink(distinct);
+    if (distinct == nodes_.size()) {
+        return;
+    }
+    growing_array<bool, 64> is_kept_already;
+    for (std::size_t index = 0; index < distinct; ++index) {
+        is_kept_already.push_back(false);
+    }
+    node_set kept; // from the last one on
+    for (std::size_t index = nodes_.size(); index != 0; --index) {
+        xmlNodePtr const node = nodes_[index - 1];
+        const auto *const place = std::lower_bound(sorted_.begin(), sorted_.end(), node);
+        bool &is_known = is_kept_already[static_cast<std::size_t>(place - sorted_.begin())];
+        if (!is_known) {
+            is_known = true;
+            kept.push_back(node);
+        }
+    }
+    nodes_.clear();
+    for (std::size_t index = kept.size(); index != 0; --index) {
+        nodes_.push_back(kept[index - 1]);
+    }
+}
+
+place_check placement::check_document() const noexcept {
+    std::size_t roots = 0;
+    xmlNodePtr root = nullptr;
+    for (const xmlNodePtr node : nodes_) {
+        if (node->type == XML_ELEMENT_NODE) {
+            root = node;
+            ++roots;
+        }
+    }
+    if (root == nullptr) {
+        return {};
+    }
+    for (const xmlNode *child = parent_->children; child != nullptr; child = child->next) {
+        roots += child->type == XML_ELEMENT_NODE && !leaves(child) ? 1 : 0;
+    }
+    if (roots > 1) {
+        return {place_fault::second_root, root};
+    }
+    for (const xmlNode *child = reference_; child != nullptr; child = child->next) {
+        if (child->type == XML_DTD_NODE) {
+            return {place_fault::before_doctype, root};
+        }
+    }
+    return {};
+}
+
+place_check placement::check() {
+    keep_last_of_each();
+    if (const place_fault fault = check_parent(parent_); fault != place_fault::none) {
+        return {fault, parent_};
+    }
+    if (is_immutable(parent_)) {
+        return {place_fault::immutable_parent, parent_};
+    }
+    if (leaving_ == leaving::reference) {
+        replaced_ = is_moved(reference_) ? nullptr : reference_;
+        if (replaced_ != nullptr && is_immutable(replaced_)) {
+            return {place_fault::immutable_child, replaced_};
+        }
+    }
+    if (leaving_ == leaving::all_children) {
+        for (xmlNodePtr child = first_child(parent_); child != nullptr; child = child->next) {
+            if (is_declaration(child->type)) {
+                return {place_fault::immutable_child, child};
+            }
+        }
+    }
+    for (const xmlNodePtr node : nodes_) {
+        if (const place_fault fault = check_child(parent_, node); fault != place_fault::none) {
+            return {fault, node};
+        }
+    }
+    return is_document(parent_) ? check_document() : place_check{};
+}
+
+void placement::prepare() {
+    // What is moved itself is no place to stand in front of.
+    while (reference_ != nullptr && is_moved(reference_)) {
+        reference_ = reference_->next;
+    }
+    const node_set *const apart = &sorted_;
+    for (const xmlNodePtr node : nodes_) {
+        plan_.fit_moved(node, parent_, apart);
+    }
+    if (replaced_ != nullptr) {
+        plan_.fit_moved(replaced_, nullptr, apart);
+    }
+    if (leaving_ == leaving::all_children) {
+        for (xmlNodePtr child = first_child(parent_); child != nullptr; child = child->next) {
+            if (!is_moved(child)) {
+                plan_.fit_moved(child, nullptr, apart);
+            }
+        }
+    }
+}
+
+void placement::carry_out(family &owner) noexcept {
+    const host::tree_scope scope;
+    note_value_change(parent_);
+    xmlNodePtr reference = anchor_ != nullptr && is_moved(anchor_) ? anchor_ : reference_;
+    for (const xmlNodePtr node : nodes_) {
+        if (node == anchor_) {
+            reference = reference_;
+            continue;
+        }
+        take_out(node);
+        link_before(parent_, node, reference);
+        note_tree_change(node);
+    }
+    plan_.apply();
+    for (const xmlNodePtr node : nodes_) {
+        if (node->type == XML_ELEMENT_NODE && node->parent->type == XML_ELEMENT_NODE) {
+            drop_repeated_declarations(node);
+        }
+    }
+    // Last: with what leaves may go the tree that it stood in, when nobody needs that any more.
+    if (replaced_ != nullptr) {
+        take_out(replaced_);
+    }
+    if (leaving_ == leaving::all_children) {
+        xmlNodePtr child = parent_->children;
+        while (child != nullptr && !is_moved(child)) {
+            xmlNodePtr const next = child->next;
+            retire(owner, child);
+            child = next;
+        }
+    }
+}
+
+void remove_from_tree(xmlNodePtr node) {
+    namespace_plan plan(node->doc);
+    plan.fit_moved(node, nullptr);
+    const host::tree_scope scope;
+    take_out(node);
+    plan.apply();
+}
+
+} // namespace pkg_dbe_xml

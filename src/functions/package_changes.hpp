@@ -1,0 +1,103 @@
+// The steps that the changing functions of the packages share: texts that must be legal, places
+// that must be possible, nodes that may change.
+#pragma once
+
+#include "edit/attribute_changes.hpp"
+#include "edit/legal_text.hpp"
+#include "edit/place.hpp"
+#include "edit/tree_append.hpp"
+#include "edit/tree_attributes.hpp"
+#include "edit/tree_copy.hpp"
+#include "functions/package_arguments.hpp"
+#include "text/text_argument.hpp"
+#include "tree/immutable_nodes.hpp"
+
+#include <cstdint>
+#include <optional>
+
+namespace pkg_dbe_xml {
+
+// A text argument in UTF-8 that must not be null. Reports null_package_argument.
+class needed_text {
+  public:
+    needed_text(const package_call &here, const host::call &call, int index) {
+        here.needs(index);
+        text_.emplace(call.value(index));
+    }
+    [[nodiscard]] const xmlChar *xml() const noexcept { return text_->xml(); }
+    [[nodiscard]] const char *c_str() const noexcept { return text_->c_str(); }
+
+  private:
+    std::optional<utf8_argument> text_;
+};
+
+// A text argument in UTF-8, null for null; with `empty_is_null` for the empty one too.
+class optional_argument {
+  public:
+    optional_argument(const host::call &call, int index) {
+        if (!call.is_null(index)) {
+            text_.emplace(call.value(index));
+        }
+    }
+    [[nodiscard]] const xmlChar *xml() const noexcept { return text_ ? text_->xml() : nullptr; }
+    [[nodiscard]] const xmlChar *or_empty() const noexcept {
+        return text_ ? text_->xml() : reinterpret_cast<const xmlChar *>("");
+    }
+    // A namespace URI: the empty one is none.
+    [[nodiscard]] const xmlChar *uri() const noexcept {
+        return text_ && *text_->xml() != 0 ? text_->xml() : nullptr;
+    }
+
+  private:
+    std::optional<utf8_argument> text_;
+};
+
+// A name of the form "name" or "prefix:name" that XML allows, and its pieces.
+class name_argument {
+  public:
+    // Reports null_package_argument and invalid_name; `what` is to be called so, as "an element".
+    name_argument(const package_call &here, const host::call &call, int index, const char *what);
+    [[nodiscard]] const xmlChar *prefix() const noexcept { return prefix_->xml(); }
+    [[nodiscard]] const xmlChar *local() const noexcept { return parts_.local; }
+    [[nodiscard]] const char *whole() const noexcept { return text_.c_str(); }
+    [[nodiscard]] full_name in(const xmlChar *uri) const noexcept {
+        return {prefix(), local(), uri};
+    }
+
+  private:
+    needed_text text_;
+    qualified_name parts_;
+    std::optional<prefix_text> prefix_;
+};
+
+// Reports invalid_name.
+[[noreturn]] void fail_name(const package_call &here, int index, const char *name, const char *what,
+                            const text_check &check);
+// Reports index_size about an offset into what a node holds, or a count.
+[[noreturn]] void fail_offset(const package_call &here, int index, std::int32_t offset,
+                              const xmlNode *node);
+
+// Whether a text argument is what `check` wants. Reports invalid_data.
+void require_data(const package_call &here, int index, const text_check &check, const char *what);
+// The same for what a node of that type holds.
+void require_data(const package_call &here, int index, xmlElementType type, const xmlChar *data);
+// A namespace URI holds characters of XML. Reports invalid_data.
+void require_uri(const package_call &here, int index, const xmlChar *uri);
+// Reports namespace_error.
+void require_namespace(const package_call &here, int index, namespace_fault fault,
+                       const name_argument &name, const xmlChar *uri);
+
+// Declarations and what stands in them never change. Reports no_modification_allowed.
+void require_changeable(const package_call &here, int index, const xmlNode *node);
+// Both belong to the same document. Reports wrong_document about argument `index`.
+void require_same_document(const package_call &here, int index, const named_node &parent,
+                           const named_node &node);
+// The node of a member of an array of handles (0: null). Reports null_member, unknown_handle,
+// stale_handle and wrong_node_type about argument `index`.
+[[nodiscard]] named_node node_of_member(const package_call &here, int index, host::datum member);
+// The report for a place that is not possible; argument `index` names the child, or a list of
+// nodes.
+void require_place(const package_call &here, int index, const xmlNode *parent,
+                   const place_check &check);
+
+} // namespace pkg_dbe_xml

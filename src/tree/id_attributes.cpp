@@ -1,0 +1,97 @@
+// Which attributes are IDs, and when that changes.
+
+#include "tree/id_attributes.hpp"
+
+#include "tree/typed_access.hpp"
+
+#include <libxml/valid.h>
+
+#include <cstddef>
+
+namespace pkg_dbe_xml {
+
+constinit PKG_DBE_XML_SESSION_STORAGE std::uint64_t id_changes = 0;
+
+namespace {
+
+[[nodiscard]] bool is_xml_id(const xmlAttr *attribute) noexcept {
+    return attribute->ns != nullptr && attribute->ns->prefix != nullptr &&
+           xmlStrEqual(attribute->ns->prefix, reinterpret_cast<const xmlChar *>("xml")) != 0 &&
+           xmlStrEqual(attribute->name, reinterpret_cast<const xmlChar *>("id")) != 0;
+}
+
+[[nodiscard]] bool is_declared_by(xmlDtdPtr document_type, const xmlAttr *attribute) noexcept {
+    if (document_type == nullptr || document_type->attributes == nullptr) {
+        return false;
+    }
+    const xmlNode *const element = attribute->parent;
+    // Declarations go by the names as they are written; the element's prefix is looked for in its
+    // declared name by libxml2 itself only while it parses.
+    const xmlAttribute *const declared =
+        xmlGetDtdQAttrDesc(document_type, element->name, attribute->name,
+                           attribute->ns == nullptr ? nullptr : attribute->ns->prefix);
+    return declared != nullptr && declared->atype == XML_ATTRIBUTE_ID;
+}
+
+[[nodiscard]] bool is_declared_id(const xmlAttr *attribute) noexcept {
+    const xmlDoc *const document = attribute->doc;
+    return document != nullptr && attribute->parent != nullptr &&
+           (is_declared_by(document->intSubset, attribute) ||
+            is_declared_by(document->extSubset, attribute));
+}
+
+// Nodes of a tree that are looked through for IDs.
+constexpr std::size_t k_nodes_looked_at = 64;
+
+} // namespace
+
+bool is_id_attribute(const xmlAttr *attribute) noexcept {
+    if (is_xml_id(attribute)) {
+        return true;
+    }
+    switch (attribute->atype) {
+    case XML_ATTRIBUTE_ID:
+        return true;
+    case XML_ATTRIBUTE_CDATA: // a program made it none
+        return false;
+    default:
+        return is_declared_id(attribute);
+    }
+}
+
+void note_attribute_change(const xmlAttr *attribute) noexcept {
+    if (is_id_attribute(attribute)) {
+        ++id_changes;
+    }
+}
+
+void note_tree_change(const xmlNode *top) noexcept {
+    if (is_attribute(top)) {
+        note_attribute_change(reinterpret_cast<const xmlAttr *>(top));
+        return;
+    }
+    std::size_t steps = 0;
+    for (xmlNodePtr node = const_cast<xmlNodePtr>(top); node != nullptr;
+         node = next_below(node, top)) {
+        for (const xmlAttr *attribute = first_attribute(node); attribute != nullptr;
+             attribute = attribute->next) {
+            if (++steps > k_nodes_looked_at || is_id_attribute(attribute)) {
+                ++id_changes;
+                return;
+            }
+        }
+        if (++steps > k_nodes_looked_at) {
+            ++id_changes;
+            return;
+        }
+    }
+}
+
+void forget_parsed_id(xmlAttrPtr attribute) noexcept {
+    if (attribute->atype == XML_ATTRIBUTE_ID && attribute->doc != nullptr) {
+        xmlRemoveID(attribute->doc, attribute);
+        attribute->atype = XML_ATTRIBUTE_ID;
+    }
+}
+
+} // namespace pkg_dbe_xml

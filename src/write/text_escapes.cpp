@@ -153,7 +153,7 @@ void write_escaped(text_output &output, const xmlChar *bytes) {
         output.advance_to(escape<where, rules>(next, text, piece));
         text += piece;
         left -= piece;
-        if (left % k_bytes_between_polls < k_piece) [[unlikely]] {
+        if (left != 0 && left % k_bytes_between_polls < k_piece) [[unlikely]] {
             host::check_for_interrupts();
         }
     }

@@ -213,7 +213,7 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
     if (document == nullptr) {
         return nullptr;
     }
-    if (run.position != run.length) {
+    if (run.position != run.length || run.context->nameNr > 0) { // an element was not ended
         run.text_left = true;
     }
     if (!run.stopped && !gate.refused && !run.text_left) {
@@ -300,6 +300,10 @@ void note_xml_error(void * /*context*/, xml_error *error) noexcept {
     work_for_error(*run);
     if (error->level <= XML_ERR_WARNING) {
         return;
+    }
+    if (error->level != XML_ERR_FATAL && run->context->wellFormed != 0) {
+        // 2.12 does not say that a text ends too early, and takes it, after any error at all.
+        run->context->errNo = XML_ERR_OK;
     }
     if (is_validity_error(*error)) {
         note_validity_error(*run, *error);

@@ -245,6 +245,8 @@ TEST_F(documents, text_that_is_not_well_formed_is_refused_with_the_words_of_libx
     } k_cases[] = {
         {"<a>\n<b>\n  </a>", "line 3, column 7: Opening and ending tag mismatch: b line 2 and a"},
         {"<a>\n", "line 2, column 1: Premature end of data in tag a line 1"},
+        // An error before that ends no parse, here a prefix that is not declared, changes nothing.
+        {"<p:a>\n", "line 2, column 1: Premature end of data in tag a line 1"},
         {"<a b=c/>", "line 1, column 6: AttValue: \" or ' expected"},
         {"<a>&e;</a>", "line 1, column 7: Entity 'e' not defined"},
         {"<a/>junk", "line 1, column 5: Extra content at the end of the document"},

@@ -9,7 +9,7 @@
 #include "paths/paths.hpp"
 #include "standalone_session.hpp"
 
-#include "functions/sql_functions.hpp"
+#include "sql_functions.hpp"
 
 #include <libxml/parser.h>
 #include <libxml/xpath.h>

@@ -351,6 +351,7 @@ node_array node_stream::collect_rest() {
                 collected.push(run_.memory(), more);
                 return false;
             }));
+            --depth_; // the last step has no more from there
             continue;
         }
         if (collected.size != 0 && collected.members[collected.size - 1] == node) {

@@ -141,7 +141,9 @@ class evaluator {
         if (node->name == memory.name) [[likely]] {
             return true;
         }
-        return node->name != memory.other_name && compare_name(taken, memory, node);
+        return node->name != memory.other_name && node->name != nullptr &&
+               node->name[0] == static_cast<xmlChar>(code_.texts[taken.name.start]) &&
+               compare_name(taken, memory, node);
     }
     [[nodiscard]] bool has_plain_name(const step &taken, test_memory &memory,
                                       const xmlNode *node) const {

@@ -344,8 +344,10 @@ template <class Text> void set_text(Text *&place, const xmlChar *text) noexcept 
 
 namespace {
 
-xml_node_ptr copy_with(copier &copying, xmlNodePtr source, bool deep) {
-    xml_node_ptr made;
+xml_node_ptr copy_with(xmlDocPtr target, undeclared_namespaces undeclared, xmlNodePtr source,
+                       bool deep) {
+    xml_node_ptr made; // outlives the copier, which goes through the records of the copy at its end
+    copier copying(target, undeclared);
     made = copying.copy_bare(source);
     copying.complete(source, made.get());
     if (deep && !is_attribute(source)) {
@@ -357,16 +359,11 @@ xml_node_ptr copy_with(copier &copying, xmlNodePtr source, bool deep) {
 } // namespace
 
 xml_node_ptr copy_node(xmlDocPtr target, xmlNodePtr source, bool deep) {
-    copier copying(target, undeclared_namespaces::declared_on_top);
-    return copy_with(copying, source, deep);
+    return copy_with(target, undeclared_namespaces::declared_on_top, source, deep);
 }
 
 xml_node_ptr copy_tree(xmlDocPtr target, xmlNodePtr source, bool deep) {
-    xml_node_ptr made;
-    {
-        copier copying(target, undeclared_namespaces::left_to_caller);
-        made = copy_with(copying, source, deep);
-    }
+    xml_node_ptr made = copy_with(target, undeclared_namespaces::left_to_caller, source, deep);
     if (stands_below_declarations(source) || !deep) {
         namespace_plan plan(target);
         plan.fit(made.get(), nullptr);

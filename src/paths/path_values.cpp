@@ -112,15 +112,14 @@ double evaluator::number_of(const xmlNode *node) {
     return number_of_text(text_of(node));
 }
 
-// --- reading texts
-// --------------------------------------------------------------------------------
+// --- reading texts ------------------------------------------------------------------------------
 
 bool evaluator::same_texts(std::string_view left, std::string_view right) {
     if (left.size() != right.size()) {
         return false;
     }
     spend_bytes(left.size());
-    return std::memcmp(left.data(), right.data(), left.size()) == 0;
+    return left == right;
 }
 
 std::size_t evaluator::characters(std::string_view text) {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 
 namespace pkg_dbe_xml {
 namespace {
@@ -30,6 +31,18 @@ void package_call::fail(const report_row &row, int index,
     const context_line context(function_, index,
                                named == nullptr ? std::string_view{} : words.view());
     report(row, texts, {}, context.bytes.data(), file, line, function);
+}
+
+XMLHashEntry *package_call::look_up_stored_handle(host::datum value) {
+    host::packed_room room;
+    const host::varlena *const packed =
+        asserted(host::pg_detoast_datum_packed(value, room), k_no_short_value);
+    if (host::total_size(packed) != k_packed_handle_size || !host::has_short_header(packed)) {
+        return nullptr;
+    }
+    DomKey key;
+    std::memcpy(key.bytes.data(), host::payload(packed).data(), k_key_size);
+    return look_up_handle(key);
 }
 
 XMLHashEntry *package_call::collection(int index, XMLDomNodeType kind, const char *words) const {

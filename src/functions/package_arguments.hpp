@@ -107,7 +107,8 @@ class package_call {
     // Reports unknown_handle and stale_handle.
     [[nodiscard]] XMLHashEntry &handle(int index) const {
         const DomKey *const key = handle_in_place(frame_.value(index));
-        XMLHashEntry *const entry = key == nullptr ? nullptr : look_up_handle(*key);
+        XMLHashEntry *const entry =
+            key != nullptr ? look_up_handle(*key) : look_up_stored_handle(frame_.value(index));
         if (entry == nullptr || entry->object == nullptr) [[unlikely]] {
             fail_as_handle(index, entry);
         }
@@ -135,6 +136,9 @@ class package_call {
                            const char *function = __builtin_FUNCTION()) const;
 
   private:
+    // The entry of a value in any other form than those in which handles are passed; null when
+    // there is none. Throws what the host raises while fetching it.
+    [[nodiscard]] static XMLHashEntry *look_up_stored_handle(host::datum value);
     [[nodiscard]] XMLHashEntry *collection(int index, XMLDomNodeType kind, const char *words) const;
     [[noreturn]] void fail_as_null(int index) const;
     [[noreturn]] void fail_as_handle(int index, const XMLHashEntry *entry) const;

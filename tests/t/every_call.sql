@@ -3,11 +3,13 @@
 
 -- What a call is made with: handles of one document, and what it can be written into.
 create table held (document raw, element raw, element_node raw, attribute raw, text raw, text_node raw,
-    list raw, map raw, other raw, parser raw, scope raw, large_object oid, markup xml);
+    list raw, map raw, other raw, parser raw, scope raw, large_object oid, markup xml, document_type raw,
+    entity raw, instruction raw);
 
 create function hold() returns void language plpgsql as $$
 declare
-    document raw := xml_dom_new_document_clob('<r größe="größe"><b>größe</b><b/></r>');
+    document raw := xml_dom_new_document_clob('<!DOCTYPE r [<!NOTATION größe SYSTEM "größe">'
+        '<!ENTITY größe SYSTEM "größe" NDATA größe>]><?größe größe?><r größe="größe"><b>größe</b><b/></r>');
     element raw := xml_dom_get_document_element(document);
     parser raw := xmlparser_new_parser();
 begin
@@ -17,7 +19,11 @@ begin
         xml_dom_get_first_child(xml_dom_get_first_child(element)),
         xml_dom_create_text_node(document, 'größe'), xml_dom_get_child_nodes(element),
         xml_dom_get_attributes(xml_dom_makenode(element)), xml_dom_create_element(document, 'other'), parser,
-        xmldom.mark(), lo_from_bytea(0, '<l/>'), '<a>größe</a>');
+        xmldom.mark(), lo_from_bytea(0, '<l/>'), '<a>größe</a>',
+        xmldom.get_doctype(document::xmldom.document)::raw, xmldom.item(xmldom.get_entities(
+            xmldom.get_doctype(document::xmldom.document)), 0)::raw,
+        (select child from xmldom.children(document::xmldom.document) as child
+            where xmldom.get_node_type(child) = 7)::raw);
 end $$;
 
 -- The document as it is written, what is registered of it, and the files of the directory "out".
@@ -33,7 +39,8 @@ $$;
 create function good(function text, type text, name text) returns text language sql as $$
     select case
         when type = 'text' then
-            case when name in ('charset', 'character_set') then quote_literal('UTF-8')
+            case when name in ('charset', 'character_set', 'encoding') then quote_literal('UTF-8')
+                when name = 'blanks' then quote_literal('keep')
                 when name = 'file' then quote_literal('out/größe.xml')
                 when name = 'document' then quote_literal('<a>größe</a>')
                 when name = 'path' then quote_literal('/tmp')
@@ -44,9 +51,17 @@ create function good(function text, type text, name text) returns text language 
         when type = 'boolean' then 'true'
         when type = 'integer' then '0'
         when type = 'oid' then '(select large_object from held)'
+        when type = 'bytea' then quote_literal('<a/>') || '::bytea'
+        when type = 'cstring' then '(select document::text from held)::cstring'
         else format('(select %I from held)::%s', case
                 when name = 'node' and function ~ '_node_value$' then 'text'
-                when name = 'node' and function ~ 'make_attr$' then 'attribute'
+                when function ~ '^as_(document|attr|text_node)$' then
+                    case function when 'as_document' then 'document' when 'as_attr' then 'attribute' else 'text' end
+                when name = 'node' and function ~ '(make_attr|get_name)$' then 'attribute'
+                when name = 'text' or function in ('get_data', 'substring_data')
+                    or function = 'get_length' and name = 'node' then 'text'
+                when name in ('entity', 'instruction', 'document_type') then name
+                when function in ('get_public_id', 'get_system_id') then 'document_type'
                 when name in ('document', 'element', 'attribute', 'list', 'map', 'parser', 'scope',
                     'text_node') then name
                 when name = 'attr' then 'attribute'

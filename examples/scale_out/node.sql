@@ -20,7 +20,7 @@ DECLARE
 BEGIN
     RETURN QUERY
         SELECT current_setting('cluster_name'),
-               coalesce(xmldom.get_attribute(comment, 'lang'), 'none'), count(*)
+               coalesce(xmldom.get_attribute(comment, 'xml:lang'), 'none'), count(*)
         FROM document, xmldom.parse(body) AS doc, xmldom.descendants(doc, 'comment') AS comment
         GROUP BY 2;
     PERFORM xmldom.release(scope);

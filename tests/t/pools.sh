@@ -65,7 +65,7 @@ name_of() { printf "select xmldom.get_tag_name(xmldom.get_document_element('%s')
 
 # Handles are numbers of one session.
 foreign=$(sql "select xmldom.parse('<one/>')")
-like 'a handle of another session is refused' "$(sql "$(name_of "$foreign")")" 'ERROR:  2200U: not find xmldom in hash'
+like 'a handle of another session is refused' "$(sql "$(name_of "$foreign")")" 'ERROR:  2200U: this is no handle of this session'
 is 'but for one that has the same number here' "$(sql "select xmldom.parse('<two/>') is not null" "$(name_of "$foreign")")" 't
 two'
 
@@ -80,7 +80,7 @@ is 'a transaction that frees what it makes' "$(tell begin "select xmldom.parse('
 handle=$(tell "select xmldom.parse('<kept/>')")
 through_pool background other begin 'select pg_sleep(60)' commit
 wait_for_statement other pg_sleep && pass 'another client has the session' || fail 'another client has the session'
-like 'a handle that was kept is refused there' "$(tell "$(name_of "$handle")")" 'ERROR:  2200U: not find xmldom in hash'
+like 'a handle that was kept is refused there' "$(tell "$(name_of "$handle")")" 'ERROR:  2200U: this is no handle of this session'
 sql "select pg_cancel_backend(pid) from pg_stat_activity where query ~ '^select pg_sleep'" >/dev/null
 output_of other >/dev/null
 is 'the document is still in the first session, for whoever comes' "$(client_of_pool "$documents" "$(name_of "$handle")" | joined)" '1 kept '
@@ -92,7 +92,7 @@ stop_pool
 start_pool transaction 1 'server_reset_query_always = 1'
 through_pool open_session
 handle=$(tell "select xmldom.parse('<kept/>')")
-like 'with DISCARD ALL after each: a handle that was kept' "$(tell "$(name_of "$handle")")" 'ERROR:  2200U: not find xmldom in hash'
+like 'with DISCARD ALL after each: a handle that was kept' "$(tell "$(name_of "$handle")")" 'ERROR:  2200U: this is no handle of this session'
 is 'nothing is left' "$(tell "$documents")" 0
 is 'a transaction that frees nothing' "$(tell begin "select xmldom.parse('<a/>') as doc \\gset" "select xmldom.get_tag_name(xmldom.get_document_element(:'doc'))" commit "$documents" | joined)" 'a 0 '
 close_session
@@ -115,5 +115,5 @@ is 'sessions: a handle lasts' "$(tell "$(name_of "$handle")")" kept
 is 'beyond a rollback' "$(tell begin "$(name_of "$handle")" rollback "$(name_of "$handle")" | joined)" 'kept kept '
 close_session
 is 'the next client finds nothing' "$(client_of_pool "$documents")" 0
-like 'under no name' "$(client_of_pool "$(name_of "$handle")")" 'ERROR:  2200U: not find xmldom in hash'
+like 'under no name' "$(client_of_pool "$(name_of "$handle")")" 'ERROR:  2200U: this is no handle of this session'
 done_testing

@@ -138,7 +138,7 @@ def store(way, which):
         store_in_file(values)
     elif way == "database and role":  # the role's counts
         alter("database " + DATABASE)([(name, "1") for name, _ in values if "path" not in name
-                                       and "base" not in name])
+                                       and "base" not in name and "memory" not in name])
         alter(*ROLES)(values)
     elif way != "nothing":
         alter(*TARGETS[way])(values)

@@ -33,7 +33,8 @@ WHERE name = 'application/pdf' AND line NOT LIKE '%xml:lang%';
 \echo
 
 SELECT xmldom.outline(xmldom.set_attribute(
-           xmldom.append_child(element, xmldom.create_element(doc, 'glob')),
+           xmldom.append_child(element, xmldom.create_element_ns(doc, 'glob',
+               'http://www.freedesktop.org/standards/shared-mime-info')),
            'pattern', '*.portable')) AS appended
 FROM opened, mime_type WHERE name = 'application/pdf';
 
@@ -45,7 +46,7 @@ UPDATE document SET changed = xmldom.to_text(doc) FROM opened;
 \timing off
 \echo
 SELECT pg_size_pretty(octet_length(changed)::bigint) AS written,
-       replace(changed, '<glob pattern="*.portable"/>', '') = body
+       replace(changed, '<glob pattern="*.portable"/>', '') = rtrim(body, E'\n')
            AS "one element more, else byte for byte the file"
 FROM document;
 

@@ -4,12 +4,13 @@
 -- What a call is made with: handles of one document, and what it can be written into.
 create table held (document raw, element raw, element_node raw, attribute raw, text raw, text_node raw,
     list raw, map raw, other raw, parser raw, scope raw, large_object oid, markup xml, document_type raw,
-    entity raw, instruction raw);
+    entity raw, instruction raw,
+    below raw, tail raw, spaced raw, spaced_attribute raw);
 
 create function hold() returns void language plpgsql as $$
 declare
     document raw := xml_dom_new_document_clob('<!DOCTYPE r [<!NOTATION größe SYSTEM "größe">'
-        '<!ENTITY größe SYSTEM "größe" NDATA größe>]><?größe größe?><r größe="größe"><b>größe</b><b/></r>');
+        '<!ENTITY größe SYSTEM "größe" NDATA größe>]><?größe größe?><r größe="größe"><b>größe</b><b/>größe</r>');
     element raw := xml_dom_get_document_element(document);
     parser raw := xmlparser_new_parser();
 begin
@@ -23,7 +24,10 @@ begin
         xmldom.get_doctype(document::xmldom.document)::raw, xmldom.item(xmldom.get_entities(
             xmldom.get_doctype(document::xmldom.document)), 0)::raw,
         (select child from xmldom.children(document::xmldom.document) as child
-            where xmldom.get_node_type(child) = 7)::raw);
+            where xmldom.get_node_type(child) = 7)::raw, xml_dom_get_first_child(element),
+        xml_dom_get_last_child(element),
+        xmldom.create_element_ns(document::xmldom.document, 'p:e', 'urn:e')::raw,
+        xmldom.create_attribute_ns(document::xmldom.document, 'p:a', 'urn:a')::raw);
 end $$;
 
 -- The document as it is written, what is registered of it, and the files of the directory "out".
@@ -38,6 +42,9 @@ $$;
 -- An argument with which the function works.
 create function good(function text, type text, name text) returns text language sql as $$
     select case
+        when name = 'doctype' then 'null::xmldom.node'
+        when function = 'set_xml_version' and type = 'text' then quote_literal('1.0')
+        when function in ('remove_named_item_ns', 'set_id_attribute_ns') and name = 'uri' then 'null::text'
         when type = 'text' then
             case when name in ('charset', 'character_set', 'encoding') then quote_literal('UTF-8')
                 when name = 'blanks' then quote_literal('keep')
@@ -47,6 +54,8 @@ create function good(function text, type text, name text) returns text language 
                 when function ~ '^xml_directory_(grant|revoke)$' and name = 'name' then quote_literal('out')
                 when name = 'role' then 'current_user::text'
                 else quote_literal('größe') end
+        when type = 'text[]' then 'null::text[]'
+        when type = 'xmldom.node[]' then '(select other from held)::xmldom.node'
         when type = 'xml' then '(select markup from held)'
         when type = 'boolean' then 'true'
         when type = 'integer' then '0'
@@ -54,11 +63,19 @@ create function good(function text, type text, name text) returns text language 
         when type = 'bytea' then quote_literal('<a/>') || '::bytea'
         when type = 'cstring' then '(select document::text from held)::cstring'
         else format('(select %I from held)::%s', case
+                when function in ('before', 'after', 'replace_with') and name = 'node' then 'below'
+                when function = 'set_prefix'
+                    then case when type = 'xmldom.attr' then 'spaced_attribute' else 'spaced' end
+                when name in ('old_child', 'reference')
+                    then case when type = 'xmldom.text_node' then 'tail' else 'below' end
+                when name = 'new_child'
+                    then case when type = 'xmldom.text_node' then 'text_node' else 'other' end
                 when name = 'node' and function ~ '_node_value$' then 'text'
                 when function ~ '^as_(document|attr|text_node)$' then
                     case function when 'as_document' then 'document' when 'as_attr' then 'attribute' else 'text' end
                 when name = 'node' and function ~ '(make_attr|get_name)$' then 'attribute'
-                when name = 'text' or function in ('get_data', 'substring_data')
+                when name = 'text' or function ~ '_data$' and type <> 'xmldom.document'
+                    or function in ('split_text', 'replace_whole_text')
                     or function = 'get_length' and name = 'node' then 'text'
                 when name in ('entity', 'instruction', 'document_type') then name
                 when function in ('get_public_id', 'get_system_id') then 'document_type'
@@ -75,7 +92,9 @@ $$;
 -- The functions with the types of their arguments, and arguments with which they work.
 create view calls as
     select p.oid::regprocedure::text as call, p.oid::regproc::text as function, p.proretset as is_set,
-        array_agg(format_type(argument.type, null) order by argument.position) as types,
+        -- One node stands for several.
+        array_agg(replace(format_type(argument.type, null), 'xmldom.node[]', 'xmldom.node')
+            order by argument.position) as types,
         array_agg(good(p.proname, format_type(argument.type, null), p.proargnames[argument.position])
             order by argument.position) as arguments
     from pg_depend d

@@ -4,6 +4,7 @@
 #include "host/encoding.hpp"
 #include "host/rows.hpp"
 #include "host/text_array.hpp"
+#include "path_reports.hpp"
 #include "paths/paths.hpp"
 #include "text/text_argument.hpp"
 

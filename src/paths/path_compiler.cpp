@@ -3,9 +3,9 @@
 
 #include "paths/path_compiler.hpp"
 
-#include "error_reports.hpp"
 #include "host/error.hpp"
 #include "host/stack.hpp"
+#include "path_reports.hpp"
 #include "paths/path_numbers.hpp"
 
 #include <algorithm>

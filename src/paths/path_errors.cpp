@@ -1,6 +1,6 @@
 // What is wrong with a path, with its place: the character, and a line that points at it.
 
-#include "error_reports.hpp"
+#include "path_reports.hpp"
 #include "paths/path_compiler.hpp"
 
 #include <array>

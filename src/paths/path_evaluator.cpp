@@ -2,10 +2,10 @@
 
 #include "paths/path_evaluator.hpp"
 
-#include "error_reports.hpp"
 #include "host/error.hpp"
 #include "host/limits.hpp"
 #include "host/stack.hpp"
+#include "path_reports.hpp"
 #include "paths/path_numbers.hpp"
 #include "paths/path_order.hpp"
 

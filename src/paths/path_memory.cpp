@@ -1,7 +1,7 @@
 #include "paths/path_memory.hpp"
 
-#include "error_reports.hpp"
 #include "host/limits.hpp"
+#include "path_reports.hpp"
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
 
 #include "paths/paths.hpp"
 
-#include "error_reports.hpp"
 #include "host/session.hpp"
+#include "path_reports.hpp"
 #include "paths/path_evaluator.hpp"
 
 #include <cstring>

@@ -94,12 +94,12 @@ TEST_F(session_memory, a_loop_that_makes_nodes_is_stopped) {
         children += "<c/>";
     }
     const sql::handle source = document("<s>" + children + "</s>");
+    const sql::handle attribute = call(xml_dom_create_attribute, tree, "x").handle();
     const std::string long_text(3000, 'x');
     set_limit(1024);
     expect_named(
         until_refused(2000, [&] { return call(xml_dom_create_text_node, tree, long_text); }));
     EXPECT_LE(in_use(), limit());
-    const sql::handle attribute = call(xml_dom_create_attribute, tree, "x").handle();
     expect_named(until_refused(2000, [&] { return call(xml_dom_create_element, tree, "b"); }));
     // Whatever needs more memory is refused, each function in its own way.
     expect_refused(call(xml_dom_set_node_value, attribute, long_text));

@@ -4,6 +4,7 @@
 #include "host/encoding.hpp"
 #include "host/error.hpp"
 #include "host/memory.hpp"
+#include "host/transaction.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 
@@ -75,6 +76,7 @@ struct numbered_object {
 };
 
 inline constexpr int k_most_end_callbacks = 8;
+inline constexpr int k_most_transaction_callbacks = 8;
 
 struct session {
     memory_context *top;
@@ -108,6 +110,11 @@ struct session {
 
     void (*end_callbacks[k_most_end_callbacks])() noexcept;
     int end_callback_count;
+
+    std::vector<subtransaction_number> subtransactions; // open, the innermost last
+    subtransaction_number last_subtransaction = 1;      // begun in this transaction
+    transaction_end_callback transaction_callbacks[k_most_transaction_callbacks];
+    int transaction_callback_count;
 };
 
 // The session of this thread, null when none was begun.

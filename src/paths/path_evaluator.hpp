@@ -359,9 +359,14 @@ class node_stream {
     // node, null at the end.
     template <class Take> [[nodiscard]] xmlNodePtr advance(axis_cursor &cursor, Take take);
     template <class Accept> xmlNodePtr along(axis_cursor &cursor, Accept accept);
+    template <xmlNodePtr xmlNode::*Next, class Accept>
+    xmlNodePtr along_links(axis_cursor &cursor, const xmlNode *end, Accept accept);
     template <class Accept> xmlNodePtr along_siblings(axis_cursor &cursor, Accept accept);
     template <class Accept> xmlNodePtr below(axis_cursor &cursor, Accept accept);
     [[nodiscard]] xmlNodePtr advance_slowly(axis_cursor &cursor);
+    [[nodiscard]] bool goes_straight_down() const noexcept;
+    template <class Take> void take_down(const step &taken, const xmlNode *origin, Take take);
+    [[nodiscard]] node_array take_all_but_last();
     [[nodiscard]] bool can_drain() const noexcept;
     [[nodiscard]] xmlNodePtr advance_following(axis_cursor &cursor);
     [[nodiscard]] xmlNodePtr advance_preceding(axis_cursor &cursor);

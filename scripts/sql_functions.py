@@ -140,7 +140,9 @@ NOT_PLAYED = {
     "takes an array of nodes; tests/unit/test_xmldom_programs.cpp plays it") | dict.fromkeys(
     ("xmldom.xpath", "xmldom.xpath_first", "xmldom.xpath_text", "xmldom.xpath_number",
      "xmldom.xpath_exists"),
-    "takes arrays of texts; fuzz/query_differential plays paths")
+    "takes arrays of texts; fuzz/query_differential plays paths") | dict.fromkeys(
+    ("xmldom.rows", "xmldom.rows_of_text"),
+    "its columns are those that the statement lists; tests/unit/test_package_rows.cpp calls it")
 
 
 def is_played(function):

@@ -41,4 +41,28 @@ text_pairs pairs_of_array(datum array) {
     return pairs;
 }
 
+text_table texts_of_array(datum array) {
+    text_table table{pairs_fault::none, 0, 1, nullptr};
+    guard([&table, array] {
+        ArrayType *const whole = DatumGetArrayTypeP(array);
+        const int dimensions = ARR_NDIM(whole);
+        const bool fits = dimensions <= 1 || (dimensions == 2 && ARR_DIMS(whole)[1] == 2);
+        if (!fits || ARR_ELEMTYPE(whole) != TEXTOID) {
+            table.fault = pairs_fault::shape;
+            return;
+        }
+        if (array_contains_nulls(whole)) {
+            table.fault = pairs_fault::null_member;
+            return;
+        }
+        Datum *members = nullptr;
+        int count = 0;
+        deconstruct_array(whole, TEXTOID, -1, false, TYPALIGN_INT, &members, nullptr, &count);
+        table.columns = dimensions == 2 ? 2 : 1;
+        table.rows = static_cast<std::size_t>(count) / table.columns;
+        table.members = reinterpret_cast<datum *>(members);
+    });
+    return table;
+}
+
 } // namespace host

@@ -63,7 +63,7 @@ class call_in_progress {
             misuse("a call has too many arguments");
         }
         head_ = new (room_) call{};
-        head_->own_words[2] = &record.rows; // where a set puts its rows
+        head_->own_words[2] = &record; // where sets put their rows
         head_->argument_count = static_cast<std::int16_t>(record.argument_count);
         std::copy_n(record.arguments, record.argument_count,
                     reinterpret_cast<argument *>(room_ + sizeof(call)));

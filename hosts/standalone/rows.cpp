@@ -11,11 +11,13 @@ namespace host {
 
 namespace {
 
-constexpr std::size_t k_rows = 2; // of call::own_words: the record's list of rows, set by `invoke`
+constexpr std::size_t k_record = 2; // of call::own_words, set by `invoke`
 
 } // namespace
 
-row_set::row_set(call &frame) : frame_(frame), store_(frame.own_words[k_rows]), shape_(nullptr) {
+row_set::row_set(call &frame)
+    : frame_(frame), store_(&static_cast<call_record *>(frame.own_words[k_record])->rows),
+      shape_(nullptr) {
     standalone::fault_point(standalone::service::rows);
     static_cast<std::vector<datum> *>(store_)->clear();
 }

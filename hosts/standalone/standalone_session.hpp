@@ -7,9 +7,11 @@
 #include "host/call.hpp"
 #include "host/error.hpp"
 #include "host/memory.hpp"
+#include "host/records.hpp"
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +33,16 @@ struct warning_fields {
     std::string sqlstate, message, context;
 };
 
+// A column of the rows that a function is to give, as a server's caller would list it. With a
+// function, values are converted by it, whatever it does.
+struct record_column {
+    std::string name;
+    column_form form{};
+    std::function<std::string(const std::string &text)> convert{};
+};
+// The values of a column in a row: none for null, several in an array.
+using record_cell = std::vector<std::string>;
+
 // The record of a call: the caller fills the arguments, `invoke` the rest.
 struct call_record {
     const argument *arguments = nullptr;
@@ -38,8 +50,11 @@ struct call_record {
     datum result = 0;
     bool result_is_null = false;
     bool failed = false;
-    report_fields report{};    // when it failed
-    std::vector<datum> rows{}; // of a set: values in the caller's context
+    report_fields report{};               // when it failed
+    std::vector<datum> rows{};            // of a set: values in the caller's context
+    std::vector<record_column> columns{}; // that the caller lists
+    bool null_on_error = false;           // as the function asked for
+    std::vector<std::vector<record_cell>> records{};
 };
 
 namespace standalone {

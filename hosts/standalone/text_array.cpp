@@ -32,6 +32,21 @@ text_pairs pairs_of_array(datum array) {
     return {pairs_fault::none, stored->count / 2, members};
 }
 
+text_table texts_of_array(datum array) {
+    const auto *const stored = reinterpret_cast<const stored_array *>(array);
+    if (stored->count != 0 && stored->columns != 1 && stored->columns != 2) {
+        return {pairs_fault::shape, 0, 1, nullptr};
+    }
+    if (stored->has_null) {
+        return {pairs_fault::null_member, 0, 1, nullptr};
+    }
+    auto *const members = static_cast<datum *>(mmgr_memory_alloc_from_controller(
+        current_memory_context(), (stored->count + 1) * sizeof(datum)));
+    std::copy_n(stored->members, stored->count, members);
+    const std::size_t columns = stored->columns == 2 ? 2 : 1;
+    return {pairs_fault::none, stored->count / columns, columns, members};
+}
+
 namespace standalone {
 
 datum make_text_array(const std::vector<const char *> &members, std::size_t columns) {

@@ -24,4 +24,15 @@ struct text_pairs {
 // reading it.
 [[nodiscard]] text_pairs pairs_of_array(datum array);
 
+// The texts of an array with one dimension, in a column, or with two columns.
+struct text_table {
+    pairs_fault fault;
+    std::size_t rows;
+    std::size_t columns; // 1 or 2
+    datum *members;      // rows * columns text values, in memory of the current context
+};
+
+// The texts of an array; an empty one has no rows. Throws what the host raises while reading it.
+[[nodiscard]] text_table texts_of_array(datum array);
+
 } // namespace host

@@ -111,6 +111,8 @@ std::optional<double> path_evaluation::number_if_any() {
     return node == nullptr ? std::nullopt : std::optional(evaluator_->number_of(node));
 }
 
+std::string_view path_evaluation::text_of(const xmlNode *node) { return evaluator_->text_of(node); }
+
 std::size_t path_evaluation::work() const noexcept { return evaluator_->work(); }
 
 // --- the cache

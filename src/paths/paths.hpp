@@ -122,6 +122,8 @@ class path_evaluation {
     // The same; nothing where the path gives nodes and there is none.
     [[nodiscard]] std::optional<std::string_view> text_if_any();
     [[nodiscard]] std::optional<double> number_if_any();
+    // The text of a node, one of those that were found.
+    [[nodiscard]] std::string_view text_of(const xmlNode *node);
     // Nodes, comparisons and bytes counted so far.
     [[nodiscard]] std::size_t work() const noexcept;
 

@@ -51,10 +51,12 @@ create function good(function text, type text, name text) returns text language 
                 when name = 'file' then quote_literal('out/größe.xml')
                 when name = 'document' then quote_literal('<a>größe</a>')
                 when name = 'path' then quote_literal('/tmp')
+                when name = 'row_path' then quote_literal('descendant-or-self::*')
+                when name = 'on_error' then quote_literal('error')
                 when function ~ '^xml_directory_(grant|revoke)$' and name = 'name' then quote_literal('out')
                 when name = 'role' then 'current_user::text'
                 else quote_literal('größe') end
-        when type = 'text[]' then 'null::text[]'
+        when type = 'text[]' then case name when 'columns' then 'array[''.'']' else 'null::text[]' end
         when type = 'xmldom.node[]' then '(select other from held)::xmldom.node'
         when type = 'xml' then '(select markup from held)'
         when type = 'boolean' then 'true'
@@ -92,6 +94,7 @@ $$;
 -- The functions with the types of their arguments, and arguments with which they work.
 create view calls as
     select p.oid::regprocedure::text as call, p.oid::regproc::text as function, p.proretset as is_set,
+        case when p.prorettype = 'record'::regtype then ' as t(value text)' else '' end as columns,
         -- One node stands for several.
         array_agg(replace(format_type(argument.type, null), 'xmldom.node[]', 'xmldom.node')
             order by argument.position) as types,
@@ -125,8 +128,8 @@ begin
     memory_before := xml_dom_get_memory_info();
     begin
         execute prepare;
-        execute format(case when made.is_set then 'select count(*) from %s(%s)' else 'select %s(%s)' end,
-            made.function, array_to_string(made.arguments, ', '));
+        execute format(case when made.is_set then 'select count(*) from %s(%s)%s' else 'select %s(%s)' end,
+            made.function, array_to_string(made.arguments, ', '), made.columns);
         execute restore;
     exception when others then
         get stacked diagnostics code = returned_sqlstate, message = message_text;

@@ -16,4 +16,7 @@ CREATE VIEW pkg_dbe_xml_memory AS
     ) AS lines;
 COMMENT ON VIEW pkg_dbe_xml_memory IS
     'memory behind each document of this session; without a document: all that is held for it';
+COMMENT ON COLUMN pkg_dbe_xml_memory.document IS 'handle of the document, null for the sum';
+COMMENT ON COLUMN pkg_dbe_xml_memory.nodes IS 'nodes of its trees, the document, attributes and their texts included';
+COMMENT ON COLUMN pkg_dbe_xml_memory.bytes IS 'memory of its trees and handles; of the sum also what the session keeps besides';
 GRANT SELECT ON pkg_dbe_xml_memory TO PUBLIC;

@@ -7,7 +7,7 @@ COMMENT ON FUNCTION xmlparser.new_parser() IS
 CREATE FUNCTION xmlparser.parse(parser xmlparser.parser, document text) RETURNS xmlparser.parser
     AS 'MODULE_PATHNAME', 'xmlparser_parse_clob_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.parse(xmlparser.parser, text) IS
-    'parses a text and keeps the document; a text that does not parse draws a warning and leaves none; the parser';
+    'parses a text and keeps the document; a text that does not parse draws a warning and leaves none; returns the parser';
 CREATE FUNCTION xmlparser.parse_buffer(parser xmlparser.parser, document text) RETURNS xmlparser.parser
     AS 'MODULE_PATHNAME', 'xmlparser_parse_buffer_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.parse_buffer(xmlparser.parser, text) IS
@@ -19,7 +19,7 @@ COMMENT ON FUNCTION xmlparser.get_document(xmlparser.parser) IS
 CREATE FUNCTION xmlparser.set_validation_mode(parser xmlparser.parser, validate boolean) RETURNS xmlparser.parser
     AS 'MODULE_PATHNAME', 'xmlparser_set_validation_mode_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.set_validation_mode(xmlparser.parser, boolean) IS
-    'whether later parses check documents against their document type; null means no; the parser';
+    'whether later parses check documents against their document type; null means no; returns the parser';
 CREATE FUNCTION xmlparser.get_validation_mode(parser xmlparser.parser) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmlparser_get_validation_mode' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.get_validation_mode(xmlparser.parser) IS
@@ -27,4 +27,4 @@ COMMENT ON FUNCTION xmlparser.get_validation_mode(xmlparser.parser) IS
 CREATE FUNCTION xmlparser.free_parser(parser xmlparser.parser) RETURNS xmlparser.parser
     AS 'MODULE_PATHNAME', 'xmlparser_free_parser_returning' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.free_parser(xmlparser.parser) IS
-    'frees the parser, documents it has handed over stay; null';
+    'frees the parser, documents it has handed over stay; returns null';

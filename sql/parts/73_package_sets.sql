@@ -5,7 +5,7 @@
 CREATE FUNCTION xmldom.first_node(node xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xml_dom_first_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.first_node(xmldom.node) IS
-    'first child, of a document too whatever stands first; get_next_sibling goes on from there';
+    'first child, of a document, too, whatever comes first; continue with get_next_sibling';
 CREATE FUNCTION xmldom.first_attribute(element xmldom.element) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xml_dom_first_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.first_attribute(xmldom.element) IS
@@ -63,11 +63,11 @@ COMMENT ON FUNCTION xmldom.mark() IS
 CREATE FUNCTION xmldom.release(scope xmldom.scope) RETURNS integer
     AS 'MODULE_PATHNAME', 'xml_dom_release_scope' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.release(xmldom.scope) IS
-    'frees every document and parser made since the scope began; their number';
+    'frees every document and parser made since the scope began; returns their number';
 CREATE FUNCTION xmldom.free_all() RETURNS integer
     AS 'MODULE_PATHNAME', 'xml_dom_free_all' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.free_all() IS
-    'frees every document and parser of the session; their number';
+    'frees every document and parser of the session; returns their number';
 
 CREATE VIEW xmldom.session AS
     SELECT CAST(count(document) AS integer) AS documents,
@@ -77,4 +77,8 @@ CREATE VIEW xmldom.session AS
     FROM pkg_dbe_xml_memory;
 COMMENT ON VIEW xmldom.session IS
     'what this session holds: documents, handles, nodes of its trees, bytes of memory';
+COMMENT ON COLUMN xmldom.session.documents IS 'open documents';
+COMMENT ON COLUMN xmldom.session.handles IS 'handles of documents, nodes, lists and maps';
+COMMENT ON COLUMN xmldom.session.nodes IS 'nodes of all trees, documents, attributes and their texts included';
+COMMENT ON COLUMN xmldom.session.bytes IS 'memory of trees and handles';
 GRANT SELECT ON xmldom.session TO PUBLIC;

@@ -47,95 +47,95 @@ COMMENT ON FUNCTION xmldom.create_document_fragment(xmldom.document) IS
 CREATE FUNCTION xmldom.clone_node(node xmldom.node, deep boolean DEFAULT false) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_clone_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.clone_node(xmldom.node, boolean) IS
-    'copy of a node with its attributes, and with all that stands below it when deep is true; a copy of a document is a new document';
+    'copy of a node with its attributes, and with all below it when deep is true; a copy of a document is a new document';
 CREATE FUNCTION xmldom.clone_node(node xmldom.element, deep boolean DEFAULT false) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_clone_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.clone_node(xmldom.element, boolean) IS
-    'copy of a node with its attributes, and with all that stands below it when deep is true; a copy of a document is a new document';
+    'copy of a node with its attributes, and with all below it when deep is true; a copy of a document is a new document';
 CREATE FUNCTION xmldom.clone_node(node xmldom.attr, deep boolean DEFAULT false) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_clone_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.clone_node(xmldom.attr, boolean) IS
-    'copy of a node with its attributes, and with all that stands below it when deep is true; a copy of a document is a new document';
+    'copy of a node with its attributes, and with all below it when deep is true; a copy of a document is a new document';
 CREATE FUNCTION xmldom.clone_node(node xmldom.text_node, deep boolean DEFAULT false) RETURNS xmldom.text_node
     AS 'MODULE_PATHNAME', 'xmldom_clone_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.clone_node(xmldom.text_node, boolean) IS
-    'copy of a node with its attributes, and with all that stands below it when deep is true; a copy of a document is a new document';
+    'copy of a node with its attributes, and with all below it when deep is true; a copy of a document is a new document';
 CREATE FUNCTION xmldom.clone_node(node xmldom.document, deep boolean DEFAULT false) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmldom_clone_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.clone_node(xmldom.document, boolean) IS
-    'copy of a node with its attributes, and with all that stands below it when deep is true; a copy of a document is a new document';
+    'copy of a node with its attributes, and with all below it when deep is true; a copy of a document is a new document';
 CREATE FUNCTION xmldom.import_node(document xmldom.document, node xmldom.node, deep boolean DEFAULT false) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_import_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.import_node(xmldom.document, xmldom.node, boolean) IS
-    'copy of a node of another document for this one, with all that stands below it when deep is true';
+    'copy of a node of another document for this one, with all below it when deep is true';
 CREATE FUNCTION xmldom.import_node(document xmldom.document, node xmldom.element, deep boolean DEFAULT false) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_import_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.import_node(xmldom.document, xmldom.element, boolean) IS
-    'copy of a node of another document for this one, with all that stands below it when deep is true';
+    'copy of a node of another document for this one, with all below it when deep is true';
 CREATE FUNCTION xmldom.import_node(document xmldom.document, node xmldom.attr, deep boolean DEFAULT false) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_import_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.import_node(xmldom.document, xmldom.attr, boolean) IS
-    'copy of a node of another document for this one, with all that stands below it when deep is true';
+    'copy of a node of another document for this one, with all below it when deep is true';
 CREATE FUNCTION xmldom.import_node(document xmldom.document, node xmldom.text_node, deep boolean DEFAULT false) RETURNS xmldom.text_node
     AS 'MODULE_PATHNAME', 'xmldom_import_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.import_node(xmldom.document, xmldom.text_node, boolean) IS
-    'copy of a node of another document for this one, with all that stands below it when deep is true';
+    'copy of a node of another document for this one, with all below it when deep is true';
 CREATE FUNCTION xmldom.adopt_node(document xmldom.document, node xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_adopt_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.adopt_node(xmldom.document, xmldom.node) IS
-    'takes a node out of its document for another one; the handle that names it there';
+    'takes a node out of its document for another one; returns the handle that names it there';
 CREATE FUNCTION xmldom.adopt_node(document xmldom.document, node xmldom.element) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_adopt_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.adopt_node(xmldom.document, xmldom.element) IS
-    'takes a node out of its document for another one; the handle that names it there';
+    'takes a node out of its document for another one; returns the handle that names it there';
 CREATE FUNCTION xmldom.adopt_node(document xmldom.document, node xmldom.attr) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_adopt_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.adopt_node(xmldom.document, xmldom.attr) IS
-    'takes a node out of its document for another one; the handle that names it there';
+    'takes a node out of its document for another one; returns the handle that names it there';
 CREATE FUNCTION xmldom.adopt_node(document xmldom.document, node xmldom.text_node) RETURNS xmldom.text_node
     AS 'MODULE_PATHNAME', 'xmldom_adopt_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.adopt_node(xmldom.document, xmldom.text_node) IS
-    'takes a node out of its document for another one; the handle that names it there';
+    'takes a node out of its document for another one; returns the handle that names it there';
 CREATE FUNCTION xmldom.rename_node(node xmldom.node, qualified_name text, uri text DEFAULT NULL) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_rename_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.rename_node(xmldom.node, text, text) IS
-    'gives an element or attribute another name and namespace; the node';
+    'gives an element or attribute another name and namespace; returns the node';
 CREATE FUNCTION xmldom.rename_node(node xmldom.element, qualified_name text, uri text DEFAULT NULL) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_rename_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.rename_node(xmldom.element, text, text) IS
-    'gives an element or attribute another name and namespace; the node';
+    'gives an element or attribute another name and namespace; returns the node';
 CREATE FUNCTION xmldom.rename_node(node xmldom.attr, qualified_name text, uri text DEFAULT NULL) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_rename_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.rename_node(xmldom.attr, text, text) IS
-    'gives an element or attribute another name and namespace; the node';
+    'gives an element or attribute another name and namespace; returns the node';
 CREATE FUNCTION xmldom.set_prefix(node xmldom.node, prefix text) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_set_prefix' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_prefix(xmldom.node, text) IS
-    'gives an element or attribute another prefix for its namespace, null for none; the node';
+    'gives an element or attribute another prefix for its namespace, null for none; returns the node';
 CREATE FUNCTION xmldom.set_prefix(node xmldom.element, prefix text) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_set_prefix' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_prefix(xmldom.element, text) IS
-    'gives an element or attribute another prefix for its namespace, null for none; the node';
+    'gives an element or attribute another prefix for its namespace, null for none; returns the node';
 CREATE FUNCTION xmldom.set_prefix(node xmldom.attr, prefix text) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_set_prefix' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_prefix(xmldom.attr, text) IS
-    'gives an element or attribute another prefix for its namespace, null for none; the node';
+    'gives an element or attribute another prefix for its namespace, null for none; returns the node';
 CREATE FUNCTION xmldom.set_xml_version(document xmldom.document, version text) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmldom_set_xml_version' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_xml_version(xmldom.document, text) IS
-    'sets the version that the document declares, 1.0 for null; the document';
+    'sets the version that the document declares, 1.0 for null; returns the document';
 CREATE FUNCTION xmldom.set_xml_standalone(document xmldom.document, standalone boolean) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmldom_set_xml_standalone' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_xml_standalone(xmldom.document, boolean) IS
-    'sets whether the document declares that it stands alone, null for no word about it; the document';
+    'sets whether the document declares that it stands alone, null to say nothing about it; returns the document';
 CREATE FUNCTION xmldom.set_document_uri(document xmldom.document, uri text) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmldom_set_document_uri' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_document_uri(xmldom.document, text) IS
-    'sets where the document is said to come from; the document';
+    'sets where the document is said to come from; returns the document';
 CREATE FUNCTION xmldom.normalize_document(document xmldom.document) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmldom_normalize_document' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.normalize_document(xmldom.document) IS
-    'joins neighbouring texts and declares what names use and nothing declares; the document';
+    'joins neighbouring texts and declares what names use and nothing declares; returns the document';
 CREATE FUNCTION xmldom.get_element_by_id(document xmldom.document, id text) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_get_element_by_id' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_element_by_id(xmldom.document, text) IS

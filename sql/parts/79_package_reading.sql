@@ -52,11 +52,11 @@ COMMENT ON FUNCTION xmldom.get_line_number(xmldom.node) IS
 CREATE FUNCTION xmldom.get_parent_node(node xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_get_parent_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_parent_node(xmldom.node) IS
-    'parent of a node; null for documents, attributes and what stands nowhere';
+    'parent of a node; null for documents, attributes and nodes in no tree';
 CREATE FUNCTION xmldom.get_first_child(node xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_get_first_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_first_child(xmldom.node) IS
-    'first child of a node, of a document too whatever stands first';
+    'first child of a node, of a document, too, whatever comes first';
 CREATE FUNCTION xmldom.get_last_child(node xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_get_last_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_last_child(xmldom.node) IS
@@ -115,19 +115,19 @@ COMMENT ON FUNCTION xmldom.is_equal_node(xmldom.node, xmldom.node) IS
 CREATE FUNCTION xmldom.contains(node xmldom.node, other xmldom.node) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmldom_contains' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.contains(xmldom.node, xmldom.node) IS
-    'whether the other node is this one or stands below it';
+    'whether the other node is this one or is below it';
 CREATE FUNCTION xmldom.compare_document_position(node xmldom.node, other xmldom.node) RETURNS integer
     AS 'MODULE_PATHNAME', 'xmldom_compare_document_position' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.compare_document_position(xmldom.node, xmldom.node) IS
-    'where the other node stands, a sum: 1 in another tree, 2 in front, 4 behind, 8 around, 16 inside, 32 in an order of the session''s own';
+    'where the other node is, a sum: 1 in another tree, 2 in front, 4 behind, 8 around, 16 inside, 32 in an order of the session''s own';
 CREATE FUNCTION xmldom.lookup_prefix(node xmldom.node, namespace_uri text) RETURNS text
     AS 'MODULE_PATHNAME', 'xmldom_lookup_prefix' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.lookup_prefix(xmldom.node, text) IS
-    'prefix that stands for a namespace at a node';
+    'prefix of a namespace at a node';
 CREATE FUNCTION xmldom.lookup_namespace_uri(node xmldom.node, prefix text) RETURNS text
     AS 'MODULE_PATHNAME', 'xmldom_lookup_namespace_uri' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.lookup_namespace_uri(xmldom.node, text) IS
-    'namespace that a prefix stands for at a node; of the default namespace for a null prefix';
+    'namespace of a prefix at a node; the default namespace for a null prefix';
 CREATE FUNCTION xmldom.is_default_namespace(node xmldom.node, namespace_uri text) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmldom_is_default_namespace' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.is_default_namespace(xmldom.node, text) IS
@@ -245,7 +245,7 @@ COMMENT ON FUNCTION xmldom.get_specified(xmldom.attr) IS
 CREATE FUNCTION xmldom.get_owner_element(attribute xmldom.attr) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_get_owner_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_owner_element(xmldom.attr) IS
-    'element that an attribute stands on';
+    'element that an attribute is on';
 
 -- Texts and their like; offsets and lengths are in characters.
 
@@ -268,7 +268,7 @@ COMMENT ON FUNCTION xmldom.get_whole_text(xmldom.node) IS
 CREATE FUNCTION xmldom.is_element_content_whitespace(text xmldom.node) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmldom_is_element_content_whitespace' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.is_element_content_whitespace(xmldom.node) IS
-    'whether a blank text stands where the document type has elements only';
+    'whether a blank text is where the document type has elements only';
 
 -- Lists and maps.
 

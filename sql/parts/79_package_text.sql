@@ -32,7 +32,7 @@ COMMENT ON FUNCTION xmldom.to_bytea(xmldom.node, text, integer, boolean) IS
 CREATE FUNCTION xmldom.to_large_object(node xmldom.node, large_object oid DEFAULT NULL, indent integer DEFAULT 0, declaration boolean DEFAULT NULL) RETURNS oid
     AS 'MODULE_PATHNAME', 'xmldom_to_large_object' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.to_large_object(xmldom.node, oid, integer, boolean) IS
-    'the same in a large object, a new one for null; its number';
+    'the same in a large object, a new one for null; returns its number';
 CREATE FUNCTION xmldom.to_xml(node xmldom.node) RETURNS xml
     AS 'MODULE_PATHNAME', 'xmldom_to_xml' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.to_xml(xmldom.node) IS

@@ -179,11 +179,14 @@ SELECT xmldom.get_tag_name(xmldom.get_document_element(doc)) AS tag, xmldom.free
 RESET ROLE;
 DROP ROLE pkg_dbe_xml_clerk;
 
--- It reads like a reference: every function, type and schema is described, every argument named.
+-- It reads like a reference: every function, type, schema and column is described, every argument named.
 SELECT p.oid::regprocedure FROM pg_proc AS p WHERE pronamespace::regnamespace::text IN ('xmldom', 'xmlparser')
     AND (obj_description(oid, 'pg_proc') IS NULL OR (pronargs > 0 AND proargnames IS NULL));
 SELECT t.oid::regtype FROM pg_type AS t WHERE typnamespace::regnamespace::text IN ('xmldom', 'xmlparser')
     AND typtype = 'b' AND typcategory <> 'A' AND obj_description(oid, 'pg_type') IS NULL;
+SELECT attrelid::regclass, attname FROM pg_attribute WHERE attnum > 0
+    AND attrelid IN ('xmldom.session'::regclass, 'pkg_dbe_xml_memory'::regclass, 'pg_directory'::regclass)
+    AND col_description(attrelid, attnum) IS NULL;
 SELECT oid::regnamespace, obj_description(oid, 'pg_namespace') FROM pg_namespace
     WHERE nspname IN ('xmldom', 'xmlparser') ORDER BY 1;
 -- Of the functions only those are strict that do not look at nulls themselves.

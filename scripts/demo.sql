@@ -1,35 +1,45 @@
--- The story that ./demo tells: a real document read, changed, written, released. Run by
+-- The story that ./demo tells: a real document read, queried, changed, written, released. Run by
 -- scripts/demo_session, which has put the document into the table `document`.
 \pset footer off
 \timing on
 \set ECHO queries
 
 \echo
-\echo '1. Read. A document is parsed once; its handle is a value that goes wherever values go.'
+\echo '1. Open. A document is parsed once; its handle is a value that goes wherever values go.'
 \echo
 
 CREATE TABLE opened AS SELECT xmldom.parse(body) AS doc FROM document;
 
 \echo
+\echo '2. Query it with XPath. Nothing is parsed again.'
+\echo
+
+SELECT xmldom.xpath_number(doc, 'count(//m:mime-type)', '{{m, http://www.freedesktop.org/standards/shared-mime-info}}') AS types,
+       xmldom.xpath_text(doc, '//m:mime-type[m:glob/@pattern = $p]/@type',
+           '{{m, http://www.freedesktop.org/standards/shared-mime-info}}', '{{p, *.sql}}') AS "type of *.sql"
+FROM opened;
+
+\echo '3. Turn elements into rows of a table.'
+\echo
+
 CREATE TABLE mime_type AS
 SELECT type AS element,
        xmldom.get_attribute(type, 'type') AS name,
-       xmldom.get_node_value(xmldom.get_first_child(comment)) AS comment
-FROM opened, xmldom.descendants(doc, 'mime-type') AS type,
-     xmldom.next_element(type, type, 'comment') AS comment;
+       xmldom.get_text_content(xmldom.first_element_child(type)) AS comment
+FROM opened, xmldom.descendants(doc, 'mime-type') AS type;
 
 \timing off
 \echo
 SELECT split_part(name, '/', 1) AS family, count(*) AS types, min(comment) AS "for example"
 FROM mime_type GROUP BY 1 ORDER BY 2 DESC LIMIT 3;
 
-\echo '2. Look. The outline of one element, its translations left out.'
+\echo '4. Look. The outline of one element, its translations and blank texts left out.'
 \echo
 
 SELECT line FROM mime_type, string_to_table(xmldom.outline(element), E'\n') AS line
-WHERE name = 'application/pdf' AND line NOT LIKE '%xml:lang%';
+WHERE name = 'application/pdf' AND line NOT LIKE '%xml:lang%' AND line !~ '^ *"\\n *"$';
 
-\echo '3. Change. Functions that change something give it back, so calls chain.'
+\echo '5. Change. Functions that change something return it, so calls nest.'
 \echo
 
 SELECT xmldom.outline(xmldom.set_attribute(
@@ -38,7 +48,7 @@ SELECT xmldom.outline(xmldom.set_attribute(
            'pattern', '*.portable')) AS appended
 FROM opened, mime_type WHERE name = 'application/pdf';
 
-\echo '4. Write. The changed document goes back into its table.'
+\echo '6. Write. The changed document goes back into its table.'
 \echo
 
 \timing on
@@ -50,7 +60,7 @@ SELECT pg_size_pretty(octet_length(changed)::bigint) AS written,
            AS "one element more, else byte for byte the file"
 FROM document;
 
-\echo '5. Give back. Trees live in the session, outside its transactions, until they are freed.'
+\echo '7. Give back. Trees live in the session, outside its transactions, until they are freed.'
 \echo
 
 SELECT documents, handles, nodes, pg_size_pretty(bytes) AS memory FROM xmldom.session;
@@ -60,4 +70,4 @@ SELECT xmldom.free_all() AS freed;
 SELECT documents, handles, nodes FROM xmldom.session;
 
 \set ECHO none
-\echo 'More: ./demo psql to try for yourself, README.md, docs/guide.md, examples/.'
+\echo 'More: ./demo psql to try for yourself, README.md, docs/tutorial.md, docs/guide.md, examples/.'

@@ -1,5 +1,6 @@
 -- Changes the prices in a price list: every price goes up by a percentage, except those that are
--- marked as fixed; what changed is noted on the element, and the list gets a new date.
+-- marked as fixed; what changed is noted on the element, and the list gets a new date. The rest of
+-- the text stays as it is, blanks and comments included.
 
 CREATE TABLE price_list (name text, body text);
 INSERT INTO price_list VALUES ('spring', $$<?xml version="1.0"?>
@@ -17,35 +18,32 @@ INSERT INTO price_list VALUES ('spring', $$<?xml version="1.0"?>
 CREATE FUNCTION change_prices(source text, percent numeric, valid_from date) RETURNS text
 LANGUAGE plpgsql AS $$
 DECLARE
-    document raw := xml_dom_new_document_clob(source);
-    root raw := xml_dom_get_document_element(document);
-    prices raw := xml_dom_get_elements_by_tagname_element(root, 'price');
-    price raw;
-    content raw;
+    scope xmldom.scope := xmldom.mark();
+    doc xmldom.document := xmldom.parse(source);
+    root xmldom.element := xmldom.get_document_element(doc);
+    price xmldom.element;
     old numeric;
     changed int := 0;
     result text;
 BEGIN
-    FOR i IN 0 .. xml_dom_get_length(prices) - 1 LOOP
-        price := xml_dom_make_element(xml_dom_item(prices, i));
-        CONTINUE WHEN xml_dom_get_attribute(price, 'fixed') = 'yes';
-        -- The value stands in the text below the element, or in a CDATA section.
-        content := xml_dom_get_first_child(price);
-        old := xml_dom_get_node_value(content)::numeric;
-        PERFORM xml_dom_set_node_value(content, round(old * (1 + percent / 100), 2)::text);
-        PERFORM xml_dom_set_attribute(price, 'was', old::text);
+    FOR price IN SELECT xmldom.xpath(doc, '//price[not(@fixed = "yes")]') LOOP
+        old := xmldom.get_text_content(price);
+        price := xmldom.set_text_content(price, round(old * (1 + percent / 100), 2)::text);
+        price := xmldom.set_attribute(price, 'was', old::text);
         changed := changed + 1;
     END LOOP;
-    PERFORM xml_dom_set_attribute(root, 'valid-from', valid_from::text);
-    PERFORM xml_dom_set_attribute(root, 'changed', changed::text);
-    result := xml_dom_write_to_buffer_doc(document);
-    -- Everything else, list and handles included, goes with the document.
-    PERFORM xml_dom_free_document(document);
+    root := xmldom.set_attribute(root, 'valid-from', valid_from::text);
+    root := xmldom.set_attribute(root, 'changed', changed::text);
+    result := xmldom.to_text(doc);
+    PERFORM xmldom.release(scope);
     RETURN result;
+EXCEPTION WHEN OTHERS THEN
+    PERFORM xmldom.release(scope);
+    RAISE;
 END
 $$;
 
 \pset tuples_only on
 \pset format unaligned
 SELECT change_prices(body, 5, '2024-09-01') FROM price_list;
-SELECT 'handles left: ' || xml_dom_get_session_tree_num();
+SELECT 'documents left: ' || documents FROM xmldom.session;

@@ -2,18 +2,17 @@
 
 CREATE FUNCTION is_valid_note(source text) RETURNS text LANGUAGE plpgsql AS $$
 DECLARE
-    parser raw := xmlparser_new_parser();
-    document raw;
+    parser xmlparser.parser := xmlparser.new_parser();
+    doc xmldom.document;
     result text;
 BEGIN
     -- On anyway for a new parser. An invalid document still parses: validity errors are a WARNING.
-    PERFORM xmlparser_set_validation_mode(parser, true);
-    PERFORM xmlparser_parse_buffer(parser, source);
-    document := xmlparser_get_doc(parser);
-    result := xml_dom_get_tagname(xml_dom_get_document_element(document));
-    PERFORM xmlparser_free_parser(parser);
+    parser := xmlparser.set_validation_mode(parser, true);
+    doc := xmlparser.get_document(xmlparser.parse(parser, source));
+    result := xmldom.get_tag_name(xmldom.get_document_element(doc));
+    parser := xmlparser.free_parser(parser);
     -- The document was handed over: it outlives its parser.
-    PERFORM xml_dom_free_document(document);
+    doc := xmldom.free_document(doc);
     RETURN result;
 END
 $$;
@@ -23,24 +22,23 @@ SELECT is_valid_note('<!DOCTYPE note [<!ELEMENT note EMPTY>]><note>not so well</
 
 CREATE FUNCTION parse_all(sources text[]) RETURNS SETOF text LANGUAGE plpgsql AS $$
 DECLARE
-    parser raw := xmlparser_new_parser();
-    document raw;
+    parser xmlparser.parser := xmlparser.new_parser();
+    doc xmldom.document;
     source text;
 BEGIN
     FOREACH source IN ARRAY sources LOOP
-        PERFORM xmlparser_parse_clob(parser, source);
-        document := xmlparser_get_doc(parser);
-        IF document IS NULL THEN
+        doc := xmlparser.get_document(xmlparser.parse(parser, source));
+        IF doc IS NULL THEN
             -- A WARNING has said why; the parser is as good as new.
             RETURN NEXT 'not well-formed';
         ELSE
-            RETURN NEXT xml_dom_get_tagname(xml_dom_get_document_element(document));
-            PERFORM xml_dom_free_document(document);
+            RETURN NEXT xmldom.get_tag_name(xmldom.get_document_element(doc));
+            doc := xmldom.free_document(doc);
         END IF;
     END LOOP;
-    PERFORM xmlparser_free_parser(parser);
+    parser := xmlparser.free_parser(parser);
 END
 $$;
 
 SELECT * FROM parse_all(ARRAY['<a/>', '<b>', '<c/>']);
-SELECT xml_dom_get_session_tree_num() AS handles;
+SELECT documents, handles FROM xmldom.session;

@@ -33,48 +33,26 @@ CREATE FUNCTION orders_document() RETURNS text LANGUAGE sql AS $$
     FROM item
 $$;
 
--- The first child element of that name; names nothing when there is none.
-CREATE FUNCTION child_element(element raw, name text) RETURNS raw LANGUAGE plpgsql AS $$
-DECLARE
-    list raw := xml_dom_get_children_by_tagname(element, name);
-    child raw := xml_dom_make_element(xml_dom_item(list, 0));
-BEGIN
-    PERFORM xml_dom_free_nodelist(list);
-    RETURN child;
-END
-$$;
-CREATE FUNCTION text_of(element raw) RETURNS text LANGUAGE sql
-RETURN xml_dom_get_node_value(xml_dom_get_first_child(element));
-
 CREATE PROCEDURE read_orders(source text) LANGUAGE plpgsql AS $$
 DECLARE
-    document raw := xml_dom_new_document_clob(source);
-    orders raw := xml_dom_get_elements_by_tagname_document(document, 'order');
-    one_order raw;
-    customer raw;
-    items raw;
-    item raw;
+    scope xmldom.scope := xmldom.mark();
+    -- The namespace of the document, under a prefix of our own for the paths.
+    o constant text[] := array[array['o', 'http://example.com/orders']];
 BEGIN
-    FOR i IN 0 .. xml_dom_get_length(orders) - 1 LOOP
-        -- Members of a list are nodes; what asks for an element needs the cast.
-        one_order := xml_dom_make_element(xml_dom_item(orders, i));
-        customer := child_element(one_order, 'customer');
-        items := xml_dom_get_children_by_tagname(one_order, 'item');
-        FOR j IN 0 .. xml_dom_get_length(items) - 1 LOOP
-            item := xml_dom_make_element(xml_dom_item(items, j));
-            INSERT INTO order_item VALUES (
-                xml_dom_get_attribute(one_order, 'id')::int,
-                xml_dom_get_attribute(one_order, 'date')::date,
-                text_of(customer),
-                xml_dom_get_attribute(customer, 'country'),
-                xml_dom_get_attribute(item, 'sku'),
-                text_of(child_element(item, 'quantity'))::int,
-                text_of(child_element(item, 'price'))::numeric,
-                text_of(child_element(one_order, 'note')));
-        END LOOP;
-    END LOOP;
-    -- The document takes every handle made from it along.
-    PERFORM xml_dom_free_document(document);
+    INSERT INTO order_item
+    SELECT xmldom.xpath_text(item, '../@id')::int,
+           xmldom.xpath_text(item, '../@date')::date,
+           xmldom.xpath_text(item, '../o:customer', o),
+           xmldom.xpath_text(item, '../o:customer/@country', o),
+           xmldom.get_attribute(item, 'sku'),
+           xmldom.xpath_text(item, 'o:quantity', o)::int,
+           xmldom.xpath_text(item, 'o:price', o)::numeric,
+           xmldom.xpath_text(item, '../o:note', o)
+    FROM xmldom.descendants(xmldom.parse(source), 'item') AS item;
+    PERFORM xmldom.release(scope);
+EXCEPTION WHEN OTHERS THEN
+    PERFORM xmldom.release(scope);
+    RAISE;
 END
 $$;
 
@@ -88,4 +66,4 @@ SELECT country, customer, count(*) AS items, count(note) AS gifts
     FROM order_item GROUP BY country, customer ORDER BY country;
 
 -- Nothing is left in the session.
-SELECT xml_dom_get_session_tree_num() AS handles;
+SELECT documents, handles FROM xmldom.session;

@@ -5,6 +5,7 @@
 #include "error_reports.hpp"
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
+#include "tree/poll_counter.hpp"
 #include "tree/typed_access.hpp"
 
 #include <libxml/entities.h>
@@ -14,8 +15,6 @@
 namespace pkg_dbe_xml {
 
 namespace {
-
-constexpr std::size_t k_nodes_between_polls = 4096;
 
 [[nodiscard]] bool is_missing(xmlDocPtr document, const xmlNode *node) noexcept {
     return node->type == XML_ENTITY_REF_NODE && xmlGetDocEntity(document, node->name) == nullptr;
@@ -39,12 +38,10 @@ const xmlChar *missing_entity(xmlDocPtr document, const xmlNode *top, bool deep)
     if (is_attribute(top)) {
         return missing_among(document, top->children);
     }
-    std::size_t steps = 0;
+    poll_counter poll;
     for (xmlNodePtr node = const_cast<xmlNodePtr>(top); node != nullptr;
          node = deep ? next_below(node, top) : nullptr) {
-        if (++steps % k_nodes_between_polls == 0) {
-            host::check_for_interrupts();
-        }
+        poll.step();
         if (is_missing(document, node)) {
             return node->name;
         }

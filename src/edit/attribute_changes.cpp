@@ -9,6 +9,7 @@
 #include "libxml/xml.hpp"
 #include "tree/id_attributes.hpp"
 #include "tree/namespace_marks.hpp"
+#include "tree/text_compare.hpp"
 #include "tree/typed_access.hpp"
 
 #include <utility>
@@ -17,22 +18,14 @@ namespace pkg_dbe_xml {
 
 namespace {
 
-[[nodiscard]] const xmlChar *as_xml(const char *text) noexcept {
-    return reinterpret_cast<const xmlChar *>(text);
-}
-
-[[nodiscard]] bool is_text(const xmlChar *text, const char *other) noexcept {
-    return xmlStrEqual(text, as_xml(other)) != 0;
-}
-
 [[nodiscard]] namespace_fault check_name(const full_name &name) noexcept {
     if (name.uri == nullptr) {
         return name.prefix == nullptr ? namespace_fault::none : namespace_fault::prefix_without_uri;
     }
     if (is_xml_prefix(name.prefix)) {
-        return is_text(name.uri, k_xml_uri) ? namespace_fault::none : namespace_fault::xml_prefix;
+        return same_text(name.uri, k_xml_uri) ? namespace_fault::none : namespace_fault::xml_prefix;
     }
-    return is_text(name.uri, k_xmlns_uri) ? namespace_fault::xmlns_uri : namespace_fault::none;
+    return same_text(name.uri, k_xmlns_uri) ? namespace_fault::xmlns_uri : namespace_fault::none;
 }
 
 } // namespace
@@ -67,11 +60,11 @@ prefix_text::prefix_text(const xmlChar *name, std::size_t size) {
 }
 
 namespace_fault check_element_name(const full_name &name) noexcept {
-    if (is_text(name.prefix, "xmlns") || is_text(name.local, "xmlns")) {
+    if (same_text(name.prefix, "xmlns") || same_text(name.local, "xmlns")) {
         return namespace_fault::xmlns_name;
     }
     const namespace_fault fault = check_name(name);
-    if (fault == namespace_fault::none && is_text(name.uri, k_xml_uri) &&
+    if (fault == namespace_fault::none && same_text(name.uri, k_xml_uri) &&
         !is_xml_prefix(name.prefix)) {
         return namespace_fault::xml_uri;
     }
@@ -84,15 +77,15 @@ namespace_fault check_attribute_name(const full_name &name) noexcept {
     }
     const namespace_fault fault = check_name(name);
     // Without a prefix it gets the one there is.
-    if (fault == namespace_fault::none && is_text(name.uri, k_xml_uri) && name.prefix != nullptr &&
-        !is_xml_prefix(name.prefix)) {
+    if (fault == namespace_fault::none && same_text(name.uri, k_xml_uri) &&
+        name.prefix != nullptr && !is_xml_prefix(name.prefix)) {
         return namespace_fault::xml_uri;
     }
     return fault;
 }
 
 bool names_declaration(const xmlChar *prefix, const xmlChar *local) noexcept {
-    return is_text(prefix == nullptr ? local : prefix, "xmlns");
+    return same_text(prefix == nullptr ? local : prefix, "xmlns");
 }
 
 xmlAttrPtr attribute_called(const xmlNode *element, const xmlChar *prefix,
@@ -105,10 +98,10 @@ xmlAttrPtr attribute_called(const xmlNode *element, const xmlChar *prefix,
             // Written with a prefix that nothing declares.
             if (xmlStrncmp(attribute->name, prefix, prefix_size) == 0 &&
                 attribute->name[prefix_size] == ':' &&
-                xmlStrEqual(attribute->name + prefix_size + 1, local) != 0) {
+                same_or_absent(attribute->name + prefix_size + 1, local)) {
                 return attribute;
             }
-        } else if (xmlStrEqual(own, prefix) != 0 && xmlStrEqual(attribute->name, local) != 0) {
+        } else if (same_or_absent(own, prefix) && same_or_absent(attribute->name, local)) {
             return attribute;
         }
     }
@@ -129,7 +122,7 @@ void set_attribute_in(family &owner, xmlNodePtr element, const full_name &name,
     if (name.uri != nullptr) {
         const bool keeps_prefix =
             found != nullptr &&
-            (name.prefix == nullptr || xmlStrEqual(found->ns->prefix, name.prefix) != 0);
+            (name.prefix == nullptr || same_or_absent(found->ns->prefix, name.prefix));
         record =
             keeps_prefix ? found->ns : plan.record_for_attribute(element, name.prefix, name.uri);
     }
@@ -203,15 +196,15 @@ namespace {
 [[nodiscard]] namespace_fault check_declaration(const xmlChar *prefix,
                                                 const xmlChar *uri) noexcept {
     if (is_xml_prefix(prefix)) {
-        return is_text(uri, k_xml_uri) ? namespace_fault::none : namespace_fault::xml_prefix;
+        return same_text(uri, k_xml_uri) ? namespace_fault::none : namespace_fault::xml_prefix;
     }
-    if (is_text(prefix, "xmlns")) {
+    if (same_text(prefix, "xmlns")) {
         return namespace_fault::xmlns_name;
     }
-    if (is_text(uri, k_xml_uri)) {
+    if (same_text(uri, k_xml_uri)) {
         return namespace_fault::xml_uri;
     }
-    if (is_text(uri, k_xmlns_uri)) {
+    if (same_text(uri, k_xmlns_uri)) {
         return namespace_fault::xmlns_uri;
     }
     return prefix != nullptr && *uri == 0 ? namespace_fault::declared_as_none
@@ -238,13 +231,13 @@ namespace_fault declare_namespace(xmlNodePtr element, const xmlChar *prefix, con
         return fault;
     }
     xmlNsPtr const old = declaration_on(element, prefix);
-    if (old != nullptr && xmlStrEqual(old->href, uri) != 0) {
+    if (old != nullptr && same_or_absent(old->href, uri)) {
         mark_asked_for(old);
         return namespace_fault::none;
     }
     const xmlNs *const in_force = declaration_in_scope(element, prefix);
     const bool means_the_same =
-        uri_of(in_force) == nullptr ? *uri == 0 : xmlStrEqual(in_force->href, uri) != 0;
+        uri_of(in_force) == nullptr ? *uri == 0 : same_or_absent(in_force->href, uri);
     if (!means_the_same && uses_prefix(element, prefix, uri_of(in_force) == nullptr)) {
         return namespace_fault::in_use;
     }
@@ -265,7 +258,7 @@ namespace_fault remove_declaration(xmlNodePtr element, const xmlChar *prefix) {
     }
     const xmlNs *const above =
         element->parent == nullptr ? nullptr : declaration_in_scope(element->parent, prefix);
-    const bool means_the_same = xmlStrEqual(uri_of(above), uri_of(old)) != 0;
+    const bool means_the_same = same_or_absent(uri_of(above), uri_of(old));
     if (!means_the_same && uses_prefix(element, prefix, uri_of(old) == nullptr)) {
         return namespace_fault::in_use;
     }
@@ -291,8 +284,9 @@ xml_node_ptr new_element_in(xmlDocPtr document, const full_name &name) {
 xml_node_ptr new_attribute_in(xmlDocPtr document, const full_name &name) {
     xml_node_ptr made = new_attribute(document, name.local, nullptr);
     if (name.uri != nullptr) {
-        made->ns = is_text(name.uri, k_xml_uri) ? xml_namespace(document)
-                                                : shared_namespace(document, name.uri, name.prefix);
+        made->ns = same_text(name.uri, k_xml_uri)
+                       ? xml_namespace(document)
+                       : shared_namespace(document, name.uri, name.prefix);
     }
     return made;
 }
@@ -345,7 +339,7 @@ struct element_record {
     }
     xmlNsPtr const in_scope = declaration_in_scope(element, name.prefix);
     if (name.uri == nullptr ? uri_of(in_scope) == nullptr
-                            : xmlStrEqual(uri_of(in_scope), name.uri) != 0) {
+                            : same_or_absent(uri_of(in_scope), name.uri)) {
         found.record = name.uri == nullptr ? nullptr : in_scope;
         return found;
     }
@@ -421,7 +415,7 @@ void rename_attribute(xmlAttrPtr attribute, const full_name &name) {
     if (name.uri != nullptr) {
         record = attribute->parent != nullptr
                      ? plan.record_for_attribute(attribute->parent, name.prefix, name.uri)
-                 : is_text(name.uri, k_xml_uri)
+                 : same_text(name.uri, k_xml_uri)
                      ? xml_namespace(attribute->doc)
                      : shared_namespace(attribute->doc, name.uri, name.prefix);
     }

@@ -8,6 +8,7 @@
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
 #include "tree/id_attributes.hpp"
+#include "tree/poll_counter.hpp"
 #include "tree/typed_access.hpp"
 
 #include <climits>
@@ -16,8 +17,6 @@
 namespace pkg_dbe_xml {
 
 namespace {
-
-constexpr std::size_t k_nodes_between_polls = 4096;
 
 [[nodiscard]] std::size_t size_of(const xmlChar *text) noexcept {
     return std::strlen(reinterpret_cast<const char *>(text));
@@ -195,11 +194,9 @@ class joining {
 
 void normalize_texts(family &owner, xmlNodePtr top) {
     joining plan;
-    std::size_t steps = 0;
+    poll_counter poll;
     for (xmlNodePtr node = top; node != nullptr; node = next_changeable(node, top)) {
-        if (++steps % k_nodes_between_polls == 0) {
-            host::check_for_interrupts();
-        }
+        poll.step();
         if (is_declaration(node->type) || node->type == XML_TEXT_NODE) {
             continue;
         }

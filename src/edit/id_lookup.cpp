@@ -9,6 +9,8 @@
 #include "host/session.hpp"
 #include "tree/id_attributes.hpp"
 #include "tree/node_text.hpp"
+#include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 
 #include <bit>
 #include <cstddef>
@@ -29,8 +31,6 @@ struct id_table {
 
 namespace {
 
-constexpr std::size_t k_nodes_between_polls = 4096;
-
 [[nodiscard]] std::uint64_t hash_of(const xmlChar *text) noexcept {
     std::uint64_t hash = 1469598103934665603U;
     for (; *text != 0; ++text) {
@@ -45,12 +45,10 @@ constexpr std::size_t k_nodes_between_polls = 4096;
 
 // Calls `visit` for every ID attribute in the document.
 template <class Visit> void for_each_id(xmlDocPtr document, Visit visit) {
-    std::size_t steps = 0;
+    poll_counter poll;
     xmlNodePtr const top = as_node(document);
     for (xmlNodePtr node = top; node != nullptr; node = next_changeable(node, top)) {
-        if (++steps % k_nodes_between_polls == 0) {
-            host::check_for_interrupts();
-        }
+        poll.step();
         for (const xmlAttr *attribute = first_attribute(node); attribute != nullptr;
              attribute = attribute->next) {
             if (is_id_attribute(attribute)) {
@@ -69,7 +67,7 @@ template <class Visit> void for_each_id(xmlDocPtr document, Visit visit) {
         }
         if (slot.hash == hash) {
             text_room room;
-            if (xmlStrEqual(value_of(slot.attribute, room), id) != 0) {
+            if (same_or_absent(value_of(slot.attribute, room), id)) {
                 return slot;
             }
         }

@@ -11,9 +11,6 @@
 
 namespace pkg_dbe_xml {
 
-inline constexpr const char *k_xml_uri = "http://www.w3.org/XML/1998/namespace";
-inline constexpr const char *k_xmlns_uri = "http://www.w3.org/2000/xmlns/";
-
 enum class text_fault : std::uint8_t {
     none,
     empty_name,      // a name has no character

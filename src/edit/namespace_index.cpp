@@ -5,6 +5,7 @@
 #include "edit/tree_namespaces.hpp"
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"
+#include "tree/text_compare.hpp"
 
 namespace pkg_dbe_xml {
 
@@ -54,7 +55,7 @@ xmlNsPtr declared_prefixes::find(const xmlNode *element, const xmlChar *prefix) 
         return static_cast<xmlNsPtr>(xmlHashLookup(by_prefix_.get(), key_of(prefix)));
     }
     for (record = element->nsDef; record != nullptr; record = record->next) {
-        if (xmlStrEqual(record->prefix, prefix) != 0) {
+        if (same_or_absent(record->prefix, prefix)) {
             return record;
         }
     }

@@ -8,6 +8,8 @@
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
 #include "tree/namespace_marks.hpp"
+#include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 #include "tree/typed_access.hpp"
 
 #include <algorithm>
@@ -17,13 +19,6 @@
 namespace pkg_dbe_xml {
 
 namespace {
-
-// Nodes between two looks at whether the statement was asked to stop.
-constexpr std::size_t k_nodes_between_polls = 4096;
-
-[[nodiscard]] bool same_text(const xmlChar *left, const xmlChar *right) noexcept {
-    return xmlStrEqual(left, right) != 0;
-}
 
 // "ns" and a number.
 struct generated_prefix {
@@ -38,115 +33,12 @@ struct generated_prefix {
 
 } // namespace
 
-// --- the bindings in scope ----------------------------------------------------------------------
-
-namespace planning {
-
-namespace {
-// Bindings that are looked through one by one.
-constexpr std::size_t k_few_bindings = 16;
-// Bindings that are looked through for a URI.
-constexpr std::size_t k_bindings_for_uri = 64;
-} // namespace
-
-std::size_t scope::bucket(const xmlChar *prefix) const noexcept {
-    std::uint32_t hash = 2166136261U;
-    for (; prefix != nullptr && *prefix != 0; ++prefix) {
-        hash = (hash ^ *prefix) * 16777619U;
-    }
-    return hash & (heads_.size() - 1);
-}
-
-void scope::rebuild() {
-    std::size_t buckets = heads_.size() == 0 ? 4 * k_few_bindings : 4 * heads_.size();
-    heads_.reserve(buckets);
-    while (heads_.size() < buckets) {
-        heads_.push_back(k_none);
-    }
-    std::fill(heads_.begin(), heads_.end(), k_none);
-    for (std::uint32_t index = 0; index < bindings_.size(); ++index) {
-        std::uint32_t &head = heads_[bucket(bindings_[index].prefix)];
-        bindings_[index].hidden = head;
-        head = index;
-    }
-}
-
-void scope::push(const xmlChar *prefix, const xmlChar *uri, xmlNsPtr record) {
-    if (bindings_.size() >= k_few_bindings && bindings_.size() >= heads_.size()) {
-        rebuild();
-    }
-    bindings_.push_back({prefix, uri, record, k_none});
-    if (heads_.size() != 0) {
-        const auto index = static_cast<std::uint32_t>(bindings_.size() - 1);
-        std::uint32_t &head = heads_[bucket(prefix)];
-        bindings_[index].hidden = head;
-        head = index;
-    }
-}
-
-void scope::pop_to(std::size_t size) noexcept {
-    while (bindings_.size() > size) {
-        if (heads_.size() != 0) {
-            const binding &last = bindings_[bindings_.size() - 1];
-            heads_[bucket(last.prefix)] = last.hidden;
-        }
-        bindings_.shrink(bindings_.size() - 1);
-    }
-}
-
-const binding *scope::find(const xmlChar *prefix) const noexcept {
-    if (heads_.size() == 0) {
-        for (std::size_t index = bindings_.size(); index != 0; --index) {
-            if (same_text(bindings_[index - 1].prefix, prefix)) {
-                return &bindings_[index - 1];
-            }
-        }
-        return nullptr;
-    }
-    std::uint32_t index = heads_[bucket(prefix)];
-    while (index != k_none && !same_text(bindings_[index].prefix, prefix)) {
-        index = bindings_[index].hidden;
-    }
-    return index == k_none ? nullptr : &bindings_[index];
-}
-
-const binding *scope::find_before(const xmlChar *prefix, std::size_t end) const noexcept {
-    for (; end != 0; --end) {
-        if (same_text(bindings_[end - 1].prefix, prefix)) {
-            return &bindings_[end - 1];
-        }
-    }
-    return nullptr;
-}
-
-const binding *scope::find_uri(const xmlChar *uri) const noexcept {
-    std::size_t looked_at = 0;
-    for (std::size_t index = bindings_.size(); index != 0 && looked_at < k_bindings_for_uri;
-         --index, ++looked_at) {
-        const binding &bound = bindings_[index - 1];
-        if (bound.prefix != nullptr && same_text(bound.uri, uri) && find(bound.prefix) == &bound) {
-            return &bound;
-        }
-    }
-    return nullptr;
-}
-
-} // namespace planning
-
-using planning::binding;
 using planning::step;
 using planning::step_kind;
 
 // --- what is in scope ---------------------------------------------------------------------------
 
-const xmlChar *uri_of(const xmlNs *record) noexcept {
-    return record == nullptr || record->href == nullptr || *record->href == 0 ? nullptr
-                                                                              : record->href;
-}
-
-bool is_xml_prefix(const xmlChar *prefix) noexcept {
-    return prefix != nullptr && same_text(prefix, reinterpret_cast<const xmlChar *>("xml"));
-}
+bool is_xml_prefix(const xmlChar *prefix) noexcept { return same_text(prefix, "xml"); }
 
 bool has_undeclared_prefix(const xmlNode *node) noexcept {
     return namespace_of(node) == nullptr && node->name != nullptr &&
@@ -155,7 +47,7 @@ bool has_undeclared_prefix(const xmlNode *node) noexcept {
 
 xmlNsPtr declaration_on(const xmlNode *element, const xmlChar *prefix) noexcept {
     for (xmlNsPtr record = declared_namespaces(element); record != nullptr; record = record->next) {
-        if (same_text(record->prefix, prefix)) {
+        if (same_or_absent(record->prefix, prefix)) {
             return record;
         }
     }
@@ -175,7 +67,7 @@ xmlNsPtr prefixed_declaration(const xmlNode *node, const xmlChar *uri) noexcept 
     for (const xmlNode *above = node; above != nullptr; above = above->parent) {
         for (xmlNsPtr record = declared_namespaces(above); record != nullptr;
              record = record->next) {
-            if (record->prefix != nullptr && same_text(record->href, uri) &&
+            if (record->prefix != nullptr && same_or_absent(record->href, uri) &&
                 declaration_in_scope(node, record->prefix) == record) {
                 return record;
             }
@@ -247,7 +139,7 @@ namespace {
 // Whether a name uses the binding of a prefix that is in scope where it stands.
 [[nodiscard]] bool name_uses(const xmlNode *named, const xmlChar *prefix, bool unbound) noexcept {
     if (uri_of(namespace_of(named)) != nullptr) {
-        return same_text(named->ns->prefix, prefix);
+        return same_or_absent(named->ns->prefix, prefix);
     }
     if (!unbound) {
         return false;
@@ -285,12 +177,10 @@ namespace {
 } // namespace
 
 bool uses_prefix(xmlNodePtr element, const xmlChar *prefix, bool unbound) {
-    std::size_t steps = 0;
+    poll_counter poll;
     xmlNodePtr node = element;
     while (node != nullptr) {
-        if (++steps % k_nodes_between_polls == 0) {
-            host::check_for_interrupts();
-        }
+        poll.step();
         if (node->type != XML_ELEMENT_NODE) {
             node = next_beside(node, element);
         } else if (node != element && declaration_on(node, prefix) != nullptr) {
@@ -324,7 +214,7 @@ constexpr std::size_t k_nodes_looked_at = 1024;
         }
         above = declaration_on(node, record->prefix);
         if (above != nullptr) {
-            return same_text(uri_of(above), uri_of(record));
+            return same_or_absent(uri_of(above), uri_of(record));
         }
     }
     return false;
@@ -422,7 +312,7 @@ bool namespace_plan::declares(xmlNodePtr element, const xmlChar *prefix) const n
     if (element == topmost_ && hoisted_.find(prefix) != nullptr) {
         return true;
     }
-    const binding *const found = scope_.find(prefix);
+    const namespace_binding *const found = scope_.find(prefix);
     return found != nullptr && scope_.index_of(found) >= levels_[levels_.size() - 1];
 }
 
@@ -440,11 +330,11 @@ xmlNsPtr namespace_plan::declare_generated(xmlNodePtr element, const xmlChar *ur
 // The record by which the name of an element or of one of its attributes stays in its namespace.
 // A prefix that is free everywhere above is declared on top of the tree.
 xmlNsPtr namespace_plan::record_for_name(xmlNodePtr element, const xmlNs *wanted) {
-    const binding *found = scope_.find(wanted->prefix);
+    const namespace_binding *found = scope_.find(wanted->prefix);
     if (found == nullptr) {
         found = hoisted_.find(wanted->prefix);
     }
-    if (found != nullptr && same_text(found->uri, wanted->href)) {
+    if (found != nullptr && same_or_absent(found->uri, wanted->href)) {
         return found->record;
     }
     if (found == nullptr && wanted->prefix != nullptr) {
@@ -463,7 +353,7 @@ xmlNsPtr namespace_plan::record_for_name(xmlNodePtr element, const xmlNs *wanted
 // An element in no namespace stands where there is a default one.
 void namespace_plan::take_default_back(xmlNodePtr element) {
     const std::size_t level = levels_[levels_.size() - 1];
-    const binding *outer = scope_.find(nullptr);
+    const namespace_binding *outer = scope_.find(nullptr);
     if (scope_.index_of(outer) >= level) {
         static_cast<void>(xml_namespace(document_));
         add(step_kind::undeclare, element, outer->record);
@@ -483,7 +373,7 @@ void namespace_plan::fit_attribute(xmlNodePtr element, xmlNodePtr attribute) {
     }
     if (wanted->prefix != nullptr) {
         use(attribute, record_for_name(element, wanted));
-    } else if (const binding *const found = scope_.find_uri(wanted->href)) {
+    } else if (const namespace_binding *const found = scope_.find_uri(wanted->href)) {
         use(attribute, found->record);
     } else {
         use(attribute, declare_generated(element, wanted->href));
@@ -497,7 +387,7 @@ void namespace_plan::fit_element(xmlNodePtr element) {
             use(element, record_for_name(element, wanted));
         }
     } else if (!has_undeclared_prefix(element)) {
-        const binding *const found = scope_.find(nullptr);
+        const namespace_binding *const found = scope_.find(nullptr);
         if (found != nullptr && found->uri != nullptr) {
             take_default_back(element);
         }
@@ -540,12 +430,10 @@ void namespace_plan::fit(xmlNodePtr top, const xmlNode *parent, const node_set *
     hoisted_.pop_to(0);
     levels_.shrink(0);
     push_scope_of(parent);
-    std::size_t steps = 0;
+    poll_counter poll;
     xmlNodePtr node = top;
     for (;;) {
-        if (++steps % k_nodes_between_polls == 0) {
-            host::check_for_interrupts();
-        }
+        poll.step();
         const bool is_apart = apart != nullptr && node != top && is_member(*apart, node);
         bool is_open = node->type == XML_ELEMENT_NODE && !is_apart;
         if (is_open) {
@@ -598,7 +486,7 @@ void namespace_plan::fit_moved(xmlNodePtr top, const xmlNode *parent, const node
 
 xmlNsPtr namespace_plan::record_for_attribute(xmlNodePtr element, const xmlChar *prefix,
                                               const xmlChar *uri) {
-    if (is_xml_prefix(prefix) || same_text(uri, reinterpret_cast<const xmlChar *>(k_xml_uri))) {
+    if (is_xml_prefix(prefix) || same_text(uri, k_xml_uri)) {
         return xml_namespace(document_);
     }
     if (prefix != nullptr) {
@@ -606,7 +494,7 @@ xmlNsPtr namespace_plan::record_for_attribute(xmlNodePtr element, const xmlChar 
         if (found == nullptr) {
             return declare(element, uri, prefix);
         }
-        if (same_text(found->href, uri)) {
+        if (same_or_absent(found->href, uri)) {
             return found;
         }
     }

@@ -6,6 +6,8 @@
 #pragma once
 
 #include "growing_array.hpp"
+#include "tree/namespace_scope.hpp"
+#include "tree/text_compare.hpp"
 #include "xml_owner.hpp"
 
 #include <libxml/tree.h>
@@ -17,8 +19,6 @@ namespace pkg_dbe_xml {
 
 // --- what is in scope -------------------------------------------------------------------------
 
-// The URI of a record, null for none and for the empty one, which takes a default namespace back.
-[[nodiscard]] const xmlChar *uri_of(const xmlNs *record) noexcept;
 // The declaration of a prefix (null: the default namespace) on an element itself; null when there
 // is none.
 [[nodiscard]] xmlNsPtr declaration_on(const xmlNode *element, const xmlChar *prefix) noexcept;
@@ -68,39 +68,6 @@ using node_set = growing_array<xmlNodePtr, 8>;
 void sort_nodes(node_set &nodes) noexcept;
 
 namespace planning {
-
-// A namespace that a prefix is bound to, from the element that declares it on.
-struct binding {
-    const xmlChar *prefix;
-    const xmlChar *uri;   // null: none
-    xmlNsPtr record;      // null: taken back without a record
-    std::uint32_t hidden; // index of what it hides, of the same bucket; k_none
-};
-
-inline constexpr std::uint32_t k_none = UINT32_MAX;
-
-// The bindings in scope, the last ones nearest.
-class scope {
-  public:
-    [[nodiscard]] std::size_t size() const noexcept { return bindings_.size(); }
-    // Throws when memory runs out.
-    void push(const xmlChar *prefix, const xmlChar *uri, xmlNsPtr record);
-    void pop_to(std::size_t size) noexcept;
-    [[nodiscard]] const binding *find(const xmlChar *prefix) const noexcept;
-    // A prefixed binding of this URI that is not hidden; null when none of the last ones is.
-    [[nodiscard]] const binding *find_uri(const xmlChar *uri) const noexcept;
-    // The nearest of those before a place in the order.
-    [[nodiscard]] const binding *find_before(const xmlChar *prefix, std::size_t end) const noexcept;
-    [[nodiscard]] std::size_t index_of(const binding *found) const noexcept {
-        return static_cast<std::size_t>(found - bindings_.begin());
-    }
-
-  private:
-    void rebuild();
-    [[nodiscard]] std::size_t bucket(const xmlChar *prefix) const noexcept;
-    growing_array<binding, 16> bindings_;
-    growing_array<std::uint32_t, 16> heads_;
-};
 
 enum class step_kind : std::uint8_t { declare, use, undeclare };
 struct step {
@@ -154,8 +121,8 @@ class namespace_plan {
 
     xmlDocPtr document_;
     growing_array<planning::step, 8> steps_;
-    planning::scope scope_;
-    planning::scope hoisted_;               // declared on `topmost_` for what stands below it
+    namespace_scope scope_;
+    namespace_scope hoisted_;               // declared on `topmost_` for what stands below it
     growing_array<std::size_t, 16> levels_; // size of the scope before each open element
     xmlNodePtr topmost_ = nullptr;
     std::uint32_t generated_ = 0;

@@ -6,6 +6,7 @@
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"
 #include "tree/id_attributes.hpp"
+#include "tree/text_compare.hpp"
 
 #include <bit>
 #include <cstddef>
@@ -47,7 +48,7 @@ void link_only_child(xmlAttrPtr attribute, xmlNodePtr text) noexcept {
 
 [[nodiscard]] bool is_in_namespace(const xmlAttr *attribute, const xmlChar *uri) noexcept {
     return uri == nullptr ? attribute->ns == nullptr
-                          : attribute->ns != nullptr && xmlStrEqual(attribute->ns->href, uri) != 0;
+                          : attribute->ns != nullptr && same_or_absent(attribute->ns->href, uri);
 }
 
 // Attributes of one element that are looked at by name; further ones are told apart by a hash of
@@ -90,7 +91,7 @@ struct attribute_place {
                 continue;
             }
         }
-        if (is_in_namespace(attribute, uri) && xmlStrEqual(attribute->name, name) != 0) {
+        if (is_in_namespace(attribute, uri) && same_or_absent(attribute->name, name)) {
             place.found = attribute;
             break;
         }

@@ -14,6 +14,7 @@
 #include "libxml/xml.hpp"
 #include "tree/namespace_marks.hpp"
 #include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 
 #include <libxml/parserInternals.h>
 
@@ -171,7 +172,7 @@ xmlNsPtr copier::copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute
     if (xmlNsPtr const known = namespace_copies::find(source)) {
         return known;
     }
-    if (xmlStrEqual(source->prefix, reinterpret_cast<const xmlChar *>("xml")) != 0) {
+    if (same_text(source->prefix, "xml")) {
         return xml_namespace(target_);
     }
     // An attribute without a prefix cannot get its namespace from a declaration.
@@ -185,7 +186,7 @@ xmlNsPtr copier::copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute
         namespaces_.add(source, found);
         return found;
     }
-    if (xmlStrEqual(found->href, source->href) != 0) {
+    if (same_or_absent(found->href, source->href)) {
         namespace_copies::find_again(source, found);
         return found;
     }
@@ -193,7 +194,7 @@ xmlNsPtr copier::copy_of(xmlNsPtr source, xmlNodePtr element, bool for_attribute
     if (found == nullptr) {
         return declare(element, source);
     }
-    return xmlStrEqual(found->href, source->href) != 0
+    return same_or_absent(found->href, source->href)
                ? found
                : kept_.get(target_, source->href, source->prefix);
 }

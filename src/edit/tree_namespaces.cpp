@@ -6,6 +6,7 @@
 
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"
+#include "tree/text_compare.hpp"
 #include "tree/typed_access.hpp"
 #include "xml_owner.hpp"
 
@@ -25,7 +26,7 @@ xmlNsPtr shared_namespace(xmlDocPtr document, const xmlChar *uri, const xmlChar 
     xmlNsPtr const first = xml_namespace(document);
     xmlNsPtr before = first;
     for (xmlNsPtr record = first->next; record != nullptr; record = record->next) {
-        if (xmlStrEqual(record->href, uri) != 0 && xmlStrEqual(record->prefix, prefix) != 0) {
+        if (same_or_absent(record->href, uri) && same_or_absent(record->prefix, prefix)) {
             // To the front: programs use one URI many times over.
             before->next = record->next;
             record->next = first->next;

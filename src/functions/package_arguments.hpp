@@ -25,10 +25,13 @@
 #include "functions/call_frame.hpp"
 #include "host/call.hpp"
 #include "registry.hpp"
+#include "text/text_argument.hpp"
 #include "tree/node_words.hpp"
+#include "tree/text_compare.hpp"
 
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string_view>
 
 namespace pkg_dbe_xml {
@@ -149,5 +152,31 @@ class package_call {
     host::call &frame_;
     const package_function &function_;
 };
+
+// A text argument in UTF-8, null for null.
+class optional_argument {
+  public:
+    optional_argument(const host::call &call, int index) {
+        if (!call.is_null(index)) {
+            text_.emplace(call.value(index));
+        }
+    }
+    [[nodiscard]] const xmlChar *xml() const noexcept { return text_ ? text_->xml() : nullptr; }
+    [[nodiscard]] const xmlChar *or_empty() const noexcept {
+        return text_ ? text_->xml() : reinterpret_cast<const xmlChar *>("");
+    }
+    // A namespace URI: the empty one is none.
+    [[nodiscard]] const xmlChar *uri() const noexcept {
+        return text_ && *text_->xml() != 0 ? text_->xml() : nullptr;
+    }
+
+  private:
+    std::optional<utf8_argument> text_;
+};
+
+// A text of libxml2's as the result, null for null.
+[[nodiscard]] inline host::datum text_or_null(host::call &call, const xmlChar *text) {
+    return text == nullptr ? call.null() : text_result(text, length_of(text));
+}
 
 } // namespace pkg_dbe_xml

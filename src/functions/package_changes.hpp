@@ -31,27 +31,6 @@ class needed_text {
     std::optional<utf8_argument> text_;
 };
 
-// A text argument in UTF-8, null for null; with `empty_is_null` for the empty one too.
-class optional_argument {
-  public:
-    optional_argument(const host::call &call, int index) {
-        if (!call.is_null(index)) {
-            text_.emplace(call.value(index));
-        }
-    }
-    [[nodiscard]] const xmlChar *xml() const noexcept { return text_ ? text_->xml() : nullptr; }
-    [[nodiscard]] const xmlChar *or_empty() const noexcept {
-        return text_ ? text_->xml() : reinterpret_cast<const xmlChar *>("");
-    }
-    // A namespace URI: the empty one is none.
-    [[nodiscard]] const xmlChar *uri() const noexcept {
-        return text_ && *text_->xml() != 0 ? text_->xml() : nullptr;
-    }
-
-  private:
-    std::optional<utf8_argument> text_;
-};
-
 // A name of the form "name" or "prefix:name" that XML allows, and its pieces.
 class name_argument {
   public:

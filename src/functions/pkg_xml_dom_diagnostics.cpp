@@ -5,6 +5,7 @@
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
 #include "text/encoding_handler.hpp"
+#include "text/hexadecimal.hpp"
 #include "text/text_output.hpp"
 #include "tree/pkg_xml_dom_common.hpp"
 #include "tree/poll_counter.hpp"
@@ -41,15 +42,8 @@ struct hexadecimal_key {
 };
 
 hexadecimal_key hexadecimal(const DomKey &key) noexcept {
-    constexpr char k_digits[] = "0123456789ABCDEF";
     hexadecimal_key text;
-    std::size_t position = 0;
-    for (const std::byte byte : key.bytes) {
-        const auto value = std::to_integer<unsigned>(byte);
-        text.digits[position++] = k_digits[value >> 4U];
-        text.digits[position++] = k_digits[value & 15U];
-    }
-    text.digits[position] = '\0';
+    *write_hexadecimal(key.bytes, k_upper_digits, text.digits) = '\0';
     return text;
 }
 

@@ -1,74 +1,17 @@
 // Writing documents and nodes into files of directory objects.
-#include "files/file_paths.hpp"
-#include "files/tree_files.hpp"
+#include "files/node_files.hpp"
 #include "functions/call_frame.hpp"
-#include "host/memory.hpp"
-#include "host/path.hpp"
 #include "libxml/xml.hpp"
 #include "text/encoding_handler.hpp"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 #include <optional>
-#include <string_view>
+#include <utility>
 
 namespace pkg_dbe_xml {
 
 namespace {
 
 constexpr std::size_t k_longest_character_set = 60;
-
-using host_text = std::unique_ptr<char, host::memory_deleter>;
-
-// The operating system's words about a file, for CONTEXT.
-class file_context {
-  public:
-    file_context(const char *path, int reason) noexcept {
-        const int length =
-            std::snprintf(bytes_, sizeof bytes_, "file \"%s\": %s", path, std::strerror(reason));
-        size_ = std::min(static_cast<std::size_t>(length), sizeof bytes_ - 1);
-    }
-    [[nodiscard]] std::string_view view() const noexcept { return {bytes_, size_}; }
-
-  private:
-    char bytes_[5120];
-    std::size_t size_;
-};
-
-// Ends the statement for what went wrong in the writing: a request to stop, memory, the file.
-[[noreturn]] void fail_writing(const char *path, int reason, bool out_of_memory) {
-    host::check_for_interrupts();
-    if (out_of_memory) {
-        report(reports::out_of_memory);
-    }
-    if (reason == 0) {
-        report(reports::write_failed);
-    }
-    report(reports::write_failed, {}, {}, file_context(path, reason).view());
-}
-
-// Opens the file of a node. Reports file_not_opened.
-[[nodiscard]] file_ptr open_file(const char *path) {
-    file_ptr file(host::open_output_file(path));
-    if (file == nullptr) {
-        const int reason = errno;
-        const file_context context(path, reason);
-        errno = reason;
-        report(reports::file_not_opened, {path}, {}, context.view());
-    }
-    return file;
-}
-
-// Makes a written file take its place.
-void finish_file(file_ptr file, const char *path) {
-    host::check_for_interrupts();
-    if (!host::close_output_file(file.release())) {
-        fail_writing(path, errno, false);
-    }
-}
 
 // Reports null_argument for the first of the two arguments that is null.
 void require_arguments(const host::call &call) {
@@ -80,17 +23,11 @@ void require_arguments(const host::call &call) {
     }
 }
 
-// The path behind DIR/NAME.xml, after all checks.
-[[nodiscard]] host_text checked_path(host::datum value) {
-    text_argument argument(value);
+// The path of a file argument, DIR/NAME.xml.
+[[nodiscard]] host_text path_argument(const host::call &call, int index) {
+    text_argument argument(call.value(index));
     argument.to_utf8();
-    char *directory = nullptr;
-    char *file_part = nullptr;
-    check_and_get_input_path(argument.data(), directory, file_part);
-    const host_text directory_name(directory);
-    host_text path(check_safe_path(directory, file_part));
-    check_copy_file_permission(path.get());
-    return path;
+    return checked_path(argument.data());
 }
 
 [[nodiscard]] bool has_handler(const char *character_set) {
@@ -115,50 +52,9 @@ void check_character_set(text_argument &name) {
     }
 }
 
-// Writes a document with its declaration, indented. Without `encoding` in the document's own. As
-// fixed, a character set that nobody knows counts as a failed write, before there is a file.
-void save_document(const char *path, xmlDocPtr document, const char *encoding) {
-    const char *name =
-        encoding != nullptr ? encoding : reinterpret_cast<const char *>(document->encoding);
-    file_ptr file;
-    const dump_result result = dump_document(path, document, name, file);
-    if (!result.done || result.out_of_memory) {
-        file.reset();
-        fail_writing(path, result.reason, result.out_of_memory);
-    }
-    finish_file(std::move(file), path);
-}
-
-// Writes the value of an attribute as it is, in UTF-8; an attribute without one leaves the file
-// empty.
-void write_value(file_ptr file, const char *path, xmlNodePtr attribute) {
-    xml_text_ptr value;
-    {
-        const host::tree_scope scope;
-        value.reset(xmlNodeListGetString(attribute->doc, attribute->children, 1));
-        if (scope.refused()) {
-            report(reports::out_of_memory);
-        }
-    }
-    file_sink sink{file.get()};
-    if (value != nullptr) {
-        const auto *bytes = reinterpret_cast<const char *>(value.get());
-        if (!sink.write(bytes, std::strlen(bytes))) {
-            file.reset();
-            fail_writing(path, sink.reason, false);
-        }
-    }
-    finish_file(std::move(file), path);
-}
-
-// Leaves the file that opening it has made, and reports.
-[[noreturn]] void give_file_up(file_ptr file, const report_row &row) {
-    host::leave_created_file(file.release());
-    report(row);
-}
-
-// Writes an element, text or document, with the character set where there is a third argument.
-void write_markup(const host::call &call, file_ptr file, const char *path, xmlNodePtr node) {
+// Writes markup in the character set where there is a third argument, which must not be null then.
+void write_in_character_set(const host::call &call, file_ptr file, const char *path,
+                            xmlNodePtr node) {
     std::optional<text_argument> name;
     if (call.argument_count > 2) {
         if (call.is_null(2)) {
@@ -167,25 +63,7 @@ void write_markup(const host::call &call, file_ptr file, const char *path, xmlNo
         name.emplace(call.value(2));
         name->to_utf8();
     }
-    dump_result result{};
-    {
-        const host::xml_scope scope;
-        encoding_handler_ptr handler(name ? find_encoding_handler(name->c_str()) : nullptr);
-        if (name && handler == nullptr && !scope.refused()) {
-            give_file_up(std::move(file), reports::unsupported_character_set);
-        }
-        if (!scope.refused()) {
-            xmlInitParser();
-            result = xml_elem_dump(file.get(), node->doc, node, name ? name->c_str() : nullptr,
-                                   handler.release());
-        }
-        result.out_of_memory = scope.refused();
-    }
-    if (!result.done || result.out_of_memory) {
-        file.reset();
-        fail_writing(path, result.reason, result.out_of_memory);
-    }
-    finish_file(std::move(file), path);
+    save_markup(std::move(file), path, node, name ? name->c_str() : nullptr);
 }
 
 } // namespace
@@ -208,7 +86,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_write_to_file_doc) {
         check_character_set(character_set.emplace(call.value(2)));
         encoding = character_set->c_str();
     }
-    const host_text path = checked_path(call.value(1));
+    const host_text path = path_argument(call, 1);
     save_document(path.get(), document, encoding);
     return call.null();
 }
@@ -226,7 +104,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_write_to_file_node) {
     host::StmtRetrySetQuerytUnsupportedFlag();
     require_arguments(call);
     static_cast<void>(check_raw_id_valid(call.value(0)));
-    const host_text path = checked_path(call.value(1));
+    const host_text path = path_argument(call, 1);
     xmlNodePtr node = node_or_null(find_handle(call, 0));
     if (node == nullptr) {
         report(reports::node_gone);
@@ -234,12 +112,12 @@ PKG_DBE_XML_FUNCTION(xml_dom_write_to_file_node) {
     file_ptr file = open_file(path.get());
     switch (node->type) {
     case XML_ATTRIBUTE_NODE:
-        write_value(std::move(file), path.get(), node);
+        save_value(std::move(file), path.get(), node);
         break;
     case XML_ELEMENT_NODE:
     case XML_TEXT_NODE:
     case XML_DOCUMENT_NODE:
-        write_markup(call, std::move(file), path.get(), node);
+        write_in_character_set(call, std::move(file), path.get(), node);
         break;
     default:
         give_file_up(std::move(file), reports::not_for_write_to_file);

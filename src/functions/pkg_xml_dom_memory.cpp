@@ -8,6 +8,7 @@
 #include "growing_array.hpp"
 #include "libxml/xml.hpp"
 #include "registry/kept_trees.hpp"
+#include "text/hexadecimal.hpp"
 #include "text/text_argument.hpp"
 #include "tree/tree_sizes.hpp"
 #include "tree/typed_access.hpp"
@@ -62,9 +63,7 @@ void append_document(const XMLHashEntry &entry, void *state) {
     }
     auto &collected = *static_cast<collected_text *>(state);
     char name[2 * k_key_size + 1];
-    for (std::size_t i = 0; i < k_key_size; ++i) {
-        std::snprintf(name + 2 * i, 3, "%02X", std::to_integer<unsigned>(entry.key.bytes[i]));
-    }
+    *write_hexadecimal(entry.key.bytes, k_upper_digits, name) = '\0';
     const tree_size size = measure(entry);
     collected.total.nodes += size.nodes;
     append_line(collected.text, name, size);

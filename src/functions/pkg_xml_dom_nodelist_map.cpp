@@ -5,8 +5,8 @@
 // object; a map whose element has no attributes names nothing.
 
 #include "functions/call_frame.hpp"
+#include "tree/text_compare.hpp"
 
-#include <cstring>
 #include <limits>
 
 namespace pkg_dbe_xml {
@@ -68,10 +68,6 @@ class literal_argument {
   private:
     text_argument text_;
 };
-
-bool same_text(const xmlChar *text, const char *other) noexcept {
-    return text != nullptr && std::strcmp(reinterpret_cast<const char *>(text), other) == 0;
-}
 
 // Where the search for a name begins. The kind of the handle is not looked at, so from a node the
 // search goes over its siblings; only a list has no such chain. Reports inconsistent_types.

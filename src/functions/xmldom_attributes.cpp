@@ -7,6 +7,7 @@
 #include "edit/id_lookup.hpp"
 #include "functions/package_changes.hpp"
 #include "tree/id_attributes.hpp"
+#include "tree/text_compare.hpp"
 
 namespace pkg_dbe_xml {
 
@@ -47,9 +48,7 @@ constexpr const char *k_what = "an attribute";
     return element;
 }
 
-[[nodiscard]] bool is_xmlns(const xmlChar *uri) noexcept {
-    return xmlStrEqual(uri, reinterpret_cast<const xmlChar *>(k_xmlns_uri)) != 0;
-}
+[[nodiscard]] bool is_xmlns(const xmlChar *uri) noexcept { return same_text(uri, k_xmlns_uri); }
 
 void require_declarable(const package_call &here, int index, namespace_fault fault,
                         const name_argument &name) {
@@ -230,8 +229,7 @@ PKG_DBE_XML_FUNCTION(xmldom_remove_attribute_ns) {
     const host::datum result = here.result(element, element.node);
     if (is_xmlns(uri.uri())) {
         // The local name of a declaration is its prefix, and "xmlns" that of the default one.
-        const bool is_default =
-            xmlStrEqual(name.local(), reinterpret_cast<const xmlChar *>("xmlns")) != 0;
+        const bool is_default = same_text(name.local(), "xmlns");
         require_declarable(
             here, 1, remove_declaration(element.node, is_default ? nullptr : name.local()), name);
     } else if (xmlAttrPtr const found = find_attribute(element.node, name.local(), uri.uri())) {

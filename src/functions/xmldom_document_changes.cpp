@@ -1,8 +1,9 @@
-// The package xmldom: documents, and what they say of themselves.
+// The package xmldom: making documents, and changing what they say of themselves.
 
 #include "edit/character_data.hpp"
 #include "functions/package_changes.hpp"
 #include "libxml/xml.hpp"
+#include "tree/text_compare.hpp"
 
 #include <utility>
 
@@ -40,8 +41,7 @@ void replace_string(xmlDocPtr document, Text *&place, xml_text_ptr text) noexcep
 }
 
 [[nodiscard]] bool is_version(const xmlChar *text) noexcept {
-    return xmlStrEqual(text, reinterpret_cast<const xmlChar *>("1.0")) != 0 ||
-           xmlStrEqual(text, reinterpret_cast<const xmlChar *>("1.1")) != 0;
+    return same_text(text, "1.0") || same_text(text, "1.1");
 }
 
 [[nodiscard]] xml_doc_ptr empty_document() {

@@ -2,6 +2,7 @@
 // what the node is.
 
 #include "functions/package_arguments.hpp"
+#include "text/hexadecimal.hpp"
 
 #include <algorithm>
 #include <array>
@@ -10,14 +11,13 @@ namespace pkg_dbe_xml {
 
 namespace {
 
-constexpr std::string_view k_digits = "0123456789abcdef";
 constexpr std::string_view k_prefix = "\\x";
 constexpr std::size_t k_longest_shown = 40; // bytes of a text that is no handle
 
 // The value of a hexadecimal digit, 16 for any other character.
 [[nodiscard]] unsigned digit_value(char digit) noexcept {
     const char lower = digit >= 'A' && digit <= 'F' ? static_cast<char>(digit - 'A' + 'a') : digit;
-    return static_cast<unsigned>(std::min(k_digits.find(lower), k_digits.size()));
+    return static_cast<unsigned>(std::min(k_lower_digits.find(lower), k_lower_digits.size()));
 }
 
 // Reads "\x" and two digits for each byte; false for anything else.
@@ -79,12 +79,8 @@ PKG_DBE_XML_FUNCTION(xmldom_handle_out) {
     const auto bytes = host::payload(host::pg_detoast_datum(call.value(0)));
     auto *const text =
         static_cast<char *>(host::allocate_result(k_prefix.size() + 2 * bytes.size() + 1));
-    char *next = std::copy(k_prefix.begin(), k_prefix.end(), text);
-    for (const std::byte byte : bytes) {
-        *next++ = k_digits[std::to_integer<unsigned>(byte) >> 4U];
-        *next++ = k_digits[std::to_integer<unsigned>(byte) & 15U];
-    }
-    *next = '\0';
+    char *const next = std::copy(k_prefix.begin(), k_prefix.end(), text);
+    *write_hexadecimal(bytes, k_lower_digits, next) = '\0';
     return host::from_pointer(text);
 }
 

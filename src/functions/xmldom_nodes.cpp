@@ -7,6 +7,7 @@
 #include "tree/base_uri.hpp"
 #include "tree/node_path.hpp"
 #include "tree/node_text.hpp"
+#include "tree/text_compare.hpp"
 #include "tree/text_content.hpp"
 #include "write/serialization.hpp"
 
@@ -63,14 +64,6 @@ constexpr node_wish k_instruction{type_bits(XML_PI_NODE), "a processing instruct
     default:
         return nullptr;
     }
-}
-
-[[nodiscard]] host::datum text_or_null(host::call &call, const xmlChar *text) {
-    return text == nullptr ? call.null()
-                           : text_result(text, std::strlen(reinterpret_cast<const char *>(text)));
-}
-[[nodiscard]] const xmlChar *or_null(const xmlChar *text) noexcept {
-    return text == nullptr || *text == 0 ? nullptr : text;
 }
 
 [[nodiscard]] host::datum node_name(host::call &call, const xmlNode *node) {
@@ -150,13 +143,13 @@ PKG_DBE_XML_FUNCTION(xmldom_get_node_type) {
 PKG_DBE_XML_FUNCTION(xmldom_get_namespace_uri) {
     const named_node named = package_call(call, k_get_namespace_uri).node(0);
     const xmlNs *const record = named ? namespace_of(named.node) : nullptr;
-    return text_or_null(call, record == nullptr ? nullptr : or_null(record->href));
+    return text_or_null(call, uri_of(record));
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_get_prefix) {
     const named_node named = package_call(call, k_get_prefix).node(0);
     const xmlNs *const record = named ? namespace_of(named.node) : nullptr;
-    return text_or_null(call, record == nullptr ? nullptr : or_null(record->prefix));
+    return text_or_null(call, record == nullptr ? nullptr : null_if_empty(record->prefix));
 }
 
 // Only elements and attributes have one.

@@ -4,6 +4,7 @@
 #include "tree/document_order.hpp"
 #include "tree/namespaces_in_scope.hpp"
 #include "tree/node_equality.hpp"
+#include "tree/text_compare.hpp"
 
 #include <cstring>
 #include <optional>
@@ -23,30 +24,6 @@ constexpr package_function k_lookup_namespace_uri{"xmldom.lookup_namespace_uri",
                                                   {"node", "prefix"}};
 constexpr package_function k_is_default_namespace{"xmldom.is_default_namespace",
                                                   {"node", "namespace_uri"}};
-
-[[nodiscard]] host::datum text_or_null(host::call &call, const xmlChar *text) {
-    return text == nullptr ? call.null()
-                           : text_result(text, std::strlen(reinterpret_cast<const char *>(text)));
-}
-
-// A text argument that may be null.
-class text_or_nothing {
-  public:
-    text_or_nothing(const host::call &call, int index) {
-        if (!call.is_null(index)) {
-            text_.emplace(call.value(index));
-        }
-    }
-    // Null for null.
-    [[nodiscard]] const xmlChar *xml() const noexcept { return text_ ? text_->xml() : nullptr; }
-    // Null for null and for the empty text.
-    [[nodiscard]] const xmlChar *unless_empty() const noexcept {
-        return text_ && text_->size() != 0 ? text_->xml() : nullptr;
-    }
-
-  private:
-    std::optional<utf8_argument> text_;
-};
 
 // Two nodes of different trees are ordered by the numbers of the trees: of their documents, then of
 // their topmost nodes.
@@ -106,8 +83,8 @@ PKG_DBE_XML_FUNCTION(xmldom_lookup_prefix) {
     if (!named) {
         return call.null();
     }
-    const text_or_nothing uri(call, 1);
-    return text_or_null(call, prefix_of_namespace(named.node, uri.unless_empty()));
+    const optional_argument uri(call, 1);
+    return text_or_null(call, prefix_of_namespace(named.node, uri.uri()));
 }
 
 // A null or empty prefix asks for the default namespace.
@@ -116,8 +93,8 @@ PKG_DBE_XML_FUNCTION(xmldom_lookup_namespace_uri) {
     if (!named) {
         return call.null();
     }
-    const text_or_nothing prefix(call, 1);
-    return text_or_null(call, namespace_of_prefix(named.node, prefix.unless_empty()));
+    const optional_argument prefix(call, 1);
+    return text_or_null(call, namespace_of_prefix(named.node, null_if_empty(prefix.xml())));
 }
 
 // A null or empty URI asks whether there is no default namespace.
@@ -126,9 +103,8 @@ PKG_DBE_XML_FUNCTION(xmldom_is_default_namespace) {
     if (!named) {
         return call.null();
     }
-    const text_or_nothing uri(call, 1);
-    return host::from_boolean(
-        xmlStrEqual(namespace_of_prefix(named.node, nullptr), uri.unless_empty()) != 0);
+    const optional_argument uri(call, 1);
+    return host::from_boolean(same_or_absent(namespace_of_prefix(named.node, nullptr), uri.uri()));
 }
 
 } // namespace pkg_dbe_xml

@@ -3,6 +3,7 @@
 // Each callback does what libxml2's own does, after a look at its limit. None of them throws, and
 // a parse that was stopped goes no further: the contexts of entities end first, the outermost one
 // at its next callback or when it asks for more text.
+#include "libxml/content_model.hpp"
 #include "libxml/xml_parse_run.hpp"
 
 #include "host/limits.hpp"
@@ -135,24 +136,14 @@ struct model_size {
 // Counts no further than to one particle more than `most`.
 model_size measure_model(const xmlElementContent *model, int most) noexcept {
     model_size size{0, 0, 0};
-    const xmlElementContent *particle = model;
-    while (particle != nullptr && size.particles <= most) {
+    for (const xmlElementContent *particle = model; particle != nullptr && size.particles <= most;
+         particle = next_particle(particle, model)) {
         ++size.particles;
         if (particle->ocur == XML_ELEMENT_CONTENT_OPT ||
             particle->ocur == XML_ELEMENT_CONTENT_MULT) {
             ++size.optional;
         }
         size.alternatives += particle->type == XML_ELEMENT_CONTENT_OR;
-        if (particle->c1 != nullptr) {
-            particle = particle->c1;
-            continue;
-        }
-        while (particle != nullptr && particle != model &&
-               (particle->parent == nullptr || particle->parent->c2 == particle ||
-                particle->parent->c2 == nullptr)) {
-            particle = particle->parent;
-        }
-        particle = particle == nullptr || particle == model ? nullptr : particle->parent->c2;
     }
     return size;
 }

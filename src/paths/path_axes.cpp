@@ -40,7 +40,7 @@ bool evaluator::has_uri(const step &taken, test_memory &memory,
         return true;
     }
     const auto *wanted = reinterpret_cast<const xmlChar *>(code_.texts + taken.uri.start);
-    const bool same = xmlStrcmp(uri_of(record), wanted) == 0;
+    const bool same = xmlStrcmp(uri_or_empty(record), wanted) == 0;
     (same ? memory.record : memory.other_record) = record;
     return same;
 }

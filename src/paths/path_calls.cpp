@@ -9,8 +9,6 @@ namespace pkg_dbe_xml::paths {
 
 namespace {
 
-constexpr const char *k_xml_uri = "http://www.w3.org/XML/1998/namespace";
-
 std::string_view local_name_of(const xmlNode *node) noexcept {
     if (is_namespace(node)) {
         const xmlNs *record = as_namespace(node)->record;
@@ -51,7 +49,7 @@ const xmlAttr *language_attribute(const xmlNode *node) noexcept {
     for (const xmlAttr *attribute = first_attribute(node); attribute != nullptr;
          attribute = attribute->next) {
         if (view_of(attribute->name) == "lang" && attribute->ns != nullptr &&
-            view_of(uri_of(attribute->ns)) == k_xml_uri) {
+            view_of(uri_or_empty(attribute->ns)) == k_xml_uri) {
             return attribute;
         }
     }
@@ -169,7 +167,7 @@ std::string_view evaluator::call_text(const expression &call, const context_node
     const std::string_view local = local_name_of(node);
     const xmlNs *record = record_of(node);
     if (call.called == function::namespace_uri) {
-        return view_of(uri_of(record));
+        return view_of(uri_or_empty(record));
     }
     if (call.called == function::local_name || record == nullptr || record->prefix == nullptr) {
         return local;

@@ -7,6 +7,7 @@
 #include "host/stack.hpp"
 #include "path_reports.hpp"
 #include "paths/path_numbers.hpp"
+#include "tree/text_compare.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -15,8 +16,6 @@
 namespace pkg_dbe_xml::paths {
 
 namespace {
-
-constexpr std::string_view k_xml_uri = "http://www.w3.org/XML/1998/namespace";
 
 struct axis_word {
     std::string_view name;

@@ -4,6 +4,7 @@
 // bit of its address. Everything that may meet one asks first.
 #pragma once
 
+#include "tree/text_compare.hpp"
 #include "tree/typed_access.hpp"
 
 #include <cstddef>
@@ -67,12 +68,8 @@ struct namespace_node {
 [[nodiscard]] inline bool stands_beside(const xmlNode *node) noexcept {
     return is_namespace(node) || is_attribute(node);
 }
-[[nodiscard]] inline std::string_view view_of(const xmlChar *text) noexcept {
-    return text == nullptr ? std::string_view()
-                           : std::string_view(reinterpret_cast<const char *>(text));
-}
 // "" for no namespace.
-[[nodiscard]] inline const xmlChar *uri_of(const xmlNs *record) noexcept {
+[[nodiscard]] inline const xmlChar *uri_or_empty(const xmlNs *record) noexcept {
     static const xmlChar none[1] = {0};
     return record == nullptr || record->href == nullptr ? none : record->href;
 }

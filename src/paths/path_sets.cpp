@@ -268,7 +268,8 @@ void evaluator::find_namespaces(element_namespaces &found) {
     found.nodes = kept_.take_array<namespace_node>(records.size + 1);
     found.nodes[found.count++] = {found.element, nullptr, 0};
     for (std::size_t index = 0; index < records.size; ++index) {
-        if (*uri_of(records.members[index]) != 0) { // else the default namespace is taken back
+        if (*uri_or_empty(records.members[index]) !=
+            0) { // else the default namespace is taken back
             found.nodes[found.count] = {found.element, records.members[index], found.count};
             ++found.count;
         }
@@ -280,12 +281,10 @@ void evaluator::find_namespaces(element_namespaces &found) {
 
 namespace {
 
-constexpr const char *k_xml_uri = "http://www.w3.org/XML/1998/namespace";
-
 bool is_id(const xmlAttr *attribute) noexcept {
     return attribute->atype == XML_ATTRIBUTE_ID ||
            (attribute->ns != nullptr && view_of(attribute->name) == "id" &&
-            view_of(uri_of(attribute->ns)) == k_xml_uri);
+            view_of(uri_or_empty(attribute->ns)) == k_xml_uri);
 }
 
 } // namespace

@@ -3,17 +3,13 @@
 #include "tree/attribute_names.hpp"
 
 #include "tree/node_text.hpp"
+#include "tree/text_compare.hpp"
 
 #include <cstring>
 
 namespace pkg_dbe_xml {
 
 namespace {
-
-[[nodiscard]] bool is_equal(const xmlChar *left, const xmlChar *right) noexcept {
-    return left != nullptr && std::strcmp(reinterpret_cast<const char *>(left),
-                                          reinterpret_cast<const char *>(right)) == 0;
-}
 
 // Bytes of the prefix of a qualified name, -1 when it has none.
 [[nodiscard]] int size_of_prefix(const xmlChar *name) noexcept {
@@ -31,16 +27,16 @@ bool attribute_name::matches(const xmlNode *attribute) const noexcept {
     const xmlNs *const record = namespace_of(attribute);
     if (uri_ != nullptr) {
         const xmlChar *const uri = record == nullptr ? nullptr : record->href;
-        return is_equal(attribute->name, name_) &&
-               (uri == nullptr ? *uri_ == 0 : is_equal(uri, uri_));
+        return same_text(attribute->name, name_) &&
+               (uri == nullptr ? *uri_ == 0 : same_text(uri, uri_));
     }
     const xmlChar *const prefix = record == nullptr ? nullptr : record->prefix;
     if (prefix == nullptr) {
-        return is_equal(attribute->name, name_); // the name itself may hold a colon
+        return same_text(attribute->name, name_); // the name itself may hold a colon
     }
     return prefix_size_ >= 0 && xmlStrlen(prefix) == prefix_size_ &&
            xmlStrncmp(prefix, name_, prefix_size_) == 0 &&
-           is_equal(attribute->name, name_ + prefix_size_ + 1);
+           same_text(attribute->name, name_ + prefix_size_ + 1);
 }
 
 xmlAttrPtr attribute_name::find_from(xmlAttrPtr attribute) const noexcept {

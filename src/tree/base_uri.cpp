@@ -10,6 +10,7 @@
 #include "libxml/xml.hpp"
 #include "tree/node_text.hpp"
 #include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 
 #include <libxml/uri.h>
 
@@ -24,9 +25,8 @@ namespace {
 [[nodiscard]] const xmlNode *base_attribute(const xmlNode *node) noexcept {
     for (xmlAttrPtr attribute = first_attribute(node); attribute != nullptr;
          attribute = attribute->next) {
-        if (attribute->ns != nullptr &&
-            xmlStrEqual(attribute->name, reinterpret_cast<const xmlChar *>("base")) != 0 &&
-            xmlStrEqual(attribute->ns->prefix, reinterpret_cast<const xmlChar *>("xml")) != 0) {
+        if (attribute->ns != nullptr && same_text(attribute->name, "base") &&
+            same_text(attribute->ns->prefix, "xml")) {
             return as_node(attribute);
         }
     }

@@ -2,6 +2,7 @@
 // name.
 #pragma once
 
+#include "tree/text_compare.hpp"
 #include "tree/typed_access.hpp"
 
 #include <cstring>
@@ -27,15 +28,11 @@ class element_name {
         const auto *const bytes = reinterpret_cast<const char *>(text);
         return bytes == nullptr || std::strcmp(bytes, "*") == 0 ? nullptr : bytes;
     }
-    [[nodiscard]] static bool is_equal(const xmlChar *left, const char *right) noexcept {
-        const auto *const bytes = reinterpret_cast<const char *>(left);
-        return bytes != nullptr && *bytes == *right && std::strcmp(bytes, right) == 0;
-    }
     [[nodiscard]] bool has_name(const xmlNode *node) const noexcept {
         if (by_namespace_ || node->ns == nullptr || node->ns->prefix == nullptr) {
-            return is_equal(node->name, name_);
+            return same_text(node->name, name_);
         }
-        if (colon_ == nullptr || !is_equal(node->name, colon_ + 1)) {
+        if (colon_ == nullptr || !same_text(node->name, colon_ + 1)) {
             return false;
         }
         const auto *const prefix = reinterpret_cast<const char *>(node->ns->prefix);
@@ -46,7 +43,7 @@ class element_name {
         if (record == nullptr || record->href == nullptr) {
             return *uri_ == '\0';
         }
-        return is_equal(record->href, uri_);
+        return same_text(record->href, uri_);
     }
 
     const char *name_; // null: any

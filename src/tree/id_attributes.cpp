@@ -2,6 +2,7 @@
 
 #include "tree/id_attributes.hpp"
 
+#include "tree/text_compare.hpp"
 #include "tree/typed_access.hpp"
 
 #include <libxml/valid.h>
@@ -16,8 +17,7 @@ namespace {
 
 [[nodiscard]] bool is_xml_id(const xmlAttr *attribute) noexcept {
     return attribute->ns != nullptr && attribute->ns->prefix != nullptr &&
-           xmlStrEqual(attribute->ns->prefix, reinterpret_cast<const xmlChar *>("xml")) != 0 &&
-           xmlStrEqual(attribute->name, reinterpret_cast<const xmlChar *>("id")) != 0;
+           same_text(attribute->ns->prefix, "xml") && same_text(attribute->name, "id");
 }
 
 [[nodiscard]] bool is_declared_by(xmlDtdPtr document_type, const xmlAttr *attribute) noexcept {

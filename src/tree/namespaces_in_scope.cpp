@@ -4,6 +4,7 @@
 
 #include "growing_array.hpp"
 #include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -11,16 +12,6 @@
 namespace pkg_dbe_xml {
 
 namespace {
-
-constexpr const char *k_xml_uri = "http://www.w3.org/XML/1998/namespace";
-constexpr const char *k_xmlns_uri = "http://www.w3.org/2000/xmlns/";
-
-[[nodiscard]] bool is_equal(const xmlChar *left, const xmlChar *right) noexcept {
-    return xmlStrEqual(left, right) != 0;
-}
-[[nodiscard]] const xmlChar *or_null(const xmlChar *uri) noexcept {
-    return uri == nullptr || *uri == 0 ? nullptr : uri;
-}
 
 // The element where looking begins: the node itself, the root of a document, the element that a
 // node stands in. Null when there is none.
@@ -76,22 +67,22 @@ const xmlChar *namespace_of_prefix(const xmlNode *node, const xmlChar *prefix) {
     if (element == nullptr) {
         return nullptr;
     }
-    if (is_equal(prefix, BAD_CAST "xml")) {
-        return BAD_CAST k_xml_uri;
+    if (same_text(prefix, "xml")) {
+        return as_xml(k_xml_uri);
     }
-    if (is_equal(prefix, BAD_CAST "xmlns")) {
-        return BAD_CAST k_xmlns_uri;
+    if (same_text(prefix, "xmlns")) {
+        return as_xml(k_xmlns_uri);
     }
     poll_counter poll;
     for (; element != nullptr; element = element_above(element)) {
         poll.step();
-        if (element->ns != nullptr && is_equal(element->ns->prefix, prefix)) {
-            return or_null(element->ns->href);
+        if (element->ns != nullptr && same_or_absent(element->ns->prefix, prefix)) {
+            return uri_of(element->ns);
         }
         for (const xmlNs *record = element->nsDef; record != nullptr; record = record->next) {
             poll.step();
-            if (is_equal(record->prefix, prefix)) {
-                return or_null(record->href);
+            if (same_or_absent(record->prefix, prefix)) {
+                return uri_of(record);
             }
         }
     }
@@ -100,14 +91,14 @@ const xmlChar *namespace_of_prefix(const xmlNode *node, const xmlChar *prefix) {
 
 const xmlChar *prefix_of_namespace(const xmlNode *node, const xmlChar *uri) {
     const xmlNode *const element = nearest_element(node);
-    if (element == nullptr || or_null(uri) == nullptr) {
+    if (element == nullptr || null_if_empty(uri) == nullptr) {
         return nullptr;
     }
-    if (is_equal(uri, BAD_CAST k_xml_uri)) {
-        return BAD_CAST "xml";
+    if (same_text(uri, k_xml_uri)) {
+        return as_xml("xml");
     }
-    if (is_equal(uri, BAD_CAST k_xmlns_uri)) {
-        return BAD_CAST "xmlns";
+    if (same_text(uri, k_xmlns_uri)) {
+        return as_xml("xmlns");
     }
     bindings found;
     collect(element, found);
@@ -118,8 +109,9 @@ const xmlChar *prefix_of_namespace(const xmlNode *node, const xmlChar *uri) {
     });
     const binding *nearest = nullptr;
     for (const binding *each = found.begin(); each != found.end(); ++each) {
-        const bool is_hidden = each != found.begin() && is_equal(each[-1].prefix, each->prefix);
-        if (!is_hidden && is_equal(each->uri, uri) &&
+        const bool is_hidden =
+            each != found.begin() && same_or_absent(each[-1].prefix, each->prefix);
+        if (!is_hidden && same_or_absent(each->uri, uri) &&
             (nearest == nullptr || each->distance < nearest->distance)) {
             nearest = each;
         }

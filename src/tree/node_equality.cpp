@@ -7,6 +7,7 @@
 #include "libxml/xml.hpp"
 #include "tree/node_text.hpp"
 #include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 #include "xml_owner.hpp"
 
 #include <algorithm>
@@ -17,20 +18,11 @@ namespace pkg_dbe_xml {
 
 namespace {
 
-[[nodiscard]] bool is_equal(const xmlChar *left, const xmlChar *right) noexcept {
-    return left == right || (left != nullptr && right != nullptr &&
-                             std::strcmp(reinterpret_cast<const char *>(left),
-                                         reinterpret_cast<const char *>(right)) == 0);
-}
-
 // Absent and empty texts are alike: libxml2 keeps either for a node without data.
 [[nodiscard]] const xmlChar *or_empty(const xmlChar *text) noexcept {
     return text == nullptr ? BAD_CAST "" : text;
 }
 
-[[nodiscard]] const xmlChar *uri_of(const xmlNs *record) noexcept {
-    return record == nullptr ? BAD_CAST "" : or_empty(record->href);
-}
 [[nodiscard]] const xmlChar *prefix_of(const xmlNs *record) noexcept {
     return record == nullptr ? nullptr : record->prefix;
 }
@@ -38,23 +30,24 @@ namespace {
 [[nodiscard]] bool same_name(const xmlNode *left, const xmlNode *right) noexcept {
     const xmlNs *const left_space = namespace_of(left);
     const xmlNs *const right_space = namespace_of(right);
-    return is_equal(left->name, right->name) &&
-           (left_space == right_space || (is_equal(uri_of(left_space), uri_of(right_space)) &&
-                                          is_equal(prefix_of(left_space), prefix_of(right_space))));
+    return same_or_absent(left->name, right->name) &&
+           (left_space == right_space ||
+            (same_or_absent(uri_of(left_space), uri_of(right_space)) &&
+             same_or_absent(prefix_of(left_space), prefix_of(right_space))));
 }
 
 [[nodiscard]] bool same_attribute(const xmlNode *left, const xmlNode *right) {
     text_room left_room;
     text_room right_room;
-    return same_name(left, right) && is_equal(or_empty(node_text(left, left_room).bytes),
-                                              or_empty(node_text(right, right_room).bytes));
+    return same_name(left, right) && same_or_absent(or_empty(node_text(left, left_room).bytes),
+                                                    or_empty(node_text(right, right_room).bytes));
 }
 
 // An order in which equal attributes of two elements come at the same place.
 [[nodiscard]] bool sorts_before(const xmlAttr *left, const xmlAttr *right) noexcept {
     int order = xmlStrcmp(left->name, right->name);
     if (order == 0) {
-        order = xmlStrcmp(uri_of(left->ns), uri_of(right->ns));
+        order = xmlStrcmp(or_empty(uri_of(left->ns)), or_empty(uri_of(right->ns)));
     }
     return order != 0
                ? order < 0
@@ -113,12 +106,13 @@ using attribute_set = growing_array<xmlAttrPtr, 16>;
     if (left->type == XML_DTD_NODE) {
         const auto *const one = reinterpret_cast<const xmlDtd *>(left);
         const auto *const other = reinterpret_cast<const xmlDtd *>(right);
-        if (!is_equal(or_empty(one->ExternalID), or_empty(other->ExternalID)) ||
-            !is_equal(or_empty(one->SystemID), or_empty(other->SystemID))) {
+        if (!same_or_absent(or_empty(one->ExternalID), or_empty(other->ExternalID)) ||
+            !same_or_absent(or_empty(one->SystemID), or_empty(other->SystemID))) {
             return false;
         }
     }
-    return is_equal(xmlBufferContent(written(left).get()), xmlBufferContent(written(right).get()));
+    return same_or_absent(xmlBufferContent(written(left).get()),
+                          xmlBufferContent(written(right).get()));
 }
 
 // Everything but the children.
@@ -142,12 +136,12 @@ using attribute_set = growing_array<xmlAttrPtr, 16>;
         if (left->content != nullptr) {
             poll.step_over(std::strlen(reinterpret_cast<const char *>(left->content)));
         }
-        return (left->type != XML_PI_NODE || is_equal(left->name, right->name)) &&
-               is_equal(or_empty(left->content), or_empty(right->content));
+        return (left->type != XML_PI_NODE || same_or_absent(left->name, right->name)) &&
+               same_or_absent(or_empty(left->content), or_empty(right->content));
     case XML_ENTITY_REF_NODE:
-        return is_equal(left->name, right->name);
+        return same_or_absent(left->name, right->name);
     default:
-        return is_equal(left->name, right->name) && same_document_type(left, right);
+        return same_or_absent(left->name, right->name) && same_document_type(left, right);
     }
 }
 

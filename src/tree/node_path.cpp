@@ -4,6 +4,7 @@
 
 #include "growing_array.hpp"
 #include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 
 #include <charconv>
 #include <cstddef>
@@ -12,10 +13,6 @@
 namespace pkg_dbe_xml {
 
 namespace {
-
-[[nodiscard]] std::string_view view(const xmlChar *text) noexcept {
-    return text == nullptr ? std::string_view() : reinterpret_cast<const char *>(text);
-}
 
 void append_number(text_output &output, std::size_t number) {
     char digits[24];
@@ -31,7 +28,7 @@ void append_number(text_output &output, std::size_t number) {
 
 // A name that a step can be written with as it is: no namespace, and no colon in it.
 [[nodiscard]] bool has_plain_name(const xmlNode *node) noexcept {
-    return namespace_of(node) == nullptr && view(node->name).find(':') == std::string_view::npos;
+    return namespace_of(node) == nullptr && view_of(node->name).find(':') == std::string_view::npos;
 }
 
 // Whether the step to `node`, as append_step writes it, would lead to `sibling` too.
@@ -48,7 +45,7 @@ void append_number(text_output &output, std::size_t number) {
     if (node->type == XML_ELEMENT_NODE && !has_plain_name(node)) {
         return true;
     }
-    return xmlStrEqual(node->name, sibling->name) != 0 &&
+    return same_or_absent(node->name, sibling->name) &&
            (node->type == XML_PI_NODE || has_plain_name(sibling));
 }
 
@@ -75,14 +72,14 @@ void append_attribute_step(const xmlNode *attribute, text_output &output) {
     const xmlNs *const record = namespace_of(attribute);
     if (record == nullptr) {
         output.append("@");
-        output.append(view(attribute->name));
+        output.append(view_of(attribute->name));
         return;
     }
-    if (view(record->href).find('\'') == std::string_view::npos) {
+    if (view_of(record->href).find('\'') == std::string_view::npos) {
         output.append("@*[local-name()='");
-        output.append(view(attribute->name));
+        output.append(view_of(attribute->name));
         output.append("' and namespace-uri()='");
-        output.append(view(record->href));
+        output.append(view_of(record->href));
         output.append("']");
         return;
     }
@@ -101,14 +98,14 @@ void append_step(const xmlNode *node, text_output &output, poll_counter &poll) {
         append_attribute_step(node, output);
         return;
     case XML_ELEMENT_NODE:
-        output.append(has_plain_name(node) ? view(node->name) : "*");
+        output.append(has_plain_name(node) ? view_of(node->name) : "*");
         break;
     case XML_COMMENT_NODE:
         output.append("comment()");
         break;
     case XML_PI_NODE:
         output.append("processing-instruction('");
-        output.append(view(node->name));
+        output.append(view_of(node->name));
         output.append("')");
         break;
     default:

@@ -1,6 +1,7 @@
 // What a tree takes of the process's memory.
 #include "tree/tree_sizes.hpp"
 
+#include "libxml/content_model.hpp"
 #include "libxml/xml.hpp"
 #include "tree/typed_access.hpp"
 
@@ -139,19 +140,9 @@ void tree_measure::entity(const xmlEntity *entity) {
 }
 
 void tree_measure::model(const xmlElementContent *top) {
-    const xmlElementContent *particle = top;
-    while (particle != nullptr) {
+    for (const xmlElementContent *particle = top; particle != nullptr;
+         particle = host::next_particle(particle, top)) {
         size_.bytes += block_size(sizeof(xmlElementContent));
-        if (particle->c1 != nullptr) {
-            particle = particle->c1;
-            continue;
-        }
-        while (particle != nullptr && particle != top &&
-               (particle->parent == nullptr || particle->parent->c2 == particle ||
-                particle->parent->c2 == nullptr)) {
-            particle = particle->parent;
-        }
-        particle = particle == nullptr || particle == top ? nullptr : particle->parent->c2;
     }
 }
 

@@ -8,6 +8,7 @@
 #include "tree/node_path.hpp"
 #include "tree/node_words.hpp"
 #include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 #include "write/markup_text.hpp"
 #include "write/name_checks.hpp"
 #include "xml_owner.hpp"
@@ -19,10 +20,6 @@
 namespace pkg_dbe_xml {
 
 namespace {
-
-[[nodiscard]] std::string_view view(const xmlChar *text) noexcept {
-    return text == nullptr ? std::string_view("") : reinterpret_cast<const char *>(text);
-}
 
 // Ends the statement: `node` cannot be written. CONTEXT leads to it.
 [[noreturn]] void refuse(const xmlNode *node, std::string_view reason) {
@@ -50,7 +47,7 @@ struct attribute_id {
     [[nodiscard]] bool operator==(const attribute_id &) const noexcept = default;
 };
 [[nodiscard]] attribute_id id_of(const xmlAttr *attribute) noexcept {
-    return {view(attribute->name), attribute->ns == nullptr ? "" : view(attribute->ns->href)};
+    return {view_of(attribute->name), attribute->ns == nullptr ? "" : view_of(attribute->ns->href)};
 }
 
 class markup_writer {
@@ -134,10 +131,10 @@ void markup_writer::check_name(const xmlNode *node) {
         refuse(node, "its prefix is no name in XML");
     }
     if (record == nullptr || record->prefix == nullptr) {
-        const std::string_view name = view(node->name);
+        const std::string_view name = view_of(node->name);
         const std::size_t colon =
             names_.is_plain_name(node->name) ? std::string_view::npos : name.find(':');
-        if (colon != std::string_view::npos && scope_.meaning(node->name, colon) != nullptr) {
+        if (colon != std::string_view::npos && scope_.meaning(name.substr(0, colon)) != nullptr) {
             refuse(node, "its name would be read as one with a prefix");
         }
         if (is_attribute(node) && name.substr(0, 5) == "xmlns" &&
@@ -150,22 +147,23 @@ void markup_writer::check_name(const xmlNode *node) {
 void markup_writer::write_name(const xmlNode *node) {
     const xmlNs *const record = namespace_of(node);
     if (record != nullptr && record->prefix != nullptr) {
-        output_.append(view(record->prefix));
+        output_.append(view_of(record->prefix));
         output_.append(":");
         if (options_.bounds != nullptr) {
-            check_bounds(node, view(record->prefix));
+            check_bounds(node, view_of(record->prefix));
         }
     }
-    output_.append(view(node->name));
+    output_.append(view_of(node->name));
     if (options_.bounds != nullptr) {
-        check_bounds(node, view(node->name));
+        check_bounds(node, view_of(node->name));
     }
 }
 
 void markup_writer::write_namespace(const xmlNode *element, const xmlChar *prefix,
                                     const xmlChar *uri) {
     if (prefix != nullptr) {
-        if (!names_.is_plain_name(prefix) || view(prefix) == "xml" || view(prefix) == "xmlns") {
+        if (!names_.is_plain_name(prefix) || view_of(prefix) == "xml" ||
+            view_of(prefix) == "xmlns") {
             refuse(element, "it declares a prefix that cannot be declared");
         }
         if (uri == nullptr || *uri == 0) {
@@ -174,11 +172,11 @@ void markup_writer::write_namespace(const xmlNode *element, const xmlChar *prefi
     }
     output_.append(prefix == nullptr ? std::string_view(" xmlns=\"") : " xmlns:");
     if (prefix != nullptr) {
-        output_.append(view(prefix));
-        check_bounds(element, view(prefix));
+        output_.append(view_of(prefix));
+        check_bounds(element, view_of(prefix));
         output_.append("=\"");
     }
-    if (!append_markup(output_, view(uri), markup_place::attribute)) {
+    if (!append_markup(output_, view_of(uri), markup_place::attribute)) {
         refuse(element, "it declares a namespace with a character that XML does not have");
     }
     output_.append("\"");
@@ -198,7 +196,7 @@ void markup_writer::write_namespaces(const xmlNode *element, bool is_top) {
     };
     std::sort(prefixes.begin(), prefixes.end(), order);
     const auto alike = [](const xmlChar *left, const xmlChar *right) noexcept {
-        return xmlStrEqual(left, right) != 0;
+        return same_or_absent(left, right);
     };
     if (std::adjacent_find(prefixes.begin(), prefixes.end(), alike) != prefixes.end()) {
         refuse(element, "it declares a prefix twice");
@@ -246,10 +244,10 @@ void markup_writer::write_value(const xmlNode *attribute) {
     for (xmlNodePtr child = attribute->children; child != nullptr; child = child->next) {
         if (child->type == XML_ENTITY_REF_NODE) {
             write_reference(child);
-        } else if (!append_markup(output_, view(own_content(child)), markup_place::attribute)) {
+        } else if (!append_markup(output_, view_of(own_content(child)), markup_place::attribute)) {
             refuse(attribute, "its value holds a character that XML does not have");
         } else {
-            poll_.step_over(view(own_content(child)).size());
+            poll_.step_over(view_of(own_content(child)).size());
         }
     }
 }
@@ -268,9 +266,9 @@ void markup_writer::write_attribute(const xmlAttr *attribute) {
 [[nodiscard]] bool holds_text(const xmlNode *element, poll_counter &poll) {
     for (const xmlAttr *attribute = element->properties; attribute != nullptr;
          attribute = attribute->next) {
-        if (attribute->ns != nullptr && view(attribute->ns->prefix) == "xml" &&
-            view(attribute->name) == "space" && attribute->children != nullptr &&
-            view(own_content(attribute->children)) == "preserve") {
+        if (attribute->ns != nullptr && view_of(attribute->ns->prefix) == "xml" &&
+            view_of(attribute->name) == "space" && attribute->children != nullptr &&
+            view_of(own_content(attribute->children)) == "preserve") {
             return true;
         }
     }
@@ -362,7 +360,7 @@ void markup_writer::write_tree(xmlNodePtr top) {
 // --- everything else ----------------------------------------------------------------------------
 
 void markup_writer::write_comment(const xmlNode *comment) {
-    const std::string_view text = view(comment->content);
+    const std::string_view text = view_of(comment->content);
     if (text.find("--") != std::string_view::npos || (!text.empty() && text.back() == '-')) {
         refuse(comment, "\"--\" would end it");
     }
@@ -372,7 +370,7 @@ void markup_writer::write_comment(const xmlNode *comment) {
 }
 
 void markup_writer::write_instruction(const xmlNode *instruction) {
-    const std::string_view text = view(instruction->content);
+    const std::string_view text = view_of(instruction->content);
     if (!names_.is_name(instruction->name) ||
         xmlStrcasecmp(instruction->name, reinterpret_cast<const xmlChar *>("xml")) == 0) {
         refuse(instruction, "its target is none in XML");
@@ -394,7 +392,7 @@ void markup_writer::write_instruction(const xmlNode *instruction) {
 
 // A section ends before each "]]>" in the text, and another begins: they are read as one.
 void markup_writer::write_section(const xmlNode *section) {
-    std::string_view text = view(section->content);
+    std::string_view text = view_of(section->content);
     do {
         const std::size_t end = text.find("]]>");
         const std::size_t size = end == std::string_view::npos ? text.size() : end + 2;
@@ -418,10 +416,10 @@ void markup_writer::write_reference(const xmlNode *reference) {
 void markup_writer::write_leaf(xmlNodePtr node) {
     switch (node->type) {
     case XML_TEXT_NODE:
-        if (!append_markup(output_, view(node->content), markup_place::text)) {
+        if (!append_markup(output_, view_of(node->content), markup_place::text)) {
             refuse(node, "it holds a character that XML does not have");
         }
-        poll_.step_over(view(node->content).size());
+        poll_.step_over(view_of(node->content).size());
         break;
     case XML_CDATA_SECTION_NODE:
         write_section(node);
@@ -454,12 +452,12 @@ void markup_writer::write_leaf(xmlNodePtr node) {
 // libxml2 writes it; what the long-named functions can put into it is checked.
 void markup_writer::write_document_type(xmlNodePtr type) {
     const auto *const subset = reinterpret_cast<const xmlDtd *>(type);
-    const std::string_view system_id = view(subset->SystemID);
+    const std::string_view system_id = view_of(subset->SystemID);
     if (!names_.is_name(subset->name)) {
         refuse(type, "its name is no name in XML");
     }
     if (subset->ExternalID != nullptr &&
-        (subset->SystemID == nullptr || !is_public_id(view(subset->ExternalID)))) {
+        (subset->SystemID == nullptr || !is_public_id(view_of(subset->ExternalID)))) {
         refuse(type, "its public identifier is none, or stands without a system identifier");
     }
     if (!has_only_characters(system_id) || (system_id.find('"') != std::string_view::npos &&
@@ -481,7 +479,7 @@ void markup_writer::write_document_type(xmlNodePtr type) {
 void markup_writer::write_declaration(const xmlDoc *document) {
     output_.append("<?xml version=\"");
     const bool has_version = document != nullptr && document->version != nullptr;
-    output_.append(has_version ? view(document->version) : "1.0");
+    output_.append(has_version ? view_of(document->version) : "1.0");
     output_.append("\"");
     if (options_.encoding != nullptr) {
         output_.append(" encoding=\"");

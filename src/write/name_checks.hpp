@@ -1,12 +1,13 @@
 // Names and prefixes of a tree that is being written: whether they are read again as what they are.
 #pragma once
 
-#include "growing_array.hpp"
+#include "tree/namespace_scope.hpp"
 #include "tree/typed_access.hpp"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace pkg_dbe_xml {
 
@@ -33,17 +34,13 @@ class written_scope {
     void take_back(std::size_t count) noexcept;
     // What a prefix (null: the default namespace) means; null for nothing.
     [[nodiscard]] const xmlChar *meaning(const xmlChar *prefix) const noexcept;
-    // The same for a prefix of that many bytes.
-    [[nodiscard]] const xmlChar *meaning(const xmlChar *prefix, std::size_t size) const noexcept;
+    // The same for a prefix that does not end in a zero byte.
+    [[nodiscard]] const xmlChar *meaning(std::string_view prefix) const noexcept;
     // Whether a record says what its prefix means here; null stands for no namespace. Costs nothing
     // where it was asked before and nothing has been declared since.
     [[nodiscard]] bool agrees(const xmlNs *record, bool is_attribute) noexcept;
 
   private:
-    struct binding {
-        const xmlChar *prefix;
-        const xmlChar *uri;
-    };
     struct answer {
         const xmlNs *record;
         std::uint64_t version;
@@ -52,7 +49,7 @@ class written_scope {
     [[nodiscard]] bool finds(const xmlNs *record, bool is_attribute) const noexcept;
 
     static constexpr std::size_t k_places = 64;
-    mutable growing_array<binding, 32> bindings_;
+    namespace_scope bindings_;
     std::array<answer, k_places> answers_{}; // of yes
     std::uint64_t version_ = 1;
 };

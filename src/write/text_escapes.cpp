@@ -3,6 +3,7 @@
 #include "write/text_escapes.hpp"
 
 #include "host/error.hpp"
+#include "text/hexadecimal.hpp"
 
 #include <algorithm>
 #include <array>
@@ -232,13 +233,12 @@ constexpr unsigned k_replacement = 0xFFFD;
 }
 
 [[nodiscard]] char *write_hexadecimal_reference(char *next, unsigned value) noexcept {
-    constexpr std::string_view k_digits = "0123456789ABCDEF";
     *next++ = '&';
     *next++ = '#';
     *next++ = 'x';
     int shift = 4 * ((31 - __builtin_clz(value)) / 4);
     for (; shift >= 0; shift -= 4) {
-        *next++ = k_digits[(value >> static_cast<unsigned>(shift)) & 0xFU];
+        *next++ = k_upper_digits[(value >> static_cast<unsigned>(shift)) & 0xFU];
     }
     *next++ = ';';
     return next;

@@ -9,6 +9,8 @@
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
 #include "text/encoding_handler.hpp"
+#include "tree/poll_counter.hpp"
+#include "tree/text_compare.hpp"
 #include "tree/typed_access.hpp"
 #include "write/output_rules.hpp"
 #include "write/text_escapes.hpp"
@@ -31,13 +33,6 @@ namespace {
 constexpr std::string_view k_blanks = "                              "
                                       "                              ";
 constexpr int k_deepest_indent = 30;
-// Nodes between two looks at whether the statement was asked to stop.
-constexpr unsigned k_nodes_between_polls = 4096;
-
-[[nodiscard]] std::string_view view(const xmlChar *text) noexcept {
-    return text == nullptr ? std::string_view("", 0)
-                           : std::string_view(reinterpret_cast<const char *>(text));
-}
 
 // Copies without calling a function where the text is as short as most names are.
 [[nodiscard]] inline char *copy(char *next, std::string_view text) noexcept {
@@ -69,15 +64,8 @@ struct tree_writer {
     bool indents = true;
     // The element that switched indentation off, because it holds text.
     const xmlNode *holds_text = nullptr;
-    unsigned until_poll = k_nodes_between_polls;
+    poll_counter poll{};
 };
-
-void poll(tree_writer &writer) {
-    if (--writer.until_poll == 0) [[unlikely]] {
-        writer.until_poll = k_nodes_between_polls;
-        host::check_for_interrupts();
-    }
-}
 
 [[nodiscard]] inline char *indent(const tree_writer &writer, char *next) noexcept {
     const auto width = static_cast<std::size_t>(2 * std::min(writer.level, k_deepest_indent));
@@ -90,8 +78,8 @@ struct qualified_name {
     std::string_view prefix;
     std::string_view local;
     explicit qualified_name(const xmlNs *space, const xmlChar *name) noexcept
-        : prefix(space != nullptr ? view(space->prefix) : std::string_view()), local(view(name)),
-          prefixed(space != nullptr && space->prefix != nullptr) {}
+        : prefix(space != nullptr ? view_of(space->prefix) : std::string_view()),
+          local(view_of(name)), prefixed(space != nullptr && space->prefix != nullptr) {}
     bool prefixed;
     [[nodiscard]] std::size_t room() const noexcept {
         return k_blanks.size() + prefix.size() + local.size() + 8;
@@ -141,13 +129,13 @@ void write_namespaces(const tree_writer &writer, const xmlNode *element) {
     text_output &output = writer.output;
     for (const xmlNs *space = element->nsDef; space != nullptr; space = space->next) {
         if (space->type != XML_LOCAL_NAMESPACE || space->href == nullptr ||
-            view(space->prefix) == "xml") {
+            view_of(space->prefix) == "xml") {
             continue;
         }
         output.append(" xmlns");
         if (space->prefix != nullptr) {
             output.append(":");
-            output.append(view(space->prefix));
+            output.append(view_of(space->prefix));
         }
         output.append("=");
         if (writer.rules.escapes_namespaces) {
@@ -155,7 +143,7 @@ void write_namespaces(const tree_writer &writer, const xmlNode *element) {
             write_attribute_text(writer, element->doc, space->href);
             output.append("\"");
         } else {
-            write_quoted(output, view(space->href));
+            write_quoted(output, view_of(space->href));
         }
     }
 }
@@ -163,7 +151,7 @@ void write_namespaces(const tree_writer &writer, const xmlNode *element) {
 void write_attributes(tree_writer &writer, const xmlAttr *attribute) {
     text_output &output = writer.output;
     for (; attribute != nullptr; attribute = attribute->next) {
-        poll(writer);
+        writer.poll.step();
         const qualified_name name(attribute->ns, attribute->name);
         char *next = output.room(name.room());
         *next++ = ' ';
@@ -178,7 +166,7 @@ void write_attributes(tree_writer &writer, const xmlAttr *attribute) {
                 }
             } else if (child->type == XML_ENTITY_REF_NODE) {
                 output.append("&");
-                output.append(view(child->name));
+                output.append(view_of(child->name));
                 output.append(";");
             }
         }
@@ -287,10 +275,10 @@ void write_cdata(text_output &output, std::string_view text) {
 
 void write_instruction(text_output &output, const xmlNode *node) {
     output.append("<?");
-    output.append(view(node->name));
+    output.append(view_of(node->name));
     if (node->content != nullptr) {
         output.append(" ");
-        output.append(view(node->content));
+        output.append(view_of(node->content));
     }
     output.append("?>");
 }
@@ -304,17 +292,17 @@ void write_instruction(text_output &output, const xmlNode *node) {
             return true;
         }
         if (node->name == xmlStringTextNoenc) {
-            output.append(view(node->content));
+            output.append(view_of(node->content));
         } else {
             write_escaped_text(output, node->content, writer.rules.escapes);
         }
         return true;
     case XML_CDATA_SECTION_NODE:
-        write_cdata(output, view(node->content));
+        write_cdata(output, view_of(node->content));
         return true;
     case XML_ENTITY_REF_NODE:
         output.append("&");
-        output.append(view(node->name));
+        output.append(view_of(node->name));
         output.append(";");
         return true;
     case XML_PI_NODE:
@@ -323,7 +311,7 @@ void write_instruction(text_output &output, const xmlNode *node) {
     case XML_COMMENT_NODE:
         if (node->content != nullptr) {
             output.append("<!--");
-            output.append(view(node->content));
+            output.append(view_of(node->content));
             output.append("-->");
         }
         return true;
@@ -405,7 +393,7 @@ void append_node_with_libxml2(xmlNodePtr node, text_output &output) {
     xmlNodePtr parent = root->parent;
     bool exact = true;
     for (;;) {
-        poll(writer);
+        writer.poll.step();
         if (begin_node(writer, node, root, parent, exact)) {
             parent = node;
             node = node->children;
@@ -443,7 +431,8 @@ bool write_document_by(const output_rules &rules, xmlDocPtr document, text_outpu
     if (is_xhtml(document)) {
         return false;
     }
-    const std::string_view version = document->version != nullptr ? view(document->version) : "1.0";
+    const std::string_view version =
+        document->version != nullptr ? view_of(document->version) : "1.0";
     output.append("<?xml version=");
     if (rules.quotes_version) {
         write_quoted(output, version);

@@ -1,4 +1,4 @@
-// What documents of the packages and their document types say of themselves.
+// The package xmldom: what documents and their document types say of themselves.
 
 #include "functions/package_arguments.hpp"
 #include "libxml/xml.hpp"
@@ -30,11 +30,6 @@ constexpr node_wish k_document_type{type_bits(XML_DTD_NODE), "a document type"};
 constexpr node_wish k_entity{type_bits(XML_ENTITY_DECL), "an entity"};
 constexpr node_wish k_external{type_bits(XML_DTD_NODE, XML_ENTITY_DECL),
                                "a document type or an entity"};
-
-[[nodiscard]] host::datum text_or_null(host::call &call, const xmlChar *text) {
-    return text == nullptr ? call.null()
-                           : text_result(text, std::strlen(reinterpret_cast<const char *>(text)));
-}
 
 // The document of argument 0, null for null.
 [[nodiscard]] const xmlDoc *document_argument(host::call &call, const package_function &function) {

@@ -3,17 +3,17 @@
 -- Documents.
 
 CREATE FUNCTION xmldom.set_charset(document xmldom.document, character_set text) RETURNS xmldom.document
-    AS 'MODULE_PATHNAME', 'xml_dom_set_charset_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+    AS 'MODULE_PATHNAME', 'xmldom_set_charset' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_charset(xmldom.document, text) IS
     'sets the character set that the document declares, UTF-8 for null; the document';
 CREATE FUNCTION xmldom.set_doctype(document xmldom.document, name text, system_id text, public_id text) RETURNS xmldom.document
-    AS 'MODULE_PATHNAME', 'xml_dom_set_doctype_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+    AS 'MODULE_PATHNAME', 'xmldom_set_doctype' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_doctype(xmldom.document, text, text, text) IS
-    'sets the document type declaration; the document';
+    'sets name and identifiers of the document type, which is made if there is none; the document';
 CREATE FUNCTION xmldom.free_document(document xmldom.document) RETURNS xmldom.document
-    AS 'MODULE_PATHNAME', 'xml_dom_free_document_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+    AS 'MODULE_PATHNAME', 'xmldom_free_document' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.free_document(xmldom.document) IS
-    'releases a document with every handle that belongs to it; null';
+    'releases a document with every handle that belongs to it, and the documents imported into it; null';
 
 -- Handles that name nothing.
 
@@ -33,13 +33,13 @@ COMMENT ON FUNCTION xmldom.is_null(xmldom.named_node_map) IS
 -- Finding elements.
 
 CREATE FUNCTION xmldom.get_children_by_tag_name(element xmldom.element, name text) RETURNS xmldom.node_list
-    AS 'MODULE_PATHNAME', 'xml_dom_get_children_by_tagname' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+    AS 'MODULE_PATHNAME', 'xmldom_get_children_by_tag_name' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_children_by_tag_name(xmldom.element, text) IS
-    'list of the children of that name';
+    'list of the children with that qualified name; * means any';
 CREATE FUNCTION xmldom.get_children_by_tag_name_ns(element xmldom.element, name text, namespace_uri text) RETURNS xmldom.node_list
-    AS 'MODULE_PATHNAME', 'xml_dom_get_children_by_tagname_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+    AS 'MODULE_PATHNAME', 'xmldom_get_children_by_tag_name_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_children_by_tag_name_ns(xmldom.element, text, text) IS
-    'list of the children of that name in that namespace';
+    'list of the children with that local name in that namespace; * means any';
 
 -- Attributes.
 

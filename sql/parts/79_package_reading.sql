@@ -72,7 +72,7 @@ COMMENT ON FUNCTION xmldom.get_next_sibling(xmldom.node) IS
 CREATE FUNCTION xmldom.get_child_nodes(node xmldom.node) RETURNS xmldom.node_list
     AS 'MODULE_PATHNAME', 'xmldom_get_child_nodes' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_child_nodes(xmldom.node) IS
-    'list of the children of a node, blank texts too';
+    'list of the children of a node, blank texts too; the same list until they change';
 CREATE FUNCTION xmldom.has_child_nodes(node xmldom.node) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmldom_has_child_nodes' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.has_child_nodes(xmldom.node) IS
@@ -242,6 +242,10 @@ CREATE FUNCTION xmldom.get_specified(attribute xmldom.attr) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmldom_get_specified' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_specified(xmldom.attr) IS
     'true: attributes that the document type only gives by default are not in the tree';
+CREATE FUNCTION xmldom.is_id(attribute xmldom.attr) RETURNS boolean
+    AS 'MODULE_PATHNAME', 'xmldom_is_id' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.is_id(xmldom.attr) IS
+    'whether get_element_by_id finds the element by this attribute';
 CREATE FUNCTION xmldom.get_owner_element(attribute xmldom.attr) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_get_owner_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_owner_element(xmldom.attr) IS

@@ -193,6 +193,10 @@ const char *words_for(text_fault fault) noexcept {
         return "the data of a processing instruction cannot begin with a blank";
     case text_fault::section_end:
         return "a CDATA section cannot hold \"]]>\"";
+    case text_fault::public_id:
+        return "public identifiers hold Latin letters, digits, blanks and -'()+,./:=?;!*#@$_% only";
+    case text_fault::both_quotes:
+        return "a system identifier holds one kind of quotes at most";
     }
     return "";
 }
@@ -234,6 +238,35 @@ text_check check_target(const xmlChar *name) noexcept {
 
 text_check check_characters(const xmlChar *text) noexcept {
     return check_by(rules_for(XML_TEXT_NODE), text);
+}
+
+text_check check_public_id(const xmlChar *text) noexcept {
+    constexpr const char *k_signs = " \n-'()+,./:=?;!*#@$_%";
+    std::size_t place = 1;
+    for (; *text != 0; ++text, ++place) {
+        const bool is_allowed = (*text >= 'a' && *text <= 'z') || (*text >= 'A' && *text <= 'Z') ||
+                                (*text >= '0' && *text <= '9') ||
+                                std::strchr(k_signs, *text) != nullptr;
+        if (!is_allowed) {
+            return {text_fault::public_id, place};
+        }
+    }
+    return {};
+}
+
+text_check check_system_id(const xmlChar *text) noexcept {
+    const text_check check = check_characters(text);
+    const auto *const bytes = reinterpret_cast<const char *>(text);
+    const char *const quote = std::strchr(bytes, '"');
+    const char *const apostrophe = std::strchr(bytes, '\'');
+    if (!check.passed() || quote == nullptr || apostrophe == nullptr) {
+        return check;
+    }
+    std::size_t place = 1;
+    for (const char *byte = bytes; byte != (quote > apostrophe ? quote : apostrophe); ++byte) {
+        place += (static_cast<unsigned char>(*byte) & 0xC0U) == 0x80U ? 0 : 1;
+    }
+    return {text_fault::both_quotes, place};
 }
 
 text_check check_data(xmlElementType type, const xmlChar *text) noexcept {

@@ -25,6 +25,8 @@ enum class text_fault : std::uint8_t {
     instruction_end, // "?>" in a processing instruction
     blank_at_start,  // of a processing instruction, which would not be read
     section_end,     // "]]>" in a CDATA section
+    public_id,       // no public identifier holds this character
+    both_quotes,     // a system identifier is written between one or the other
 };
 
 // What is wrong with a text, and at which of its characters, counted from 1.
@@ -52,6 +54,9 @@ struct qualified_name {
 [[nodiscard]] text_check check_target(const xmlChar *name) noexcept;
 // Characters alone: texts, attribute values, namespace names.
 [[nodiscard]] text_check check_characters(const xmlChar *text) noexcept;
+// What a document type may be identified by.
+[[nodiscard]] text_check check_public_id(const xmlChar *text) noexcept;
+[[nodiscard]] text_check check_system_id(const xmlChar *text) noexcept;
 // What a node of this type may hold; other types than texts, CDATA sections, comments and
 // processing instructions are checked as texts.
 [[nodiscard]] text_check check_data(xmlElementType type, const xmlChar *text) noexcept;

@@ -44,5 +44,3 @@ PKG_DBE_XML_FUNCTION(xml_dom_free_document) {
     }
     return 0;
 }
-
-PKG_DBE_XML_RETURNING(xml_dom_free_document, call.null())

@@ -153,8 +153,6 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_charset) {
     return call.null();
 }
 
-PKG_DBE_XML_RETURNING(xml_dom_set_charset, call.same_as(0))
-
 PKG_DBE_XML_FUNCTION(xml_dom_set_doctype) {
     host::StmtRetrySetQuerytUnsupportedFlag();
     if (call.is_null(0)) {
@@ -180,7 +178,5 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_doctype) {
     }
     return call.null();
 }
-
-PKG_DBE_XML_RETURNING(xml_dom_set_doctype, call.same_as(0))
 
 } // namespace pkg_dbe_xml

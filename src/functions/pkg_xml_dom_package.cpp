@@ -4,7 +4,7 @@
 // and the serial of the next document. Documents and parsers with these or later numbers were made
 // since the scope was; serials and parser numbers are never used twice in a session.
 
-#include "functions/call_frame.hpp"
+#include "functions/package_arguments.hpp"
 #include "registry/parser_registry.hpp"
 #include "tree/pkg_xml_dom_common.hpp"
 
@@ -17,15 +17,10 @@ namespace {
 
 constexpr std::uint32_t k_scope_node_id = k_no_node_id;
 
-// The node of argument 0; null when the argument is null or names nothing.
-xmlNodePtr node_argument(const host::call &call) {
-    return call.is_null(0) ? nullptr : node_or_null(find_handle(call, 0));
-}
-
-// A new handle for `node` beside that of argument 0, null for null.
-template <XMLDomNodeType kind> host::datum handle_result(host::call &call, void *node) {
-    return node == nullptr ? call.null() : mint_handle<kind>(find_handle(call, 0), node);
-}
+constexpr package_function k_first_node{"xmldom.first_node", {"node"}};
+constexpr package_function k_first_attribute{"xmldom.first_attribute", {"element"}};
+constexpr package_function k_next_attribute{"xmldom.next_attribute", {"attribute"}};
+constexpr package_function k_next_element{"xmldom.next_element", {"node", "top", "name"}};
 
 host::datum number_result(std::size_t count) {
     constexpr std::size_t k_largest = std::numeric_limits<std::int32_t>::max();
@@ -34,40 +29,38 @@ host::datum number_result(std::size_t count) {
 
 } // namespace
 
-// The first child of whatever type, of a document too. Reports handle_not_found, and
-// inconsistent_types for a list or a map.
+// The first child of whatever type, of a document too. Steps report unknown_handle, stale_handle
+// and wrong_node_type.
 PKG_DBE_XML_FUNCTION(xml_dom_first_node) {
-    const xmlNode *node = node_argument(call);
-    return handle_result<XMLDomNodeType::node>(call, node == nullptr ? nullptr : first_child(node));
+    const package_call here(call, k_first_node);
+    const named_node from = here.node(0);
+    return from ? here.result(from, first_child(from.node)) : call.null();
 }
 
-// The first attribute of an element, and the one behind an attribute. Reports as above.
+// The first attribute of an element, and the one behind an attribute; null for other nodes.
 PKG_DBE_XML_FUNCTION(xml_dom_first_attribute) {
-    const xmlNode *node = node_argument(call);
-    return handle_result<XMLDomNodeType::attribute>(call, node == nullptr ? nullptr
-                                                                          : first_attribute(node));
+    const package_call here(call, k_first_attribute);
+    const named_node from = here.node(0);
+    return from ? here.result(from, as_node(first_attribute(from.node))) : call.null();
 }
 
 PKG_DBE_XML_FUNCTION(xml_dom_next_attribute) {
-    const xmlNode *node = node_argument(call);
-    return handle_result<XMLDomNodeType::attribute>(
-        call, node == nullptr || !is_attribute(node) ? nullptr : node->next);
+    const package_call here(call, k_next_attribute);
+    const named_node from = here.node(0);
+    return from && is_attribute(from.node) ? here.result(from, from.node->next) : call.null();
 }
 
 // Arguments: node, top, name. The element after `node`, in document order below `top`, that has
-// the name; "*" means any. Reports as above.
+// the name; "*" means any.
 PKG_DBE_XML_FUNCTION(xml_dom_next_element) {
-    xmlNodePtr const node = node_argument(call);
-    if (node == nullptr || call.is_null(1) || call.is_null(2)) {
-        return call.null();
-    }
-    const xmlNode *top = node_or_null(find_handle(call, 1));
-    if (top == nullptr) {
+    const package_call here(call, k_next_element);
+    const named_node from = here.node(0);
+    const named_node top = here.node(1);
+    if (!from || !top || call.is_null(2)) {
         return call.null();
     }
     const utf8_argument name(call.value(2));
-    return handle_result<XMLDomNodeType::element>(call,
-                                                  next_element_by_name(node, top, name.xml()));
+    return here.result(from, next_element_by_name(from.node, top.node, name.xml()));
 }
 
 // A scope that begins now.

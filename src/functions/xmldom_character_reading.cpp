@@ -5,6 +5,7 @@
 #include "functions/package_arguments.hpp"
 #include "text/text_limits.hpp"
 #include "tree/characters.hpp"
+#include "tree/id_attributes.hpp"
 #include "tree/node_text.hpp"
 #include "tree/poll_counter.hpp"
 #include "write/serialization.hpp"
@@ -27,6 +28,7 @@ constexpr package_function k_is_element_content_whitespace{"xmldom.is_element_co
                                                            {"text"}};
 constexpr package_function k_get_value{"xmldom.get_value", {"attribute"}};
 constexpr package_function k_get_specified{"xmldom.get_specified", {"attribute"}};
+constexpr package_function k_is_id{"xmldom.is_id", {"attribute"}};
 constexpr package_function k_get_owner_element{"xmldom.get_owner_element", {"attribute"}};
 
 [[nodiscard]] std::string_view data_of(const xmlNode *node) noexcept {
@@ -149,6 +151,14 @@ PKG_DBE_XML_FUNCTION(xmldom_get_value) {
 PKG_DBE_XML_FUNCTION(xmldom_get_specified) {
     const named_node named = package_call(call, k_get_specified).node(0, k_attribute);
     return named ? host::from_boolean(true) : call.null();
+}
+
+// Whether elements are found by its value: declared so, called xml:id, or made so.
+PKG_DBE_XML_FUNCTION(xmldom_is_id) {
+    const named_node named = package_call(call, k_is_id).node(0, k_attribute);
+    return named
+               ? host::from_boolean(is_id_attribute(reinterpret_cast<const xmlAttr *>(named.node)))
+               : call.null();
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_get_owner_element) {

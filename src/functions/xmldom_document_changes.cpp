@@ -4,6 +4,7 @@
 #include "functions/package_changes.hpp"
 #include "libxml/xml.hpp"
 #include "tree/text_compare.hpp"
+#include "write/encoded_text.hpp"
 
 #include <utility>
 
@@ -16,6 +17,10 @@ constexpr package_function k_set_xml_version{"xmldom.set_xml_version", {"documen
 constexpr package_function k_set_xml_standalone{"xmldom.set_xml_standalone",
                                                 {"document", "standalone"}};
 constexpr package_function k_set_document_uri{"xmldom.set_document_uri", {"document", "uri"}};
+constexpr package_function k_set_charset{"xmldom.set_charset", {"document", "character_set"}};
+constexpr package_function k_set_doctype{"xmldom.set_doctype",
+                                         {"document", "name", "system_id", "public_id"}};
+constexpr package_function k_free_document{"xmldom.free_document", {"document"}};
 constexpr package_function k_normalize_document{"xmldom.normalize_document", {"document"}};
 
 constexpr node_wish k_document_type{type_bits(XML_DTD_NODE), "a document type"};
@@ -51,6 +56,45 @@ void replace_string(xmlDocPtr document, Text *&place, xml_text_ptr text) noexcep
         report(reports::out_of_memory);
     }
     return made;
+}
+
+// The name and the identifiers of a document type, of which two may be null.
+struct type_ids {
+    const xmlChar *name;
+    const xmlChar *system_id;
+    const xmlChar *public_id;
+};
+
+void rename_document_type(xmlDocPtr document, const type_ids &ids) {
+    xmlDtdPtr const type = document->intSubset;
+    xml_text_ptr name = copy_of_text(ids.name);
+    xml_text_ptr system_id = copy_or_null(ids.system_id);
+    xml_text_ptr public_id = copy_or_null(ids.public_id);
+    replace_string(document, type->name, std::move(name));
+    replace_string(document, type->SystemID, std::move(system_id));
+    replace_string(document, type->ExternalID, std::move(public_id));
+}
+
+[[nodiscard]] bool is_missing(const xmlChar *wanted, const xmlChar *made) noexcept {
+    return wanted != nullptr && made == nullptr;
+}
+
+// Puts a new document type in front of the root element.
+void add_document_type(xmlDocPtr document, const type_ids &ids) {
+    const host::tree_scope scope;
+    xmlDtdPtr const type = xmlNewDtd(nullptr, ids.name, ids.public_id, ids.system_id);
+    if (type == nullptr || scope.refused() || is_missing(ids.name, type->name) ||
+        is_missing(ids.public_id, type->ExternalID) || is_missing(ids.system_id, type->SystemID)) {
+        xmlFreeDtd(type);
+        report(reports::out_of_memory);
+    }
+    xmlNodePtr root = document->children;
+    while (root != nullptr && root->type != XML_ELEMENT_NODE) {
+        root = root->next;
+    }
+    type->doc = document;
+    document->intSubset = type;
+    link_before(as_node(document), reinterpret_cast<xmlNodePtr>(type), root);
 }
 
 } // namespace
@@ -111,6 +155,73 @@ PKG_DBE_XML_FUNCTION(xmldom_set_document_uri) {
     xmlDocPtr const changed = as_document(document);
     replace_string(changed, changed->URL, copy_or_null(uri.xml()));
     return result;
+}
+
+// A null means UTF-8. Reports unsupported_character_set.
+PKG_DBE_XML_FUNCTION(xmldom_set_charset) {
+    const package_call here(call, k_set_charset);
+    const named_node document = here.needed_node(0, k_document);
+    const optional_argument name(call, 1);
+    const xmlChar *const wanted =
+        name.xml() == nullptr ? reinterpret_cast<const xmlChar *>("UTF-8") : name.xml();
+    if (!is_known_encoding(reinterpret_cast<const char *>(wanted))) {
+        report(reports::unsupported_character_set);
+    }
+    const host::datum result = here.result(document, document.node);
+    xmlDocPtr const changed = as_document(document);
+    replace_string(changed, changed->encoding, copy_of_text(wanted));
+    return result;
+}
+
+// A public identifier needs a system identifier. What the document type declares stays.
+PKG_DBE_XML_FUNCTION(xmldom_set_doctype) {
+    const package_call here(call, k_set_doctype);
+    const named_node document = here.needed_node(0, k_document);
+    const name_argument name(here, call, 1, "a document type");
+    const optional_argument system_id(call, 2);
+    const optional_argument public_id(call, 3);
+    if (public_id.xml() != nullptr) {
+        here.needs(2);
+    }
+    require_data(here, 2, check_system_id(system_id.or_empty()), "system identifier");
+    require_data(here, 3, check_public_id(public_id.or_empty()), "public identifier");
+    const type_ids ids{reinterpret_cast<const xmlChar *>(name.whole()), system_id.xml(),
+                       public_id.xml()};
+    const host::datum result = here.result(document, document.node);
+    if (as_document(document)->intSubset != nullptr) {
+        rename_document_type(as_document(document), ids);
+    } else {
+        add_document_type(as_document(document), ids);
+    }
+    return result;
+}
+
+// The handle of a document that is gone already needs no more to be done. Reports wrong_node_type
+// for a copy of a document that was imported, which goes with the document that it was imported
+// into.
+PKG_DBE_XML_FUNCTION(xmldom_free_document) {
+    if (call.is_null(0)) {
+        return call.null();
+    }
+    const DomKey *const key = handle_in_place(call.value(0));
+    const XMLHashEntry *const entry = key == nullptr ? nullptr : look_up_handle(*key);
+    if (key != nullptr && (entry == nullptr || entry->object == nullptr)) {
+        if (entry != nullptr && entry->kind == XMLDomNodeType::document) {
+            xml_release_document(*key);
+        }
+        return call.null();
+    }
+    const package_call here(call, k_free_document);
+    const XMLHashEntry &known = here.handle(0);
+    const named_node document = here.node(0, k_document);
+    const family *const owner = find_family(known);
+    if (owner != nullptr && owner->main != as_document(document)) {
+        here.fail(reports::wrong_node_type, 0,
+                  {"a document that was parsed or made", "a copy that was imported and goes with "
+                                                         "the document that it was imported into"});
+    }
+    xml_release_document(known.key);
+    return call.null();
 }
 
 // Joins texts, and declares whatever a name uses and nothing declares.

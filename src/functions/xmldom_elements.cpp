@@ -31,6 +31,10 @@ constexpr package_function k_get_elements_by_tag_name{"xmldom.get_elements_by_ta
                                                       {"node", "name"}};
 constexpr package_function k_get_elements_by_tag_name_ns{"xmldom.get_elements_by_tag_name_ns",
                                                          {"node", "name", "namespace_uri"}};
+constexpr package_function k_get_children_by_tag_name{"xmldom.get_children_by_tag_name",
+                                                      {"element", "name"}};
+constexpr package_function k_get_children_by_tag_name_ns{"xmldom.get_children_by_tag_name_ns",
+                                                         {"element", "name", "namespace_uri"}};
 constexpr node_wish k_searched{
     type_bits(XML_ELEMENT_NODE, XML_DOCUMENT_NODE, XML_DOCUMENT_FRAG_NODE),
     "an element, a document or a fragment"};
@@ -92,10 +96,14 @@ host::datum attribute_node(host::call &call, const package_function &function, b
     return has_node ? own_handle(*search.element().entry, search.found()) : call.null();
 }
 
-host::datum elements_below(const named_node &top, const element_name &wanted) {
+// The list of the elements with a name, below the top or among its children.
+template <bool children_only>
+host::datum elements_of(const named_node &top, const element_name &wanted) {
+    const auto next = [&top](xmlNodePtr node) {
+        return children_only ? node->next : next_below(node, top.node);
+    };
     return list_result(*top.entry, [&](node_collector &found) {
-        for (xmlNodePtr node = next_below(top.node, top.node); node != nullptr;
-             node = next_below(node, top.node)) {
+        for (xmlNodePtr node = first_child(top.node); node != nullptr; node = next(node)) {
             if (wanted.matches(node)) {
                 found.add(node);
             } else {
@@ -103,6 +111,33 @@ host::datum elements_below(const named_node &top, const element_name &wanted) {
             }
         }
     });
+}
+
+// The elements of argument 0 that have the name in argument 1.
+template <bool children_only>
+host::datum named_elements(host::call &call, const package_function &function) {
+    const named_node top = package_call(call, function).node(0, k_searched);
+    if (!top || call.is_null(1)) {
+        return call.null();
+    }
+    const utf8_argument name(call.value(1));
+    return elements_of<children_only>(top, element_name(name.xml(), nullptr));
+}
+
+// The same in the namespace of argument 2; null and the empty text mean none.
+template <bool children_only>
+host::datum named_elements_ns(host::call &call, const package_function &function) {
+    const named_node top = package_call(call, function).node(0, k_searched);
+    if (!top || call.is_null(1)) {
+        return call.null();
+    }
+    const utf8_argument name(call.value(1));
+    std::optional<utf8_argument> uri;
+    if (!call.is_null(2)) {
+        uri.emplace(call.value(2));
+    }
+    return elements_of<children_only>(top,
+                                      element_name(name.xml(), uri ? uri->xml() : BAD_CAST ""));
 }
 
 } // namespace
@@ -141,28 +176,21 @@ PKG_DBE_XML_FUNCTION(xmldom_get_attributes) {
                                                          : call.null();
 }
 
-// "*" means any name.
+// "*" means any name, and any namespace.
 PKG_DBE_XML_FUNCTION(xmldom_get_elements_by_tag_name) {
-    const named_node top = package_call(call, k_get_elements_by_tag_name).node(0, k_searched);
-    if (!top || call.is_null(1)) {
-        return call.null();
-    }
-    const utf8_argument name(call.value(1));
-    return elements_below(top, element_name(name.xml(), nullptr));
+    return named_elements<false>(call, k_get_elements_by_tag_name);
 }
 
-// "*" means any name or any namespace; null and the empty text mean none.
 PKG_DBE_XML_FUNCTION(xmldom_get_elements_by_tag_name_ns) {
-    const named_node top = package_call(call, k_get_elements_by_tag_name_ns).node(0, k_searched);
-    if (!top || call.is_null(1)) {
-        return call.null();
-    }
-    const utf8_argument name(call.value(1));
-    std::optional<utf8_argument> uri;
-    if (!call.is_null(2)) {
-        uri.emplace(call.value(2));
-    }
-    return elements_below(top, element_name(name.xml(), uri ? uri->xml() : BAD_CAST ""));
+    return named_elements_ns<false>(call, k_get_elements_by_tag_name_ns);
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_get_children_by_tag_name) {
+    return named_elements<true>(call, k_get_children_by_tag_name);
+}
+
+PKG_DBE_XML_FUNCTION(xmldom_get_children_by_tag_name_ns) {
+    return named_elements_ns<true>(call, k_get_children_by_tag_name_ns);
 }
 
 } // namespace pkg_dbe_xml

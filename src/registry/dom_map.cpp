@@ -260,6 +260,9 @@ void drop_document(registry &state, document_entry &document) noexcept {
     state.document_cache[document_id % k_document_cache_size] = nullptr;
     host::hash_search(state.document_map, &document_id, host::hash_action::remove, nullptr);
     host::count_handle_bytes(-static_cast<std::int64_t>(sizeof(document_entry)));
+    if (state.entry_count == 0) {
+        forget_lists(state);
+    }
 }
 
 XMLHashEntry &make_slot(registry &state, document_entry &document, std::uint32_t node_id) {

@@ -35,6 +35,14 @@ struct id_queue {
     std::size_t capacity;
 };
 
+// The lists of the packages by what they hold: a hash table, src/registry/own_lists.cpp.
+struct known_list;
+struct known_lists {
+    known_list *places;
+    std::size_t used;
+    std::size_t capacity; // 0 or a power of 2
+};
+
 inline constexpr std::size_t k_document_cache_size = 64;
 
 // What a session's registry consists of; u_sess.registry.
@@ -46,6 +54,7 @@ struct registry {
     std::size_t entry_count;        // of the DOM map
     std::size_t witnesses;          // of detached trees
     id_queue recycled;
+    known_lists lists;
     document_entry *document_cache[k_document_cache_size]; // by the low bits of the id
     XMLHashEntry released_entry; // stands for an entry of a page that was given back
 };
@@ -105,6 +114,10 @@ document_entry &enter_document(registry &state, std::uint32_t document_id);
 // Frees a document's pages and lists, takes all its handles out of the map and its id out of the
 // doc map and its family. Does not end the family.
 void drop_document(registry &state, document_entry &document) noexcept;
+// Bytes that the table of lists takes.
+[[nodiscard]] std::size_t bytes_of(const known_lists &lists) noexcept;
+// Gives the table of lists back; the lists stay.
+void forget_lists(registry &state) noexcept;
 
 [[nodiscard]] inline std::size_t piece_of(std::uint32_t node_id) noexcept {
     if (node_id < k_piece_starts[1]) {

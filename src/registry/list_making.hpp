@@ -4,6 +4,7 @@
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"
 #include "registry.hpp"
+#include "registry/own_lists.hpp"
 #include "tree/pkg_xml_dom_common.hpp"
 #include "tree/poll_counter.hpp"
 #include "xml_owner.hpp"
@@ -19,19 +20,23 @@ class node_collector {
         if (!xml_list_pushback(node, list_)) {
             report(reports::list_not_filled);
         }
+        digest_.add(node);
         poll_.step();
     }
     // To be called for each node that is looked at and is no member. Throws when the statement was
     // asked to stop.
     void pass_by() { poll_.step(); }
+    [[nodiscard]] const list_digest &digest() const noexcept { return digest_; }
 
   private:
     xmlListPtr list_;
+    list_digest digest_;
     poll_counter poll_;
 };
 
-// A new list as the result, in the family of `from`, filled by `fill`. Reports list_not_made and
-// list_not_filled, and throws what `fill` throws.
+// A list as the result, in the family of `from`, filled by `fill`; the one of the same members that
+// there is, or else a new one. Reports list_not_made and list_not_filled, and throws what `fill`
+// throws.
 template <class Fill> [[nodiscard]] host::datum list_result(const XMLHashEntry &from, Fill fill) {
     const host::tree_scope scope;
     xml_list_ptr list(xmlListCreate(nullptr, nullptr));
@@ -43,9 +48,7 @@ template <class Fill> [[nodiscard]] host::datum list_result(const XMLHashEntry &
     if (scope.refused()) {
         report(reports::list_not_filled);
     }
-    const host::datum result = mint_handle<XMLDomNodeType::node_list>(from, list.get());
-    list.release(); // the registry's now
-    return result;
+    return own_list(from, list, found.digest());
 }
 
 } // namespace pkg_dbe_xml

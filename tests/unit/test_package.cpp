@@ -27,29 +27,6 @@ class package : public sql::session_test {
 
 // --- entries that give a handle -----------------------------------------------------------------
 
-TEST_F(package, changes_give_the_handle_they_changed) {
-    const sql::handle document = parsed("<a>text</a>");
-    EXPECT_EQ(sql::call(xml_dom_set_charset_returning, document, "UTF-8").handle(), document);
-    EXPECT_EQ(sql::call(xml_dom_set_doctype_returning, document, "a", "a.dtd", sql::null).handle(),
-              document);
-}
-
-// Handles may come in either form of the header, and leave as they came.
-TEST_F(package, a_packed_handle_is_given_back) {
-    sql::handle document = parsed("<a/>");
-    document.header = sql::handle::header_form::short_form;
-    EXPECT_EQ(sql::call(xml_dom_set_charset_returning, document, "UTF-8").handle(), document);
-}
-
-TEST_F(package, null_arguments_give_null_and_failures_fail) {
-    const sql::handle document = parsed("<a/>");
-    EXPECT_TRUE(sql::call(xml_dom_set_charset_returning, sql::null, "UTF-8").is_null());
-    EXPECT_REPORT(sql::call(xml_dom_set_charset_returning, root_of(document), "UTF-8"),
-                  reports::not_a_document);
-    EXPECT_REPORT(sql::call(xml_dom_set_charset_returning, document, "no such set"),
-                  reports::unsupported_character_set);
-}
-
 TEST_F(package, giving_up_gives_null) {
     const sql::handle document = parsed("<a/>");
     const sql::handle root = root_of(document);
@@ -59,7 +36,7 @@ TEST_F(package, giving_up_gives_null) {
     EXPECT_REPORT(sql::call(xml_dom_free_nodelist_returning, list), reports::node_gone);
     EXPECT_TRUE(sql::call(xml_dom_free_node_returning, root).is_null());
     EXPECT_TRUE(sql::call(xml_dom_is_null, root).boolean());
-    EXPECT_TRUE(sql::call(xml_dom_free_document_returning, document).is_null());
+    EXPECT_TRUE(sql::call(xmldom_free_document, document).is_null());
     EXPECT_EQ(handles(), 0);
 }
 

@@ -169,6 +169,7 @@ void audit::read_documents() {
         }
     }
     check_recent_entries(state);
+    handle_bytes_ += dbe::bytes_of(state.lists);
     if (static_cast<std::int64_t>(handle_bytes_) != host::gate.handle_bytes) {
         problem("handles take " + std::to_string(handle_bytes_) + " bytes, and " +
                 std::to_string(host::gate.handle_bytes) + " are counted");

@@ -1,0 +1,144 @@
+// Lists that are found by what they hold.
+//
+// The table has the keys of lists by the hashes of their members. It is never told when a list
+// goes: what it finds is looked at, and what names no list any more is left out when it grows.
+#include "registry/own_lists.hpp"
+
+#include "registry/dom_map.hpp"
+
+#include <bit>
+
+namespace pkg_dbe_xml {
+
+struct known_list {
+    std::uint64_t hash; // 0: nothing stands here
+    DomKey key;
+};
+
+std::size_t bytes_of(const known_lists &lists) noexcept {
+    return lists.capacity * sizeof(known_list);
+}
+
+namespace {
+
+constexpr std::size_t k_fewest_places = 16;
+
+[[nodiscard]] XMLHashEntry *find_list(registry &state, const DomKey &key) noexcept {
+    XMLHashEntry *const entry = find_entry(state, key);
+    return entry != nullptr && entry->kind == XMLDomNodeType::node_list && entry->object != nullptr
+               ? entry
+               : nullptr;
+}
+
+void enter(known_lists &lists, const known_list &known) noexcept {
+    std::size_t place = known.hash & (lists.capacity - 1);
+    while (lists.places[place].hash != 0) {
+        place = (place + 1) & (lists.capacity - 1);
+    }
+    lists.places[place] = known;
+    ++lists.used;
+}
+
+[[nodiscard]] std::size_t count_live(registry &state) noexcept {
+    std::size_t live = 0;
+    for (std::size_t place = 0; place < state.lists.capacity; ++place) {
+        const known_list &known = state.lists.places[place];
+        live += known.hash != 0 && find_list(state, known.key) != nullptr ? 1 : 0;
+    }
+    return live;
+}
+
+// Room for one more, at most half of the places taken. Throws before anything has changed.
+void reserve_place(registry &state) {
+    known_lists &lists = state.lists;
+    if (lists.capacity >= 2 * (lists.used + 1)) {
+        return;
+    }
+    known_lists grown{nullptr, 0, std::bit_ceil(4 * count_live(state) + k_fewest_places)};
+    grown.places = static_cast<known_list *>(
+        allocate_for_handles(host::u_sess.xmldom_context, bytes_of(grown)));
+    for (std::size_t place = 0; place < lists.capacity; ++place) {
+        const known_list &known = lists.places[place];
+        if (known.hash != 0 && find_list(state, known.key) != nullptr) {
+            enter(grown, known);
+        }
+    }
+    free_of_handles(lists.places, bytes_of(lists));
+    lists = grown;
+}
+
+struct comparison {
+    XMLHashEntry &known;
+    std::size_t place;
+};
+
+// xmlListWalker: goes on for as long as the members are the same.
+int compare_member(const void *member, void *state) noexcept {
+    auto &compared = *static_cast<comparison *>(state);
+    if (compared.known.members.index[compared.place] != member) {
+        return 0;
+    }
+    ++compared.place;
+    return 1;
+}
+
+// Whether a known list has these members. Throws when memory runs out.
+[[nodiscard]] bool holds_same(XMLHashEntry &known, xmlListPtr list, std::size_t size) {
+    if (list_size(known) != size) {
+        return false;
+    }
+    if (size == 0) {
+        return true;
+    }
+    static_cast<void>(list_member(known, 0)); // makes the index
+    comparison compared{known, 0};
+    xmlListWalk(list, compare_member, &compared);
+    return compared.place == size;
+}
+
+// The entry of a known list with these members, null when there is none.
+[[nodiscard]] XMLHashEntry *find_alike(registry &state, const XMLHashEntry &from, xmlListPtr list,
+                                       const list_digest &digest) {
+    const known_lists &lists = state.lists;
+    if (lists.capacity == 0) {
+        return nullptr;
+    }
+    const std::size_t mask = lists.capacity - 1;
+    for (std::size_t place = digest.hash() & mask; lists.places[place].hash != 0;
+         place = (place + 1) & mask) {
+        const known_list &known = lists.places[place];
+        if (known.hash != digest.hash() || known.key.document_id() != from.key.document_id() ||
+            known.key.serial() != from.key.serial()) {
+            continue;
+        }
+        XMLHashEntry *const entry = find_list(state, known.key);
+        if (entry != nullptr && holds_same(*entry, list, digest.size())) {
+            return entry;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+host::datum own_list(const XMLHashEntry &from, xml_list_ptr &list, const list_digest &digest) {
+    registry &state = *current_registry();
+    if (const XMLHashEntry *const known = find_alike(state, from, list.get(), digest)) {
+        return get_datum_by_dom_key(known->key);
+    }
+    reserve_place(state);
+    const host::datum result = mint_handle<XMLDomNodeType::node_list>(from, list.get());
+    list.release(); // the registry's now
+    known_list made{digest.hash(), {}};
+    std::memcpy(made.key.bytes.data(),
+                reinterpret_cast<const std::byte *>(result) + host::k_long_header, k_key_size);
+    enter(state.lists, made);
+    return result;
+}
+
+void forget_lists(registry &state) noexcept {
+    free_of_handles(state.lists.places, bytes_of(state.lists));
+    state.lists = {};
+}
+
+} // namespace pkg_dbe_xml

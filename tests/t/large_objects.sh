@@ -39,6 +39,46 @@ is 'the size of a piece is the administrator'"'"'s' \
     "$(sqlstate_of 'set pkg_dbe_xml.large_object_piece = 9' 'set role lob_other' 'select xmldom.mark()' \
         'set pkg_dbe_xml.large_object_piece = 7')" 42501
 
+# --- nodes as they are ------------------------------------------------------------------------------
+
+# node_in OBJECT ARGUMENTS: what a large object holds once a small tree was written into it.
+node_in() {
+    sql "select xmldom.to_large_object(xmldom.parse('<a><b>one &amp; <i>two</i></b><c/></a>'), $1) as made \\gset" \
+        "select convert_from(lo_get(:made), 'UTF8')" "select lo_unlink(:made)"
+}
+is 'a document in a new one, as it was' "$(node_in null)" '<a><b>one &amp; <i>two</i></b><c/></a>'$'\n1'
+is 'the number 0 means a new one too' "$(node_in 0)" '<a><b>one &amp; <i>two</i></b><c/></a>'$'\n1'
+is 'indented, with a declaration' "$(node_in 'null, 2, true')" '<?xml version="1.0"?>
+<a>
+  <b>one &amp; <i>two</i></b>
+  <c/>
+</a>'$'\n1'
+is 'in place of something longer' "$(node_in "lo_from_bytea(0, repeat('x', 5000)::bytea)")" \
+    '<a><b>one &amp; <i>two</i></b><c/></a>'$'\n1'
+is 'an element brings its namespaces' "$(sql "select xmldom.to_large_object(
+    xmldom.get_first_child(xmldom.get_document_element(xmldom.parse('<a xmlns:p=\"u\"><p:b/></a>')))) as made \\gset" \
+    "select convert_from(lo_get(:made), 'UTF8')")" '<p:b xmlns:p="u"/>'
+is 'what is read back is the same tree' "$(sql \
+    "select xmldom.parse('<a x=\"&#10;\">t<!--c--><?p d?><![CDATA[<]]>&#233;</a>') as doc \\gset" \
+    "select xmldom.to_large_object(:'doc'::xmldom.document) as made \\gset" \
+    "select xmldom.is_equal_node(:'doc'::xmldom.document, xmldom.parse(:made))")" t
+is 'nothing is written of null' "$(sqlstate_of 'select xmldom.to_large_object(null)')" 22004
+is 'nor where there is no large object' "$(sqlstate_of \
+    "select xmldom.to_large_object(xmldom.parse('<a/>'), 4294967295)")" 42704
+objects='select count(*) from pg_largeobject_metadata'
+before=$(sql "$objects")
+is 'what cannot be written leaves none' "$(sqlstate_of "select xml_dom_new_document_clob('<a/>') as doc \\gset" \
+    "select xml_dom_append_child(xml_dom_get_document_element(:'doc'), xml_dom_create_element(:'doc', '1')) is null" \
+    "select xmldom.to_large_object(:'doc'::raw::xmldom.document)") $(sql "$objects")" "2200N $before"
+put_it="select xmldom.to_large_object(xmldom.parse('<d/>'), $lo) = $lo"
+for role in lob_reader lob_other; do
+    is "$role puts no tree there" "$(sqlstate_of "set role $role" "$put_it")" 42501
+done
+is 'lob_writer puts one there' "$(sql 'set role lob_writer' "$put_it" "$write_it")" $'t\nt'
+made=$(sql 'set role lob_other' "select xmldom.to_large_object(xmldom.parse('<c/>'))")
+is 'a new one belongs to who wrote the tree' \
+    "$(sql "select pg_get_userbyid(lomowner) from pg_largeobject_metadata where oid = $made")" lob_other
+
 # --- errors within a transaction ----------------------------------------------------------------------
 
 bad=$(sql "select lo_from_bytea(0, '<a>')")
@@ -73,9 +113,22 @@ there_and_back() {
             "select convert_from(lo_get(:lo), '$1')")" "t"$'\n'"<a>$2</a>"
     done
 }
+tree_there_and_back() {
+    local name
+    name=t_large_objects_$(tr 'A-Z' 'a-z' <<<"$1")
+    is "$1: a tree, in pieces of 3 bytes" "$(PGDATABASE=$name sql 'set pkg_dbe_xml.large_object_piece = 3' \
+        "select xmldom.to_large_object(xmldom.parse('<a>$2</a>')) as lo \\gset" \
+        "select convert_from(lo_get(:lo), '$1')" \
+        "select xmldom.to_text(xmldom.parse(:lo))")" "<a>$2</a>"$'\n'"<a>$2</a>"
+}
 there_and_back UTF8 'größe 日本語 𝄞'
 there_and_back LATIN1 'größe'
 there_and_back EUC_JP '日本語テキスト'
+tree_there_and_back UTF8 'größe 日本語 𝄞'
+tree_there_and_back LATIN1 'größe'
+tree_there_and_back EUC_JP '日本語テキスト'
+is 'LATIN1: a tree with a character that it does not have' "$(PGDATABASE=t_large_objects_latin1 sqlstate_of \
+    "select xmldom.to_large_object(xmldom.parse('<a>&#9731;</a>'))")" 22P05
 is 'LATIN1: a character that it does not have' "$(PGDATABASE=t_large_objects_latin1 sqlstate_of \
     "select xmldom.write_to_large_object(xmldom.parse('<a>&#9731;</a>'))")" 22P05
 is 'EUC_JP: half a character' "$(PGDATABASE=t_large_objects_euc_jp sqlstate_of \
@@ -130,6 +183,10 @@ is 'every row is there' "$(tell "select xmldom.get_length(xmldom.get_elements_by
 took "write it again" "select xmldom.write_to_clob(:'document'::raw::xmldom.document, $copy) = $copy"
 is 'it is written in place of itself' "$answer" t
 is 'and is as long again' "$(size_of "$copy")" "$size"
+took "the tree as it is" "select xmldom.to_large_object(:'document'::raw::xmldom.document) as copy \\gset"
+is 'the tree is written' "$answer" ''
+is 'and read back as the same' "$(tell \
+    "select xmldom.is_equal_node(:'document'::raw::xmldom.document, xmldom.parse(:copy))")" t
 printf '# %s\n' "$(sed -n 's/^VmHWM:[[:space:]]*/most memory of the backend: /p' "/proc/$backend/status" 2>/dev/null)"
 
 # --- cancelled ------------------------------------------------------------------------------------------
@@ -143,7 +200,8 @@ short=$(sql "select lo_from_bytea(0, convert_to('<a>' || repeat('0123456789', 20
 tell "select xmldom.parse('<a>' || repeat('0123456789', 200000) || '</a>') as document \\gset" >/dev/null
 before=$(tell "$held")
 for statement in "select count(xmldom.free_document(xmldom.parse($short)))" \
-    "select count(xmldom.write_to_large_object(:'document'::raw::xmldom.document))"; do
+    "select count(xmldom.write_to_large_object(:'document'::raw::xmldom.document))" \
+    "select count(xmldom.to_large_object(:'document'::raw::xmldom.document))"; do
     took "${statement:13:28} stopped" 'set statement_timeout = 300' \
         "$statement from generate_series(1, 1000)" 'reset statement_timeout'
     like "cancelled: $statement" "$answer" 57014

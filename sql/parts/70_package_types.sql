@@ -28,6 +28,7 @@ BEGIN
         ('xmldom.node_list', 'handle of a list of nodes'),
         ('xmldom.named_node_map', 'handle of the attributes of a node'),
         ('xmlparser.parser', 'handle of a parser object'),
+        ('xmlparser.stream', 'handle of a stream of records'),
         ('xmldom.scope', 'time since which documents and parsers were made')
     LOOP
         prefix := 'xmldom_internal.dom_' || pg_catalog.split_part(type_name, '.', 2);

@@ -67,7 +67,7 @@ COMMENT ON FUNCTION xmldom.release(xmldom.scope) IS
 CREATE FUNCTION xmldom.free_all() RETURNS integer
     AS 'MODULE_PATHNAME', 'xml_dom_free_all' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.free_all() IS
-    'frees every document and parser of the session; returns their number';
+    'frees every document, parser and stream of the session; returns their number';
 
 CREATE VIEW xmldom.session AS
     SELECT CAST(count(document) AS integer) AS documents,

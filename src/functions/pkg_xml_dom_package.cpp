@@ -6,6 +6,7 @@
 
 #include "functions/package_arguments.hpp"
 #include "registry/parser_registry.hpp"
+#include "stream/stream_table.hpp"
 #include "tree/pkg_xml_dom_common.hpp"
 
 #include <algorithm>
@@ -84,10 +85,11 @@ PKG_DBE_XML_FUNCTION(xml_dom_release_scope) {
     return number_result(parsers + xml_release_documents_since(scope.serial()));
 }
 
-// Gives back every document and parser of the session; their number.
+// Gives back every document, parser and stream of the session; their number.
 PKG_DBE_XML_FUNCTION(xml_dom_free_all) {
+    const std::size_t streams = close_all_streams();
     const std::size_t parsers = xml_parser_release_since(0);
-    return number_result(parsers + xml_release_all_documents());
+    return number_result(streams + parsers + xml_release_all_documents());
 }
 
 } // namespace pkg_dbe_xml

@@ -82,48 +82,16 @@ bool leaves_room_for_copies(const parse_run &run, const xmlParserCtxt *context) 
 void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, const xmlChar *uri,
                       int namespace_count, const xmlChar **namespaces, int attribute_count,
                       int defaulted_count, const xmlChar **attributes) noexcept {
-    auto *context = static_cast<xmlParserCtxtPtr>(data);
-    parse_run &run = *current_run;
-    if (run.stopped || gate.budget_spent || gate.cancelled) [[unlikely]] {
-        static_cast<void>(must_stop(run, context));
-        return;
+    if (admit_element(*current_run, static_cast<xmlParserCtxtPtr>(data),
+                      {name, prefix, uri, namespace_count, attribute_count, attributes})) {
+        xmlSAX2StartElementNs(data, name, prefix, uri, namespace_count, namespaces, attribute_count,
+                              defaulted_count, attributes);
     }
-    if (++run.depth > parse_limits.max_depth) [[unlikely]] {
-        stop_parse(run, context, k_max_depth_name, parse_limits.max_depth);
-        return;
-    }
-    if (attribute_count > parse_limits.max_attributes ||
-        namespace_count > parse_limits.max_attributes) [[unlikely]] {
-        stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
-        return;
-    }
-    if (context != run.context && !leaves_room_for_copies(run, context)) [[unlikely]] {
-        stop_for_budget(run, context);
-        return;
-    }
-    begin_text(run, context);
-    if (attribute_count > k_few || context->nsNr > k_few) [[unlikely]] {
-        const std::int64_t count = attribute_count + 1;
-        charge(run, context, count * (count + context->nsNr) / k_steps_per_byte);
-    }
-    if (!run.gated) [[unlikely]] {
-        charge(run, context,
-               k_node_cost * (1 + namespace_count) + cost_of(attributes, attribute_count));
-    }
-    work_for_element(run, context,
-                     {name, prefix, uri, namespace_count, attribute_count, attributes});
-    if (run.stopped) [[unlikely]] {
-        return;
-    }
-    xmlSAX2StartElementNs(data, name, prefix, uri, namespace_count, namespaces, attribute_count,
-                          defaulted_count, attributes);
 }
 
 void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
                     const xmlChar *uri) noexcept {
-    parse_run &run = *current_run;
-    --run.depth;
-    begin_text(run, static_cast<xmlParserCtxtPtr>(data));
+    leave_element(*current_run, static_cast<xmlParserCtxtPtr>(data));
     xmlSAX2EndElementNs(data, name, prefix, uri);
 }
 
@@ -391,6 +359,42 @@ void on_end_document(void *data) noexcept {
 }
 
 } // namespace
+
+bool admit_element(parse_run &run, xmlParserCtxtPtr context, const start_tag &tag) noexcept {
+    if (run.stopped || gate.budget_spent || gate.cancelled) [[unlikely]] {
+        static_cast<void>(must_stop(run, context));
+        return false;
+    }
+    if (++run.depth > parse_limits.max_depth) [[unlikely]] {
+        stop_parse(run, context, k_max_depth_name, parse_limits.max_depth);
+        return false;
+    }
+    if (tag.attributes > parse_limits.max_attributes ||
+        tag.namespaces > parse_limits.max_attributes) [[unlikely]] {
+        stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
+        return false;
+    }
+    if (context != run.context && !leaves_room_for_copies(run, context)) [[unlikely]] {
+        stop_for_budget(run, context);
+        return false;
+    }
+    begin_text(run, context);
+    if (tag.attributes > k_few || context->nsNr > k_few) [[unlikely]] {
+        const std::int64_t count = tag.attributes + 1;
+        charge(run, context, count * (count + context->nsNr) / k_steps_per_byte);
+    }
+    if (!run.gated) [[unlikely]] {
+        charge(run, context,
+               k_node_cost * (1 + tag.namespaces) + cost_of(tag.list, tag.attributes));
+    }
+    work_for_element(run, context, tag);
+    return !run.stopped;
+}
+
+void leave_element(parse_run &run, xmlParserCtxtPtr context) noexcept {
+    --run.depth;
+    begin_text(run, context);
+}
 
 void charge_declaration(parse_run &run, xmlParserCtxtPtr context, std::int64_t bytes) noexcept {
     const std::int64_t before = run.declaration_text;

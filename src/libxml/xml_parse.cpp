@@ -151,49 +151,7 @@ void set_declared_encoding(xmlDocPtr document, std::string_view text) noexcept {
     }
 }
 
-// Memory was refused for what libxml2 needs besides the tree.
-[[noreturn]] void raise_refused(std::size_t size) {
-    if (gate.session_full) {
-        pkg_dbe_xml::report(pkg_dbe_xml::reports::session_memory_full);
-    }
-    raise_out_of_memory(size);
-}
-
 // --- one parse ----------------------------------------------------------------------------------
-
-std::int64_t budget_for(std::size_t length) noexcept {
-    return parse_limits.budget_base * k_kilobyte +
-           parse_limits.budget_factor * static_cast<std::int64_t>(length);
-}
-
-std::int64_t work_for(std::size_t length) noexcept {
-    constexpr std::int64_t k_million = 1'000'000;
-    return parse_limits.work * k_million + k_work_per_byte * static_cast<std::int64_t>(length);
-}
-
-// Arms the gate for as long as it lives.
-class watched_parse {
-  public:
-    explicit watched_parse(parse_run &run) noexcept {
-        current_run = &run;
-        gate.budget_spent = false;
-        gate.cancelled = false;
-        gate.parsing = true;
-        gate.ceiling = std::min(run.start + run.budget, session_room());
-        gate.wall = gate.ceiling + run.budget;
-        gate.polls = run.polls;
-        gate.countdown = 1;
-    }
-    ~watched_parse() {
-        gate.parsing = false;
-        gate.polls = false;
-        gate.ceiling = session_room();
-        gate.wall = INT64_MAX;
-        current_run = nullptr;
-    }
-    watched_parse(const watched_parse &) = delete;
-    watched_parse &operator=(const watched_parse &) = delete;
-};
 
 // Runs libxml2 over the text. Null when there is no document, or none that may be trusted.
 xmlDocPtr run_parse(parse_run &run, int options) noexcept {
@@ -232,6 +190,46 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
 
 } // namespace
 
+void raise_refused(std::size_t size) {
+    if (gate.session_full) {
+        pkg_dbe_xml::report(pkg_dbe_xml::reports::session_memory_full);
+    }
+    raise_out_of_memory(size);
+}
+
+std::int64_t budget_for(std::size_t length) noexcept {
+    return parse_limits.budget_base * k_kilobyte +
+           parse_limits.budget_factor * static_cast<std::int64_t>(length);
+}
+
+std::int64_t work_for(std::size_t length) noexcept {
+    constexpr std::int64_t k_million = 1'000'000;
+    return parse_limits.work * k_million + k_work_per_byte * static_cast<std::int64_t>(length);
+}
+
+void set_ceiling(const parse_run &run) noexcept {
+    gate.ceiling = std::min(run.start + run.budget, session_room());
+    gate.wall = gate.ceiling + run.budget;
+}
+
+watched_parse::watched_parse(parse_run &run) noexcept {
+    current_run = &run;
+    gate.budget_spent = false;
+    gate.cancelled = false;
+    gate.parsing = true;
+    set_ceiling(run);
+    gate.polls = run.polls;
+    gate.countdown = 1;
+}
+
+watched_parse::~watched_parse() {
+    gate.parsing = false;
+    gate.polls = false;
+    gate.ceiling = session_room();
+    gate.wall = INT64_MAX;
+    current_run = nullptr;
+}
+
 void halt_context(xmlParserCtxtPtr context) noexcept {
     context->wellFormed = 0;
     xmlStopParser(context);
@@ -257,6 +255,17 @@ void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int 
     if (context != nullptr) {
         halt_context(context);
     }
+}
+
+void fail_parse(parse_run &run, xmlParserCtxtPtr context, const char *words) noexcept {
+    if (!run.stopped) {
+        run.stopped = true;
+        const place here = place_of(run.context);
+        copy_message(run.diagnostics->first_error, words);
+        run.diagnostics->line = here.line;
+        run.diagnostics->column = here.column;
+    }
+    halt_context(context);
 }
 
 void note_text_left(parse_run &run) noexcept {

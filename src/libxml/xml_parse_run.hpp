@@ -44,10 +44,31 @@ struct parse_run {
     bool cancelled;       // a request was the reason
     bool fatal_noted;     // the first error noted is one against well-formedness
     bool text_left;       // the document ended before its text did
+    void *stream;         // whom the callbacks of a stream's parse belong to; null in others
 };
 // Null while no parse is in progress.
 extern constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run;
 
+// What a text, or a part of one, of `length` bytes may take: bytes, and steps of work.
+[[nodiscard]] std::int64_t budget_for(std::size_t length) noexcept;
+[[nodiscard]] std::int64_t work_for(std::size_t length) noexcept;
+
+// Arms the gate for `run` as long as it lives.
+class watched_parse {
+  public:
+    explicit watched_parse(parse_run &run) noexcept;
+    ~watched_parse();
+    watched_parse(const watched_parse &) = delete;
+    watched_parse &operator=(const watched_parse &) = delete;
+};
+// Sets what the gate holds against the parse anew, after `start` or `budget` have changed.
+void set_ceiling(const parse_run &run) noexcept;
+
+// Memory was refused for what libxml2 needs besides the tree: reports it.
+[[noreturn]] void raise_refused(std::size_t size);
+
+// Ends the parse for a reason that libxml2 does not know, with these words.
+void fail_parse(parse_run &run, xmlParserCtxtPtr context, const char *words) noexcept;
 // Ends the parse: notes the limit and the place, and stops `context`, which may be the context of
 // an entity. `name` is null for a request to stop.
 void stop_parse(parse_run &run, xmlParserCtxtPtr context, const char *name, int value) noexcept;
@@ -72,6 +93,12 @@ void release_abandoned();
 
 // Puts the callbacks that keep the limits into a context.
 void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;
+// What these do at the start of an element before it is built, false when the parse was stopped,
+// and at its end.
+struct start_tag; // src/libxml/xml_work.hpp
+[[nodiscard]] bool admit_element(parse_run &run, xmlParserCtxtPtr context,
+                                 const start_tag &tag) noexcept;
+void leave_element(parse_run &run, xmlParserCtxtPtr context) noexcept;
 // More attributes or namespaces are being collected for one element than are allowed. They are
 // compared with each other before any callback hears of them.
 [[nodiscard]] bool collects_too_many_attributes(const parse_run &run) noexcept;

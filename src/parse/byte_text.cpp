@@ -76,19 +76,29 @@ using encoding_name = std::array<char, k_longest_name + 1>;
 
 } // namespace
 
-byte_text::byte_text(std::string_view bytes) : text_(bytes) {
+bytes_encoding encoding_of(std::string_view bytes) noexcept {
+    bytes_encoding found;
     for (const beginning &each : k_beginnings) {
         if (bytes.substr(0, each.bytes.size()) == each.bytes) {
-            text_.remove_prefix(each.mark);
+            found.mark = each.mark;
             if (!is_name(each.encoding, "UTF-8")) {
-                convert(text_, each.encoding);
+                std::copy_n(each.encoding, std::strlen(each.encoding), found.name.begin());
             }
-            return;
+            return found;
         }
     }
-    const encoding_name name = declared_encoding(bytes);
-    if (name[0] != '\0' && !is_name(name.data(), "UTF-8") && !is_wide(name.data())) {
-        convert(bytes, name.data());
+    found.name = declared_encoding(bytes);
+    if (is_name(found.name.data(), "UTF-8") || is_wide(found.name.data())) {
+        found.name[0] = '\0';
+    }
+    return found;
+}
+
+byte_text::byte_text(std::string_view bytes) : text_(bytes) {
+    const bytes_encoding encoding = encoding_of(bytes);
+    text_.remove_prefix(encoding.mark);
+    if (encoding.name[0] != '\0') {
+        convert(text_, encoding.name.data());
     }
 }
 

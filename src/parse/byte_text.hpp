@@ -3,13 +3,22 @@
 
 #include "xml_owner.hpp"
 
+#include <array>
 #include <cstddef>
 #include <string_view>
 
 namespace pkg_dbe_xml {
 
-// The text of some bytes in UTF-8: by their byte order mark, else by the zero bytes in their first
-// character, else by the encoding that the XML declaration names, else UTF-8.
+// How bytes say that they are encoded.
+struct bytes_encoding {
+    std::array<char, 61> name{}; // "" for UTF-8
+    std::size_t mark = 0;        // bytes of a byte order mark
+};
+// What the first bytes of a text tell: by their byte order mark, else by the zero bytes in their
+// first character, else by the encoding that the XML declaration names, else UTF-8.
+[[nodiscard]] bytes_encoding encoding_of(std::string_view bytes) noexcept;
+
+// The text of some bytes in UTF-8.
 class byte_text {
   public:
     // Reports unsupported_character_set for a declared encoding that nobody knows,

@@ -5,6 +5,7 @@
 
 #include "growing_array.hpp"
 #include "libxml/xml.hpp"
+#include "registry/clean_up.hpp"
 #include "registry/dom_map.hpp"
 
 #include <limits>
@@ -532,8 +533,13 @@ host::datum mint_handle(const XMLHashEntry &from, std::uint32_t serial, void *ob
 
 // --- clean-up -----------------------------------------------------------------------------------
 
+constinit PKG_DBE_XML_SESSION_STORAGE clean_up_step end_streams_of_session = nullptr;
+
 extern "C" int xml_clean_all_res() {
     host::session_state &session = host::u_sess;
+    if (end_streams_of_session != nullptr) {
+        end_streams_of_session();
+    }
     if (registry *const state = current_registry()) {
         release_everything(*state);
         host::count_handle_bytes(-host::gate.handle_bytes); // they go with their context

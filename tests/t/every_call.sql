@@ -3,7 +3,7 @@
 
 -- What a call is made with: handles of one document, and what it can be written into.
 create table held (document raw, element raw, element_node raw, attribute raw, text raw, text_node raw,
-    list raw, map raw, other raw, parser raw, scope raw, large_object oid, markup xml, document_type raw,
+    list raw, map raw, other raw, parser raw, stream raw, fresh_stream raw, scope raw, large_object oid, markup xml, document_type raw,
     entity raw, instruction raw,
     below raw, tail raw, spaced raw, spaced_attribute raw);
 
@@ -20,7 +20,8 @@ begin
         xml_dom_get_first_child(xml_dom_get_first_child(element)),
         xml_dom_create_text_node(document, 'größe'), xml_dom_get_child_nodes(element),
         xml_dom_get_attributes(xml_dom_makenode(element)), xml_dom_create_element(document, 'other'), parser,
-        xmldom.mark(), lo_from_bytea(0, '<l/>'), '<a>größe</a>',
+        xmlparser.feed(xmlparser.open_stream('//größe'), '<f><größe>größe</größe><größe/>')::raw,
+        xmlparser.open_stream('//größe')::raw, xmldom.mark(), lo_from_bytea(0, '<l/>'), '<a>größe</a>',
         xmldom.get_doctype(document::xmldom.document)::raw, xmldom.item(xmldom.get_entities(
             xmldom.get_doctype(document::xmldom.document)), 0)::raw,
         (select child from xmldom.children(document::xmldom.document) as child
@@ -61,7 +62,7 @@ create function good(function text, type text, name text) returns text language 
         when type = 'xmldom.node[]' then '(select other from held)::xmldom.node'
         when type = 'xml' then '(select markup from held)'
         when type = 'boolean' then 'true'
-        when type = 'integer' then '0'
+        when type in ('integer', 'bigint') then '0'
         when type = 'oid' then '(select large_object from held)'
         when type = 'bytea' then quote_literal('<a/>') || '::bytea'
         when type = 'cstring' then '(select document::text from held)::cstring'
@@ -82,7 +83,8 @@ create function good(function text, type text, name text) returns text language 
                     or function = 'get_length' and name = 'node' then 'text'
                 when name in ('entity', 'instruction', 'document_type') then name
                 when function in ('get_public_id', 'get_system_id') then 'document_type'
-                when name in ('document', 'element', 'attribute', 'list', 'map', 'parser', 'scope',
+                when name = 'stream' and function = 'feed' then 'fresh_stream'
+                when name in ('document', 'element', 'attribute', 'list', 'map', 'parser', 'stream', 'scope',
                     'text_node') then name
                 when name = 'attr' then 'attribute'
                 when name = 'collection' then 'list'

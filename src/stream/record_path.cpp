@@ -4,6 +4,7 @@
 #include "edit/legal_text.hpp"
 #include "libxml/xml.hpp"
 #include "stream_reports.hpp"
+#include "tree/text_compare.hpp"
 
 #include <charconv>
 #include <cstring>

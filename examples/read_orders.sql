@@ -33,27 +33,15 @@ CREATE FUNCTION orders_document() RETURNS text LANGUAGE sql AS $$
     FROM item
 $$;
 
-CREATE PROCEDURE read_orders(source text) LANGUAGE plpgsql AS $$
-DECLARE
-    scope xmldom.scope := xmldom.mark();
-    -- The namespace of the document, under a prefix of our own for the paths.
-    o constant text[] := array[array['o', 'http://example.com/orders']];
-BEGIN
+-- A row for each item; paths go up to its order, too. The paths have a prefix of their own for the
+-- namespace of the document.
+CREATE PROCEDURE read_orders(source text) LANGUAGE sql AS $$
     INSERT INTO order_item
-    SELECT xmldom.xpath_text(item, '../@id')::int,
-           xmldom.xpath_text(item, '../@date')::date,
-           xmldom.xpath_text(item, '../o:customer', o),
-           xmldom.xpath_text(item, '../o:customer/@country', o),
-           xmldom.get_attribute(item, 'sku'),
-           xmldom.xpath_text(item, 'o:quantity', o)::int,
-           xmldom.xpath_text(item, 'o:price', o)::numeric,
-           xmldom.xpath_text(item, '../o:note', o)
-    FROM xmldom.descendants(xmldom.parse(source), 'item') AS item;
-    PERFORM xmldom.release(scope);
-EXCEPTION WHEN OTHERS THEN
-    PERFORM xmldom.release(scope);
-    RAISE;
-END
+    SELECT * FROM xmldom.rows_of_text(source, '/o:orders/o:order/o:item',
+        '{../@id, ../@date, ../o:customer, ../o:customer/@country, @sku, o:quantity, o:price, ../o:note}',
+        '{{o, http://example.com/orders}}')
+        AS item (order_id int, ordered date, customer text, country text, sku text, quantity int,
+                 price numeric, note text);
 $$;
 
 SELECT length(orders_document()) AS characters;

@@ -39,6 +39,16 @@ FROM (SELECT pg_temp.milliseconds($sql$
                  FROM opened, generate_series(1, 100) AS i $sql$) AS server
       FROM generate_series(1, 3)) AS rounds;
 
+INSERT INTO measured
+SELECT '16,000 rows of three columns, parsing included; the server by xmltable', min(here), min(server)
+FROM (SELECT pg_temp.milliseconds($sql$
+                 SELECT sum(price) FROM source, xmldom.rows_of_text(body, '/shop/item', '{@id, name, price}')
+                     AS r (id text, name text, price int) $sql$) AS here,
+             pg_temp.milliseconds($sql$
+                 SELECT sum(price) FROM opened, xmltable('/shop/item' PASSING value
+                     COLUMNS id text PATH '@id', name text PATH 'name', price int PATH 'price') AS r $sql$) AS server
+      FROM generate_series(1, 3)) AS rounds;
+
 -- Each of the 16,000 items is compared with all names behind it: without a limit, many seconds
 -- on either side.
 SET statement_timeout = '500ms';
@@ -50,7 +60,7 @@ SELECT pg_temp.milliseconds($sql$
 RESET statement_timeout;
 INSERT INTO measured VALUES ('statement_timeout of 500 ms, a path query of many seconds', :here, :server);
 
-SELECT claim, here AS "here, ms", server AS "xpath() of the server, ms", round(server / here, 1) AS times
+SELECT claim, here AS "here, ms", server AS "the server's own, ms", round(server / here, 1) AS times
 FROM measured;
 
 -- The list of file types of the package shared-mime-info, 2.4 MB.

@@ -121,11 +121,60 @@ void note_token(push_parse &parse) noexcept {
     }
 }
 
+#if LIBXML_VERSION < 21100
+
+// A comment that begins with one of these is ended by them too soon, unless libxml2 is given all of
+// it at once.
+constexpr std::string_view k_early_ends[] = {"<!-->", "<!--->"};
+
+std::size_t find_early_end(std::string_view bytes) noexcept {
+    return std::min(bytes.find(k_early_ends[0]), bytes.find(k_early_ends[1]));
+}
+
+// Whether what begins here is a comment, if it looks like one.
+bool is_between_tokens(const xmlParserCtxt *context) noexcept {
+    return context->instate == XML_PARSER_CONTENT || context->instate == XML_PARSER_MISC ||
+           context->instate == XML_PARSER_PROLOG || context->instate == XML_PARSER_EPILOG;
+}
+
+// Bytes to the end of such a comment, of which libxml2 holds `held`; none when it is to wait.
+std::size_t whole_comment(std::string_view held, std::string_view bytes) noexcept {
+    constexpr std::size_t k_start = 4; // of its text
+    const std::size_t behind = k_start - std::min(held.size(), k_start);
+    const std::size_t end = bytes.find("-->", behind);
+    return end == std::string_view::npos ? 0 : end + 3;
+}
+
+std::size_t choose_short_piece(const push_parse &parse, std::string_view bytes) noexcept {
+    const std::string_view held = held_text(parse);
+    const std::string_view open = held.starts_with('<') ? held.substr(0, 6) : std::string_view();
+    if (is_between_tokens(parse.run.context)) {
+        char beginning[6];
+        const std::size_t more = std::min(sizeof beginning - open.size(), bytes.size());
+        std::copy_n(open.data(), open.size(), beginning);
+        std::copy_n(bytes.data(), more, beginning + open.size());
+        if (find_early_end({beginning, open.size() + more}) == 0) {
+            return whole_comment(open.empty() ? open : held, bytes);
+        }
+    }
+    const std::string_view piece = bytes.substr(0, k_piece);
+    const std::size_t early = find_early_end(piece);
+    return early == 0 ? piece.size() : std::min(piece.size(), early);
+}
+
+#else
+
+std::size_t choose_short_piece(const push_parse & /*parse*/, std::string_view bytes) noexcept {
+    return std::min(bytes.size(), k_piece);
+}
+
+#endif
+
 // How many of these bytes to give libxml2 next.
 std::size_t choose_piece(push_parse &parse, std::string_view bytes) noexcept {
     open_token &token = parse.token;
     if (token.is == open_token::kind::none) {
-        return std::min(bytes.size(), k_piece);
+        return choose_short_piece(parse, bytes);
     }
     const std::size_t held = held_text(parse).size();
     const std::size_t most = std::min(bytes.size(), std::max(held, k_piece));

@@ -143,13 +143,43 @@ struct whole_tag {
     return context->node != before;
 }
 
+// An element that is not built, but for its namespaces, and the outermost one: libxml2 loses what
+// it makes of an entity where no element is open.
+void begin_anchor(record_stream &stream, xmlParserCtxtPtr context, const whole_tag &whole,
+                  outer_level &level) noexcept {
+    parse_run &run = stream.parse.run;
+    clear_anchor(context);
+    if (whole.tag.namespaces == 0 && run.depth > 1) {
+        return;
+    }
+    if (!build(context, whole, false)) {
+        stop_without_words(run, context);
+        return;
+    }
+    level.has_anchor = true;
+    mark_as_outer(context->node);
+}
+
+void end_anchor(const outer_level &level, xmlParserCtxtPtr context) noexcept {
+    clear_anchor(context);
+    if (level.has_anchor) {
+        xmlNodePtr const anchor = context->node;
+        xmlSAX2EndElementNs(context, nullptr, nullptr, nullptr);
+        xmlUnlinkNode(anchor);
+        xmlFreeNode(anchor);
+        context->nodelen = 0;
+        context->nodemem = 0;
+    }
+}
+
 void begin_record(record_stream &stream, xmlParserCtxtPtr context, const whole_tag &whole,
-                  const outer_level &level) noexcept {
+                  outer_level &level) noexcept {
     parse_run &run = stream.parse.run;
     stream.record_depth = run.depth;
     ++stream.records;
     stream.skips = stream.records <= stream.to_skip;
     if (stream.skips) {
+        begin_anchor(stream, context, whole, level);
         return;
     }
     clear_anchor(context);
@@ -182,16 +212,8 @@ void start_outside(record_stream &stream, xmlParserCtxtPtr context,
     }
     if (stream.path.is_record(level->states)) {
         begin_record(stream, context, whole, *level);
-        return;
-    }
-    clear_anchor(context);
-    if (whole.tag.namespaces != 0) {
-        if (!build(context, whole, false)) {
-            stop_without_words(run, context);
-            return;
-        }
-        level->has_anchor = true;
-        mark_as_outer(context->node);
+    } else {
+        begin_anchor(stream, context, whole, *level);
     }
 }
 
@@ -223,20 +245,6 @@ void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, co
     }
 }
 
-void end_outside(record_stream &stream, xmlParserCtxtPtr context, const xmlChar *name,
-                 const xmlChar *prefix, const xmlChar *uri) noexcept {
-    const parse_run &run = stream.parse.run;
-    clear_anchor(context);
-    if (stream.levels[run.depth].has_anchor) {
-        xmlNodePtr const anchor = context->node;
-        xmlSAX2EndElementNs(context, name, prefix, uri);
-        xmlUnlinkNode(anchor);
-        xmlFreeNode(anchor);
-        context->nodelen = 0;
-        context->nodemem = 0;
-    }
-}
-
 // Cuts the record that has just ended loose and lets it wait to be fetched.
 void end_record(record_stream &stream, xmlParserCtxtPtr context) noexcept {
     parse_run &run = stream.parse.run;
@@ -244,7 +252,7 @@ void end_record(record_stream &stream, xmlParserCtxtPtr context) noexcept {
     if (stream.skips) {
         ++stream.ended;
         stream.skips = false;
-        clear_anchor(context);
+        end_anchor(stream.levels[run.depth], context);
         return;
     }
     xmlNodePtr const top = std::exchange(stream.top, nullptr);
@@ -279,7 +287,7 @@ void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
     if (is_in_entity(run, context)) {
         xmlSAX2EndElementNs(data, name, prefix, uri);
     } else if (stream.record_depth == 0) {
-        end_outside(stream, context, name, prefix, uri);
+        end_anchor(stream.levels[run.depth], context);
     } else {
         if (!stream.skips) {
             xmlSAX2EndElementNs(data, name, prefix, uri);

@@ -24,8 +24,8 @@ inline sql::handle open(std::string_view path, const options &wanted = {}) {
     return sql::call(xmlparser_open_stream, path, namespaces, wanted.inherit, wanted.skip).handle();
 }
 
-// What a stream gave: records as texts, "!" and the SQLSTATE where it failed, "..." where it wants
-// more.
+// What a stream gave: records as texts, or "!" and the SQLSTATE of one that cannot be written; the
+// same of a failure at its end, or "..." where it wants more.
 struct outcome {
     std::vector<std::string> records;
     std::string end;
@@ -50,7 +50,8 @@ inline void take_records(const sql::handle &stream, outcome &into) {
         if (record.is_null()) {
             return;
         }
-        into.records.push_back(sql::call(xmldom_to_text, record.handle()).text());
+        const sql::result text = sql::call(xmldom_to_text, record.handle());
+        into.records.push_back(text.failed() ? "!" + text.error().sqlstate : text.text());
         EXPECT_FALSE(sql::call(xml_dom_free_document, record.handle()).failed());
     }
 }

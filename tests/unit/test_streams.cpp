@@ -193,7 +193,8 @@ TEST_F(record_streams, the_first_records_can_be_skipped) {
 std::string document_of_everything() {
     return "<?xml version=\"1.0\"?>\r\n<!DOCTYPE f [<!ENTITY e \"v<x>w</x>\"><!--d-->\r\n"
            "<!ATTLIST r d CDATA 'dd'>]>\n<!-- c > -->\n<f xmlns=\"d\" xmlns:p='u' t=\"a>b\">"
-           "\r\n<r a='>1' p:b=\"&e2;\">\xC3\xA4&#228;&e;&amp;<![CDATA[]] ]]>]]<?p i?></r>"
+           "<!-->c--><!--->--><![CDATA[<!-->]]>\r\n<r a='>1' "
+           "p:b=\"&e2;\">\xC3\xA4&#228;&e;&amp;<![CDATA[]] ]]>]]<?p i?></r>"
            "<p:r/><g><r>\r\n</r></g>&e2;\n</f>\r\n<!--e--><?q?>\r";
 }
 

@@ -365,7 +365,10 @@ class node_stream {
     template <class Accept> xmlNodePtr below(axis_cursor &cursor, Accept accept);
     [[nodiscard]] xmlNodePtr advance_slowly(axis_cursor &cursor);
     [[nodiscard]] bool goes_straight_down() const noexcept;
-    template <class Take> void take_down(const step &taken, const xmlNode *origin, Take take);
+    template <class Accept, class Take>
+    void take_down(const step &taken, const xmlNode *origin, Accept accept, Take take);
+    template <class Take>
+    void take_down_from(const step &taken, const node_array &origins, Take take);
     [[nodiscard]] node_array take_all_but_last();
     [[nodiscard]] bool can_drain() const noexcept;
     [[nodiscard]] xmlNodePtr advance_following(axis_cursor &cursor);

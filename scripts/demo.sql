@@ -60,7 +60,32 @@ SELECT pg_size_pretty(octet_length(changed)::bigint) AS written,
            AS "one element more, else byte for byte the file"
 FROM document;
 
-\echo '7. Give back. Trees live in the session, outside its transactions, until they are freed.'
+\echo '7. Stream. Read in pieces, one record at a time: memory does not grow with the document.'
+\echo
+
+DO $$
+DECLARE
+    stream xmlparser.stream := xmlparser.open_stream('/m:mime-info/m:mime-type',
+        '{{m, http://www.freedesktop.org/standards/shared-mime-info}}');
+    record xmldom.document;
+    body text := (SELECT body FROM document);
+    records int := 0;
+BEGIN
+    FOR i IN 0 .. length(body) / 65536 LOOP
+        stream := xmlparser.feed(stream, substr(body, 1 + i * 65536, 65536));
+        LOOP
+            record := xmlparser.next_record(stream);
+            EXIT WHEN record IS NULL;
+            records := records + 1;
+            record := xmldom.free_document(record);
+        END LOOP;
+    END LOOP;
+    RAISE NOTICE '% records, complete: %', records, xmlparser.is_complete(stream);
+END
+$$;
+\echo
+
+\echo '8. Give back. Trees live in the session, outside its transactions, until they are freed.'
 \echo
 
 SELECT documents, handles, nodes, pg_size_pretty(bytes) AS memory FROM xmldom.session;

@@ -161,24 +161,28 @@ xmlAttrPtr attribute_like(const xmlNode *element, const xmlAttr *attribute) noex
     return find_attribute(element, attribute->name, uri_of(attribute->ns));
 }
 
-xmlAttrPtr place_attribute(family & /*owner*/, xmlNodePtr element, xmlAttrPtr attribute) {
-    xmlAttrPtr const replaced = attribute_like(element, attribute);
-    if (replaced == attribute) {
-        return nullptr;
+attribute_placement::attribute_placement(xmlNodePtr element, xmlAttrPtr attribute)
+    : element_(element), attribute_(attribute), replaced_(attribute_like(element, attribute)),
+      record_(attribute->ns), plan_(element->doc) {
+    if (uri_of(record_) != nullptr) {
+        record_ = plan_.record_for_attribute(element, record_->prefix, record_->href);
     }
-    namespace_plan plan(element->doc);
-    xmlNsPtr record = attribute->ns;
-    if (uri_of(record) != nullptr) {
-        record = plan.record_for_attribute(element, record->prefix, record->href);
+    if (replaced_ != nullptr) {
+        prepare_detachment(replaced_);
     }
-    if (replaced != nullptr) {
-        detach_attribute(replaced);
-    }
-    attribute->ns = record;
-    link_attribute(element, attribute);
-    plan.apply();
-    return replaced;
 }
+
+void attribute_placement::carry_out() noexcept {
+    if (replaced_ != nullptr) {
+        detach_attribute(replaced_);
+    }
+    attribute_->ns = record_;
+    link_attribute(element_, attribute_);
+    plan_.apply();
+}
+
+// The record is found from then on.
+void prepare_detachment(const xmlAttr *attribute) { static_cast<void>(lasting_record(attribute)); }
 
 void detach_attribute(xmlAttrPtr attribute) {
     xmlNsPtr const record = lasting_record(attribute);

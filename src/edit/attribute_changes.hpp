@@ -68,12 +68,25 @@ void set_attribute_in(family &owner, xmlNodePtr element, const full_name &name,
                       const xmlChar *value);
 // Takes an attribute off its element; it goes unless somebody names it. As above.
 void remove_attribute(family &owner, xmlAttrPtr attribute);
-// Puts an attribute that stands nowhere on an element, in the place of the one it replaces; gives
-// that one, null for none. As above.
-xmlAttrPtr place_attribute(family &owner, xmlNodePtr element, xmlAttrPtr attribute);
+// Puts an attribute that stands nowhere on an element, in the place of another one that it
+// replaces. Throws while it is made; reports out_of_memory.
+class attribute_placement {
+  public:
+    attribute_placement(xmlNodePtr element, xmlAttrPtr attribute);
+    void carry_out() noexcept;
+
+  private:
+    xmlNodePtr element_;
+    xmlAttrPtr attribute_;
+    xmlAttrPtr replaced_;
+    xmlNsPtr record_;
+    namespace_plan plan_;
+};
 // The attribute that it would replace.
 [[nodiscard]] xmlAttrPtr attribute_like(const xmlNode *element, const xmlAttr *attribute) noexcept;
-// Takes an attribute off its element for those who name it. As above.
+// Takes an attribute off its element for those who name it. What is prepared is not to fail any
+// more; preparing throws before anything has changed.
+void prepare_detachment(const xmlAttr *attribute);
 void detach_attribute(xmlAttrPtr attribute);
 
 // Declares a prefix (null: the default namespace) on an element, or lets its declaration there mean

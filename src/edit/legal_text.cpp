@@ -254,19 +254,31 @@ text_check check_public_id(const xmlChar *text) noexcept {
     return {};
 }
 
+namespace {
+
+// The place of a character, counted from 1.
+[[nodiscard]] std::size_t place_of(const char *text, const char *character) noexcept {
+    std::size_t place = 1;
+    for (; text != character; ++text) {
+        place += (static_cast<unsigned char>(*text) & 0xC0U) == 0x80U ? 0 : 1;
+    }
+    return place;
+}
+
+} // namespace
+
 text_check check_system_id(const xmlChar *text) noexcept {
-    const text_check check = check_characters(text);
+    text_check check = check_characters(text);
     const auto *const bytes = reinterpret_cast<const char *>(text);
+    if (const char *const end = std::strchr(bytes, '\r'); check.passed() && end != nullptr) {
+        check = {text_fault::carriage_return, place_of(bytes, end)};
+    }
     const char *const quote = std::strchr(bytes, '"');
     const char *const apostrophe = std::strchr(bytes, '\'');
     if (!check.passed() || quote == nullptr || apostrophe == nullptr) {
         return check;
     }
-    std::size_t place = 1;
-    for (const char *byte = bytes; byte != (quote > apostrophe ? quote : apostrophe); ++byte) {
-        place += (static_cast<unsigned char>(*byte) & 0xC0U) == 0x80U ? 0 : 1;
-    }
-    return {text_fault::both_quotes, place};
+    return {text_fault::both_quotes, place_of(bytes, quote > apostrophe ? quote : apostrophe)};
 }
 
 text_check check_data(xmlElementType type, const xmlChar *text) noexcept {

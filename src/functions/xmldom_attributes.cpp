@@ -128,14 +128,15 @@ host::datum put_attribute(const package_call &here, const named_node &element) {
     if (replaced == as_attribute(attribute)) {
         return here.result(attribute, attribute.node);
     }
+    attribute_placement place(element.node, as_attribute(attribute));
     const host::datum result = here.result(element, as_node(replaced));
-    static_cast<void>(
-        place_attribute(family_of(*element.entry), element.node, as_attribute(attribute)));
+    place.carry_out();
     return result;
 }
 
 // Takes an attribute off for its handle, which is the result.
 host::datum take_off(const package_call &here, const named_node &element, xmlAttrPtr attribute) {
+    prepare_detachment(attribute);
     const host::datum result = here.result(element, as_node(attribute));
     detach_attribute(attribute);
     return result;

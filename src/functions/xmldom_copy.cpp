@@ -56,6 +56,9 @@ host::datum copy_into(const package_call &here, const named_node &into, xmlDocPt
 
 // Moves a node to another document of its family.
 host::datum adopt_within(const package_call &here, const named_node &node, xmlDocPtr target) {
+    if (is_attribute(node.node)) {
+        prepare_detachment(reinterpret_cast<const xmlAttr *>(node.node));
+    }
     const host::datum result = here.result(node, node.node);
     if (is_attribute(node.node)) {
         if (node.node->parent != nullptr) {

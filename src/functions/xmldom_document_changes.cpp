@@ -165,7 +165,7 @@ PKG_DBE_XML_FUNCTION(xmldom_set_charset) {
     const xmlChar *const wanted =
         name.xml() == nullptr ? reinterpret_cast<const xmlChar *>("UTF-8") : name.xml();
     if (!is_known_encoding(reinterpret_cast<const char *>(wanted))) {
-        report(reports::unsupported_character_set);
+        here.fail(reports::unsupported_character_set, 1);
     }
     const host::datum result = here.result(document, document.node);
     xmlDocPtr const changed = as_document(document);

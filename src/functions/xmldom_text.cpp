@@ -158,7 +158,8 @@ PKG_DBE_XML_FUNCTION(xmldom_to_xml) {
 
 // Arguments: node, encoding, indent, declaration. Reports unsupported_character_set too.
 PKG_DBE_XML_FUNCTION(xmldom_to_bytea) {
-    const named_node named = package_call(call, k_to_bytea).needed_node(0);
+    const package_call here(call, k_to_bytea);
+    const named_node named = here.needed_node(0);
     std::optional<utf8_argument> wanted;
     if (!call.is_null(1)) {
         wanted.emplace(call.value(1));
@@ -168,7 +169,7 @@ PKG_DBE_XML_FUNCTION(xmldom_to_bytea) {
                                  : declared != nullptr ? declared
                                                        : "UTF-8";
     if (!is_known_encoding(encoding)) {
-        report(reports::unsupported_character_set);
+        here.fail(reports::unsupported_character_set, 1);
     }
     markup_options options;
     options.indent = indent_argument(call, 2);

@@ -2,6 +2,7 @@
 // what is written, and whether what is written reads back as the same tree.
 #pragma once
 
+#include "support/arrays.hpp"
 #include "support/invariants.hpp"
 #include "support/sql.hpp"
 #include "trees.hpp"
@@ -53,7 +54,9 @@ class package_changing : public sql::session_test {
         return sql::call(xmldom_create_text_node, of, data).handle();
     }
     // An array of handles as an argument.
-    static sql::raw array(const std::vector<sql::handle> &members);
+    static sql::raw array(const std::vector<sql::handle> &members) {
+        return sql::array_of(members);
+    }
 
     // What libxml2 writes of a node, without indentation.
     static std::string written(const sql::handle &of) { return trees::written(node(of)); }
@@ -62,28 +65,3 @@ class package_changing : public sql::session_test {
         return trees::reads_back(node(of));
     }
 };
-
-inline sql::raw package_changing::array(const std::vector<sql::handle> &members) {
-    sql::raw made;
-    const auto put = [&made](std::uint32_t word) {
-        for (unsigned shift = 0; shift < 32; shift += 8) {
-            made.bytes.push_back(static_cast<std::uint8_t>(word >> shift));
-        }
-    };
-    if (members.empty()) {
-        put(0);
-        put(0);
-        put(0);
-        return made;
-    }
-    for (const std::size_t word :
-         {std::size_t{1}, std::size_t{0}, std::size_t{0}, members.size(), std::size_t{1}}) {
-        put(static_cast<std::uint32_t>(word));
-    }
-    for (const sql::handle &member : members) {
-        put(17U << 2U);
-        made.bytes.insert(made.bytes.end(), member.bytes.begin(), member.bytes.end());
-        made.bytes.insert(made.bytes.end(), 3, 0);
-    }
-    return made;
-}

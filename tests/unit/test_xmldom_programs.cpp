@@ -85,9 +85,8 @@ class program {
         for (std::size_t count = pick(4); count != 0; --count) {
             members.push_back(node());
         }
-        return package_array(members);
+        return sql::array_of(members);
     }
-    static sql::raw package_array(const std::vector<sql::handle> &members);
     sql::result change_place(std::size_t which) {
         switch (which) {
         case 0:
@@ -164,14 +163,7 @@ class program {
     std::size_t failures_ = 0;
 };
 
-class package_programs : public package_changing {
-  public:
-    using package_changing::array;
-};
-
-sql::raw program::package_array(const std::vector<sql::handle> &members) {
-    return package_programs::array(members);
-}
+class package_programs : public package_changing {};
 
 TEST_F(package_programs, keep_every_tree_readable) {
     std::size_t calls = 0;

@@ -1,0 +1,121 @@
+// Every function of the packages that changes, makes, writes or reads text, with every allocation,
+// conversion and fetching of a value failing, one at a time: it is reported, nothing is half
+// changed, nothing is left, and the same call made again does what it would have done.
+#include "package_calls.hpp"
+#include "support/faults.hpp"
+
+#include "standalone_faults.hpp"
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+namespace {
+
+using namespace package_calls;
+namespace standalone = host::standalone;
+
+constexpr const char *k_document =
+    "<?xml version='1.0' encoding='UTF-8'?><!DOCTYPE r [<!ENTITY e 'ent &#233; ity'>"
+    "<!ATTLIST r d CDATA 'default' i ID #IMPLIED>]><r xmlns:p='urn:p' a='1' p:b='2 &#233;' i='x'>"
+    "<c>text</c><!--comment--><?target data?><![CDATA[cdata]]>tail<p:d e='3'/></r>";
+
+std::string shown(const sql::function entry, const sql::result &outcome) {
+    if (outcome.is_null()) {
+        return "null";
+    }
+    return entry == xmldom_to_large_object ? std::to_string(outcome.datum())
+                                           : outcome.stored_bytes();
+}
+
+// What a scenario is played in: made anew for each round.
+struct stage {
+    std::optional<world> trees;
+    std::vector<sql::value> arguments;
+};
+
+sql::scenario scenario_of(const changing_call &called, const char *encoding) {
+    auto set = std::make_shared<stage>();
+    sql::scenario played;
+    played.name = called.name;
+    played.database_encoding = encoding;
+    played.prepare = [set, &called] {
+        set->trees.emplace();
+        set->arguments = called.good(*set->trees);
+    };
+    played.run = [set, &called] { return sql::call_with(called.entry, set->arguments); };
+    played.state = [set] { return set->trees->state(); };
+    played.shown = [&called](const sql::result &outcome) { return shown(called.entry, outcome); };
+    return played;
+}
+
+sql::sweep_figures sweep_all(standalone::service which, const char *encoding = "UTF8") {
+    sql::sweep_figures figures;
+    for (const changing_call &called : k_calls) {
+        figures += sql::sweep_failures(scenario_of(called, encoding), which);
+    }
+    std::printf("             %lld injected, %lld reported, %lld harmless\n",
+                static_cast<long long>(figures.rounds), static_cast<long long>(figures.reported),
+                static_cast<long long>(figures.harmless));
+    return figures;
+}
+
+TEST(package_faults, allocations_of_the_host) {
+    EXPECT_GT(sweep_all(standalone::service::allocation).reported, 60);
+}
+
+TEST(package_faults, allocations_of_libxml2) {
+    EXPECT_GT(sweep_all(standalone::service::libxml2_allocation).reported, 100);
+}
+
+TEST(package_faults, conversions_and_their_allocations) {
+    EXPECT_GT(sweep_all(standalone::service::conversion, "LATIN1").reported, 50);
+    EXPECT_GT(sweep_all(standalone::service::allocation, "LATIN1").reported, 100);
+}
+
+TEST(package_faults, fetching_values) {
+    EXPECT_GT(sweep_all(standalone::service::detoast).reported, 30);
+}
+
+TEST(package_faults, large_objects) {
+    EXPECT_GE(sweep_all(standalone::service::large_object).reported, 3);
+}
+
+// --- text in ------------------------------------------------------------------------------------
+
+sql::scenario parsing(const char *name, sql::function entry, const sql::value &source,
+                      const char *encoding) {
+    sql::scenario played;
+    played.name = name;
+    played.database_encoding = encoding;
+    played.run = [entry, source] { return sql::call(entry, source, "keep"); };
+    played.state = [] { return std::to_string(pkg_dbe_xml::xml_count_hashentries()); };
+    played.shown = [](const sql::result &outcome) {
+        return outcome.failed() ? outcome.error().message
+                                : trees::written(trees::node_of(outcome.handle()));
+    };
+    played.all_or_nothing = false; // a document more each time it is parsed
+    return played;
+}
+
+TEST(package_faults, text_in) {
+    const std::string_view text(k_document);
+    const sql::raw bytes{{text.begin(), text.end()}};
+    sql::sweep_figures figures;
+    for (const auto service :
+         {standalone::service::allocation, standalone::service::libxml2_allocation,
+          standalone::service::conversion, standalone::service::detoast}) {
+        for (const char *encoding : {"UTF8", "LATIN1"}) {
+            figures += sql::sweep_failures(
+                parsing("parse", xmldom_parse_text, k_document, encoding), service);
+            figures += sql::sweep_failures(
+                parsing("parse of bytes", xmldom_parse_bytes, bytes, encoding), service);
+        }
+    }
+    EXPECT_GT(figures.reported, 400);
+    std::printf("             %lld injected, %lld reported, %lld harmless\n",
+                static_cast<long long>(figures.rounds), static_cast<long long>(figures.reported),
+                static_cast<long long>(figures.harmless));
+}
+
+} // namespace

@@ -12,6 +12,9 @@
 // never leaves its family. A family ends when its last document handle is released; then every
 // handle into it keeps its entry and names nothing, and lists into it become empty.
 //
+// Documents and parsers made while the session's setting says so end with the transaction that made
+// them, or sooner: src/registry/lifetimes.cpp.
+//
 // Every libxml2 node knows who names it: `_private` heads the chain of the entries whose object it
 // is (a map handle chains on its first attribute), and `extra` counts the live lists that hold it.
 // A tree that stands in no document is kept while any of its nodes is named or listed, and freed
@@ -21,6 +24,7 @@
 #include "host/call.hpp"
 #include "host/session.hpp"
 #include "host/text.hpp"
+#include "host/transaction.hpp"
 #include "tree/typed_access.hpp"
 #include "xml_owner.hpp"
 
@@ -129,6 +133,14 @@ static_assert(sizeof(XMLHashEntry) == 48, "one entry per live handle: keep it le
 struct family;
 struct XmlParserHashEntry;
 
+// A document id or a parser in the list of what ends with the transaction, newest first.
+struct transaction_member {
+    host::subtransaction_number made_in; // k_no_subtransaction: lives as long as the session, and
+    bool is_parser;                      // stands in no list
+    transaction_member *older;
+    transaction_member *newer;
+};
+
 struct entry_page; // 256 entries, src/registry/dom_map.cpp
 
 // "XMLDOM doc map": one per document id.
@@ -146,6 +158,8 @@ struct document_entry {
     family *owner;               // null while no document is alive under the id
     document_entry *next_in_family;
     document_entry *previous_in_family;
+    std::int64_t made_at; // milliseconds since 1970, UTC
+    transaction_member lifetime;
 };
 
 // Nodes or documents kept by a family.
@@ -155,7 +169,8 @@ template <class Object> struct kept_objects {
     std::size_t capacity;
 };
 
-struct id_table; // src/edit/id_lookup.cpp
+struct id_table;        // src/edit/id_lookup.cpp
+struct resting_handles; // src/registry/resting_families.cpp
 
 struct family {
     xmlDocPtr main;       // null for a family of nodes whose document was released before them
@@ -166,6 +181,9 @@ struct family {
     xmlNodePtr remains;             // of trees that a call had no time to free, chained by `next`
     XmlParserHashEntry *parsers;    // parser objects that handed `main` over and still name it
     id_table *ids_by_value;         // the IDs of one of its documents, or null; host memory
+    resting_handles *handles;       // that are still to be freed, of a family that has ended
+    xmlNodePtr trees;               // the same of detached trees
+    family *next_resting;
 };
 
 // "XMLDOM domKeys map"
@@ -184,6 +202,8 @@ struct XmlParserHashEntry {
     family *handed_to; // the family that names this record while docHandedOver and doc
     XmlParserHashEntry *next_in_family;
     XmlParserHashEntry *previous_in_family;
+    std::uint32_t id; // the number in its handle
+    transaction_member lifetime;
 };
 
 // --- registry operations ----------------------------------------------------------------------
@@ -259,6 +279,10 @@ void xml_domkeys_hash_decrease_key(XMLHashEntry *entry);
 void xml_dom_remove_doc_entry(std::uint32_t document_id);
 // Puts a document id at the end of those to be handed out again. Throws before it changes anything.
 void xml_recycle_docid(std::uint32_t document_id);
+
+// The subtransaction with which a document or parser that is made now ends; k_no_subtransaction
+// when that is the session. Throws when memory runs out, and can then be called again.
+[[nodiscard]] host::subtransaction_number lifetime_of_new();
 
 // Everything that xml_dom_free_document does for a registered handle; unknown keys are ignored.
 void xml_release_document(const DomKey &key);

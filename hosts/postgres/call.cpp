@@ -6,6 +6,7 @@
 #include "host/call.hpp"
 
 #include "host/error.hpp"
+#include "host/session.hpp"
 
 #include "guard.hpp"
 #include "invocation.hpp"
@@ -87,6 +88,9 @@ bool run_body(function_body body, call &frame, const char *name, datum &result,
     try {
         if (!session_is_admitted) [[unlikely]] {
             admit_session();
+        }
+        if (u_sess.before_call != nullptr) [[unlikely]] {
+            u_sess.before_call();
         }
         result = body(frame);
         return true;

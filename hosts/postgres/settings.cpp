@@ -1,7 +1,8 @@
-// The table of the settings, and how they are defined.
+// The settings, most of them in a table, and how they are defined.
 #include "settings.hpp"
 
 #include "host/large_object.hpp"
+#include "host/lifetime.hpp"
 #include "host/limits.hpp"
 
 #include <cstddef>
@@ -22,9 +23,11 @@ namespace {
 
 constinit char *safe_data_path_value = nullptr;
 constinit std::size_t defined_count = 0;
+constinit bool lifetime_is_defined = false;
 constexpr int k_many = 10'000'000;
 
-// A new setting is a row here, a line in docs/limits.md and a row in tests/t/settings_arrival.sh.
+// What guards the server. A new setting is a row here, a line in docs/limits.md and a row in
+// tests/t/settings_arrival.sh.
 constexpr setting k_settings[] = {
     {.name = "pkg_dbe_xml.safe_data_path",
      .text = "Directory below which XML files may be written.",
@@ -136,6 +139,18 @@ bool check_path(char **value, void ** /*extra*/, GucSource source) {
     return false;
 }
 
+// Guards nothing, so anybody may set it, and what cannot be read the server may drop as usual.
+void define_lifetime() {
+    static const config_enum_entry k_values[] = {
+        {k_lifetime_names[0], static_cast<int>(lifetime::session), false},
+        {k_lifetime_names[1], static_cast<int>(lifetime::transaction), false},
+        {nullptr, 0, false}};
+    DefineCustomEnumVariable(
+        k_lifetime_name, "With what documents and parsers end that are made from now on.",
+        "With the session, or with the transaction that made them.", &lifetime_setting,
+        static_cast<int>(lifetime::session), k_values, PGC_USERSET, 0, nullptr, nullptr, nullptr);
+}
+
 void define_one(const setting &row) {
     if (row.path != nullptr) {
         DefineCustomStringVariable(row.name, row.text, row.details, row.path, "", PGC_SUSET,
@@ -158,6 +173,10 @@ void define_settings() {
     while (defined_count < std::size(k_settings)) {
         define_with_its_values(k_settings[defined_count], define_one);
         ++defined_count;
+    }
+    if (!lifetime_is_defined) {
+        define_lifetime();
+        lifetime_is_defined = true;
     }
     MarkGUCPrefixReserved("pkg_dbe_xml");
     // When the library is loaded before sessions begin, these get their stored values later.

@@ -1,6 +1,7 @@
 // The settings of the extension, `pkg_dbe_xml.*`.
 //
-// They guard the server, so only an administrator may change them. A session in which one was given
+// They guard the server, so only an administrator may change them, but for the lifetime of what is
+// made, which is anybody's. A session in which one was given
 // a value that cannot stand does not get to use the library: see settings_arrival.cpp for values
 // that were there before the library, stored_settings.cpp for those of a library that was loaded
 // when the server started.

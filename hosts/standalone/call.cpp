@@ -1,6 +1,7 @@
 // The road of a call on the standalone host: the body runs, what it raised becomes the record's.
 #include "host/call.hpp"
 
+#include "host/session.hpp"
 #include "libxml/xml.hpp"
 #include "session_record.hpp"
 
@@ -79,6 +80,9 @@ void run_body(standalone::session &own, call_record &record, function_body body,
     call_in_progress in_progress(record);
     const depth_scope depth(own);
     try {
+        if (u_sess.before_call != nullptr) {
+            u_sess.before_call();
+        }
         record.result = body(in_progress.head());
         record.result_is_null = in_progress.head().result_is_null;
     } catch (const raised &) {

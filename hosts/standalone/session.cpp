@@ -1,6 +1,7 @@
 // Sessions of the standalone host: one per thread.
 #include "host/session.hpp"
 
+#include "host/lifetime.hpp"
 #include "host/limits.hpp"
 #include "host/lob.hpp"
 #include "libxml/xml.hpp"
@@ -56,6 +57,7 @@ void begin_session(std::string_view database_encoding) {
     t_session = own.release();
     create_session_contexts(*t_session);
     u_sess = {};
+    lifetime_setting = static_cast<int>(lifetime::session);
     gate = {};
     prepare_gate();
 }

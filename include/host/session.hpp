@@ -30,6 +30,9 @@ struct session_state {
     std::uint32_t next_serial; // of documents; like parsers they are counted through the session
     bool initialised;          // the registry is set up
     clean_up_callback clean_up;
+    // Null, or what the host calls at the beginning of the next call, within it: the library has
+    // something to finish. May throw.
+    void (*before_call)();
 };
 
 // Hidden, as all of the library is: said here, so that it is not looked for by way of a table.

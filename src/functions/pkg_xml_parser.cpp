@@ -84,9 +84,10 @@ PKG_DBE_XML_FUNCTION(xmlparser_new_parser) {
     xml_parser_generate_key(id, key);
     require_parser_table();
     record_ptr parser = make_record(std::move(context), true);
+    const host::subtransaction_number made_in = lifetime_of_new();
     const host::datum result = get_datum_by_dom_key({key.bytes});
     xml_parser_insert_hashentry(key, parser.get());
-    static_cast<void>(parser.release()); // the table owns it
+    set_parser_lifetime(*parser.release(), id, made_in); // the table owns it
     return result;
 }
 

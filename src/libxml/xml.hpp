@@ -150,6 +150,25 @@ void free_document(xmlDocPtr document) noexcept;
 // before it was done: then the node is still there, with part of what was below it.
 [[nodiscard]] bool free_tree(xmlNodePtr top) noexcept;
 
+// While one lives, freeing takes a bounded time. From so much on that the session holds, free_tree
+// and free_document free a number of nodes in all, and the rest goes later, as above. For the end
+// of a transaction, which nobody can cancel. Not to be nested.
+class brief_release {
+  public:
+    brief_release() noexcept;
+    ~brief_release();
+    brief_release(const brief_release &) = delete;
+    brief_release &operator=(const brief_release &) = delete;
+};
+// Whether there is time to free so many handles, which count like nodes. True when none lives.
+[[nodiscard]] bool may_free_handles(std::uint32_t count) noexcept;
+
+// Frees what was to go later. Throws when the statement is asked to stop meanwhile: the rest of it
+// stays.
+void release_abandoned();
+// Whether there is anything of the kind.
+[[nodiscard]] bool has_abandoned() noexcept;
+
 // Makes such a node the first child of its document, which is about to be freed.
 void hang_on_document(xmlNodePtr top) noexcept;
 

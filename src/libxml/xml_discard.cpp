@@ -1,13 +1,16 @@
-// Getting rid of large trees: of the document of a parse that was asked to stop, and of those that
-// a call frees.
+// Getting rid of large trees: of the document of a parse that was asked to stop, of those that a
+// call frees, and of those that end with a transaction.
 //
 // Freeing the nodes of a large document takes a good part of the time that parsing it took, and
 // whoever cancels a statement waits for it. So only what can be freed at once is; the rest goes
 // when the session next parses or frees something, or ends.
 #include "libxml/xml_parse_run.hpp"
 
+#include <libxml/dict.h>
+#include <libxml/hash.h>
 #include <libxml/tree.h>
 
+#include <algorithm>
 #include <chrono>
 
 namespace host {
@@ -19,6 +22,13 @@ constexpr std::chrono::milliseconds k_patience{20};
 // What a session may hold in all for its trees to be freed in one go: a few hundredths of a second.
 constexpr std::int64_t k_quickly_freed = 64LL * 1024 * 1024;
 
+// Nodes and handles that one brief release frees in a session that holds more: a hundredth of a
+// second or so.
+constexpr int k_briefly_freed = 65536;
+constexpr int k_no_bound = -1;
+// What is left of that; k_no_bound when there is no brief release.
+constinit PKG_DBE_XML_SESSION_STORAGE int brief_count = k_no_bound;
+
 // Documents that are still to be freed, chained by `next`.
 constinit PKG_DBE_XML_SESSION_STORAGE xmlDocPtr abandoned = nullptr;
 
@@ -27,9 +37,9 @@ bool has_children_of_its_own(const xmlNode *node) noexcept {
 }
 
 // Frees up to `count` nodes of the chain of siblings that begins with `node` and of what is below
-// it, from the front, leaves first, without `top`, which stands above the chain. False when none is
-// left.
-bool free_some_nodes(xmlNodePtr node, const xmlNode *top, int count) noexcept {
+// it, from the front, leaves first, without `top`, which stands above the chain; counts them down.
+// False when none is left.
+bool free_some_nodes(xmlNodePtr node, const xmlNode *top, int &count) noexcept {
     while (node != nullptr && count > 0) {
         while (has_children_of_its_own(node)) {
             node = node->children;
@@ -49,12 +59,23 @@ bool free_some_nodes(xmlNodePtr node, const xmlNode *top, int count) noexcept {
 }
 
 // The same of a document; false when only the document and its declarations are left.
-bool free_some_nodes(xmlDocPtr document, int count) noexcept {
+bool free_some_nodes(xmlDocPtr document, int &count) noexcept {
     xmlNodePtr node = document->children;
     while (node != nullptr && node->type == XML_DTD_NODE) {
         node = node->next;
     }
     return free_some_nodes(node, reinterpret_cast<xmlNodePtr>(document), count);
+}
+
+// The same of k_nodes_between_looks; of what is below a node.
+bool free_piece(xmlDocPtr document) noexcept {
+    int count = k_nodes_between_looks;
+    return free_some_nodes(document, count);
+}
+
+bool free_piece(xmlNodePtr top) noexcept {
+    int count = k_nodes_between_looks;
+    return free_some_nodes(top->children, top, count);
 }
 
 int free_at_end_of_session() {
@@ -80,18 +101,65 @@ void free_first_abandoned() noexcept {
 // Goes on with what was kept, until the statement is asked to stop.
 void free_abandoned() noexcept {
     while (abandoned != nullptr && !interrupts_pending()) {
-        if (!free_some_nodes(abandoned, k_nodes_between_looks)) {
+        if (!free_piece(abandoned)) {
             free_first_abandoned();
         }
     }
 }
 
+int table_size(void *table) noexcept {
+    return std::max(xmlHashSize(static_cast<xmlHashTablePtr>(table)), 0);
+}
+
+// About how many blocks a document takes beside its nodes.
+std::int64_t count_of_rest(xmlDocPtr document) noexcept {
+    std::int64_t count = table_size(document->ids) + table_size(document->refs);
+    if (document->dict != nullptr) {
+        count += std::max(xmlDictSize(document->dict), 0);
+    }
+    for (const xmlDtd *dtd : {document->intSubset, document->extSubset}) {
+        if (dtd != nullptr) {
+            count += table_size(dtd->notations) + table_size(dtd->elements) +
+                     table_size(dtd->attributes) + table_size(dtd->entities) +
+                     table_size(dtd->pentities);
+        }
+    }
+    return count;
+}
+
+bool is_much() noexcept { return gate.bytes_in_use + gate.handle_bytes > k_quickly_freed; }
+
+void free_document_briefly(xmlDocPtr document) noexcept {
+    if (is_much() &&
+        (free_some_nodes(document, brief_count) || count_of_rest(document) > brief_count)) {
+        abandon(document);
+    } else {
+        xmlFreeDoc(document);
+    }
+}
+
 } // namespace
+
+brief_release::brief_release() noexcept { brief_count = k_briefly_freed; }
+brief_release::~brief_release() { brief_count = k_no_bound; }
+
+bool may_free_handles(std::uint32_t count) noexcept {
+    if (brief_count == k_no_bound || !is_much()) {
+        return true;
+    }
+    if (count > static_cast<std::uint32_t>(brief_count)) {
+        return false;
+    }
+    brief_count -= static_cast<int>(count);
+    return true;
+}
+
+bool has_abandoned() noexcept { return abandoned != nullptr; }
 
 void discard_document(xmlDocPtr document) noexcept {
     using clock = std::chrono::steady_clock;
     const clock::time_point end = clock::now() + k_patience;
-    while (free_some_nodes(document, k_nodes_between_looks)) {
+    while (free_piece(document)) {
         if (clock::now() > end) {
             abandon(document);
             return;
@@ -101,9 +169,15 @@ void discard_document(xmlDocPtr document) noexcept {
 }
 
 void free_document(xmlDocPtr document) noexcept {
+    if (brief_count != k_no_bound) {
+        if (document != nullptr) {
+            free_document_briefly(document);
+        }
+        return;
+    }
     free_abandoned();
     if (document != nullptr && gate.bytes_in_use > k_quickly_freed) {
-        while (free_some_nodes(document, k_nodes_between_looks)) {
+        while (free_piece(document)) {
             if (interrupts_pending()) {
                 abandon(document);
                 return;
@@ -114,8 +188,16 @@ void free_document(xmlDocPtr document) noexcept {
 }
 
 bool free_tree(xmlNodePtr top) noexcept {
+    if (brief_count != k_no_bound) {
+        if (is_much() && has_children_of_its_own(top) &&
+            free_some_nodes(top->children, top, brief_count)) {
+            return false;
+        }
+        xmlFreeNode(top);
+        return true;
+    }
     if (gate.bytes_in_use > k_quickly_freed && has_children_of_its_own(top)) {
-        while (free_some_nodes(top->children, top, k_nodes_between_looks)) {
+        while (free_piece(top)) {
             if (interrupts_pending()) {
                 return false;
             }

@@ -88,8 +88,6 @@ void charge_declaration(parse_run &run, xmlParserCtxtPtr context, std::int64_t b
 
 // Frees a document as far as that can be done at once, and keeps the rest for release_abandoned.
 void discard_document(xmlDocPtr document) noexcept;
-// Frees what was kept. Throws when the statement is asked to stop; the rest is then kept on.
-void release_abandoned();
 
 // Puts the callbacks that keep the limits into a context.
 void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;

@@ -241,21 +241,36 @@ void drop_document(registry &state, document_entry &document) noexcept {
         }
     });
     let_go_of_all(let_go);
-    forget_recent_entries(state);
     for (std::size_t piece = 0; piece < std::size(document.pieces); ++piece) {
-        free_of_handles(document.pieces[piece], piece_bytes(piece));
+        free_piece(document, piece);
     }
     for (std::uint32_t number = 0; number < document.page_capacity; ++number) {
-        const std::uintptr_t page = document.pages[number];
-        if (is_released(page)) {
-            state.entry_count -= count_released(page);
-            drop_packed_page(page);
-        } else {
-            free_of_handles(full_page(page), sizeof(entry_page));
-        }
+        free_page(state, document, number);
     }
     free_of_handles(document.pages, document.page_capacity * sizeof(std::uintptr_t));
     leave_family(document);
+    remove_document(state, document);
+}
+
+void free_page(registry &state, document_entry &document, std::uint32_t number) noexcept {
+    const std::uintptr_t page = document.pages[number];
+    if (is_released(page)) {
+        state.entry_count -= count_released(page);
+        drop_packed_page(page);
+    } else {
+        free_of_handles(full_page(page), sizeof(entry_page));
+    }
+    document.pages[number] = 0;
+}
+
+void free_piece(document_entry &document, std::size_t piece) noexcept {
+    free_of_handles(document.pieces[piece], piece_bytes(piece));
+    document.pieces[piece] = nullptr;
+}
+
+void remove_document(registry &state, document_entry &document) noexcept {
+    leave_transaction(document.lifetime);
+    forget_recent_entries(state);
     const std::uint32_t document_id = document.document_id;
     state.document_cache[document_id % k_document_cache_size] = nullptr;
     host::hash_search(state.document_map, &document_id, host::hash_action::remove, nullptr);

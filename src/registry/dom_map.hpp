@@ -53,6 +53,7 @@ struct registry {
     host::memory_context *dom_map;  // "XMLDOM map": the pages of entries
     std::size_t entry_count;        // of the DOM map
     std::size_t witnesses;          // of detached trees
+    family *resting;                // ended, and still to be freed; chained by `next_resting`
     id_queue recycled;
     known_lists lists;
     document_entry *document_cache[k_document_cache_size]; // by the low bits of the id
@@ -112,12 +113,19 @@ inline constexpr std::uintptr_t k_released_mark = 1;
 // The entry of a document id, made when there is none. Throws when memory runs out.
 document_entry &enter_document(registry &state, std::uint32_t document_id);
 // Frees a document's pages and lists, takes all its handles out of the map and its id out of the
-// doc map and its family. Does not end the family.
+// doc map, its family and its transaction. Does not end the family.
 void drop_document(registry &state, document_entry &document) noexcept;
 // Bytes that the table of lists takes.
 [[nodiscard]] std::size_t bytes_of(const known_lists &lists) noexcept;
 // Gives the table of lists back; the lists stay.
 void forget_lists(registry &state) noexcept;
+// The last step of that: no handle is known under the id any more. Whatever hung on it is the
+// caller's.
+void remove_document(registry &state, document_entry &document) noexcept;
+// Frees a page of a document, handles and all, and notes it as missing.
+void free_page(registry &state, document_entry &document, std::uint32_t number) noexcept;
+// The same of a piece, 0 to 2.
+void free_piece(document_entry &document, std::size_t piece) noexcept;
 
 [[nodiscard]] inline std::size_t piece_of(std::uint32_t node_id) noexcept {
     if (node_id < k_piece_starts[1]) {
@@ -452,6 +460,33 @@ void join_family(family &owner, document_entry &document) noexcept;
 void leave_family(document_entry &document) noexcept;
 // Ends a family: nothing names anything of it afterwards, its lists are empty, its trees are freed.
 void end_family(registry &state, family &owner) noexcept;
+// The first part of that: handles and parsers name nothing. The handles of `but`, which may be
+// null, are left alone. Puts the roots of detached trees on the chain.
+void disown_family(family &owner, const document_entry *but, xmlNodePtr &chain) noexcept;
+// The other part: frees the trees, those of the chain too, and the family.
+void free_family(registry &state, family &owner, xmlNodePtr chain) noexcept;
+
+// --- what ends with transactions, src/registry/lifetimes.cpp ------------------------------------
+
+// Enters a member in the list of what ends with the transaction, or does nothing for
+// k_no_subtransaction; takes it out of the list, if it is in it.
+void join_transaction(transaction_member &member, host::subtransaction_number made_in) noexcept;
+void leave_transaction(transaction_member &member) noexcept;
+// Takes all out of the list.
+void forget_transaction() noexcept;
+// Ends a document id, and its family when it was the last to have a share in it. Does not recycle
+// the id.
+void end_document(registry &state, document_entry &document) noexcept;
+
+// --- families that rest, src/registry/resting_families.cpp --------------------------------------
+
+// Ends a family of which `document` was the last to have a share, and the document id, in a time
+// that does not depend on their size. What they take is freed by free_resting. False when that
+// cannot be: nothing has changed then.
+bool rest_family(registry &state, family &owner, document_entry &document) noexcept;
+// Frees the families that rest, until the statement is asked to stop; then false. `to_the_end`:
+// whatever is asked.
+bool free_resting(registry &state, bool to_the_end) noexcept;
 // The family of a document, which `psvi` of the document names; null when it has none.
 [[nodiscard]] inline family *family_of_document(const xmlDoc *document) noexcept {
     return document == nullptr ? nullptr : static_cast<family *>(document->psvi);

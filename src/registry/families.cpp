@@ -120,16 +120,26 @@ void leave_family(document_entry &document) noexcept {
 }
 
 void end_family(registry &state, family &owner) noexcept {
-    const host::tree_scope scope;
-    const std::int64_t before = host::gate.bytes_in_use;
     xmlNodePtr collected = nullptr;
+    disown_family(owner, nullptr, collected);
+    free_family(state, owner, collected);
+}
+
+void disown_family(family &owner, const document_entry *but, xmlNodePtr &chain) noexcept {
     while (owner.ids != nullptr) {
         document_entry &document = *owner.ids;
-        disown_entries(document, collected);
+        if (&document != but) {
+            disown_entries(document, chain);
+        }
         leave_family(document);
     }
     forget_parsers(owner);
-    free_collected(owner, collected);
+}
+
+void free_family(registry &state, family &owner, xmlNodePtr chain) noexcept {
+    const host::tree_scope scope;
+    const std::int64_t before = host::gate.bytes_in_use;
+    free_collected(owner, chain);
     xmlFreeNsList(owner.namespaces);
     for (std::size_t index = 0; index < owner.copies.count; ++index) {
         host::free_document(owner.copies.objects[index]);

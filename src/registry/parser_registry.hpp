@@ -44,6 +44,11 @@ using record_ptr = std::unique_ptr<XmlParserHashEntry, record_deleter>;
 // A record with a context of its own, in the context of the parsers. Throws.
 [[nodiscard]] record_ptr make_record(xml_parser_ctxt_ptr context, bool validates);
 
+// Enters a record that the table owns under this number among what ends with the transaction, or
+// not, as `made_in` says (lifetime_of_new).
+void set_parser_lifetime(XmlParserHashEntry &parser, std::uint32_t id,
+                         host::subtransaction_number made_in) noexcept;
+
 // Makes what the session lacks of context and table, and sets the session's clean-up. The others
 // call it when it is needed. Throws when memory runs out, and can then be called again.
 void xml_parser_init_hashtable();

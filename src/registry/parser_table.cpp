@@ -4,6 +4,7 @@
 #include "error_reports.hpp"
 #include "host/memory.hpp"
 #include "host/table.hpp"
+#include "registry/dom_map.hpp"
 
 #include <memory>
 #include <new>
@@ -22,6 +23,7 @@ void let_go_of_document(XmlParserHashEntry &parser) noexcept {
 }
 
 void free_record(XmlParserHashEntry *parser) noexcept {
+    leave_transaction(parser->lifetime);
     let_go_of_document(*parser);
     xmlFreeParserCtxt(parser->ctxt);
     host::mmgr_free_with_fl(parser, __FILE__, __LINE__);

@@ -8,6 +8,7 @@
 #include "registry/clean_up.hpp"
 #include "registry/dom_map.hpp"
 
+#include <ctime>
 #include <limits>
 
 namespace pkg_dbe_xml {
@@ -84,6 +85,13 @@ void register_entry(registry &state, document_entry &document, XMLHashEntry &slo
               object, text, kind);
 }
 
+// Milliseconds since 1970, to a few of them.
+[[nodiscard]] std::int64_t now() noexcept {
+    std::timespec time{};
+    clock_gettime(CLOCK_REALTIME_COARSE, &time); // reads what the kernel has written anyway
+    return static_cast<std::int64_t>(time.tv_sec) * 1000 + time.tv_nsec / 1'000'000;
+}
+
 // Takes a document id back if the registration of its document does not succeed.
 class document_id_guard {
   public:
@@ -131,12 +139,6 @@ void release_object(XMLHashEntry &entry) {
     entry.object = nullptr;
 }
 
-// Whether the document's own handle (node id 0) still names the document.
-[[nodiscard]] bool holds_share(const document_entry &document) noexcept {
-    const XMLHashEntry *const own = document.pieces[0];
-    return own != nullptr && own->kind != XMLDomNodeType::none && own->object != nullptr;
-}
-
 // The keys under which documents are registered: those whose serial is `first` or later, or all.
 using document_keys = growing_array<DomKey, 32>;
 void collect_documents(registry &state, const std::uint32_t *first, document_keys &keys) {
@@ -169,6 +171,7 @@ std::size_t release_documents(const std::uint32_t *first) {
 
 // Ends every family, deletes every list and destroys the tables that were made.
 void release_everything(registry &state) noexcept {
+    free_resting(state, true);
     if (state.document_map != nullptr) {
         host::hash_walk walk;
         host::hash_seq_init(walk, state.document_map);
@@ -420,15 +423,7 @@ void xml_release_document(const DomKey &key) {
     const std::uint32_t document_id = key.document_id();
     document_entry &document = *find_document(state, document_id);
     reserve_recycled(state.recycled);
-    if (family *const owner = document.owner) {
-        const std::uint32_t own_shares = holds_share(document) ? 1 : 0;
-        if (owner->shares == own_shares) {
-            end_family(state, *owner);
-        } else {
-            owner->shares -= own_shares;
-        }
-    }
-    drop_document(state, document);
+    end_document(state, document);
     push_recycled(state.recycled, document_id);
 }
 
@@ -467,11 +462,15 @@ void xml_for_each_hashentry(void (*visit)(const XMLHashEntry &entry, void *state
 host::datum register_document(xmlDocPtr document) {
     registry &state = ready_registry();
     const std::uint32_t serial = next_serial();
+    const host::subtransaction_number made_in = lifetime_of_new();
     document_id_guard id(state);
     DomKey key;
     xml_dom_general_key(id.id(), 0, serial, key);
     const host::datum value = get_datum_by_dom_key(key);
     xml_insert_hashentry(XMLEntryType::dom_map, key, document, "", XMLDomNodeType::document);
+    document_entry &entry = *find_document(state, id.id());
+    entry.made_at = now();
+    join_transaction(entry.lifetime, made_in);
     id.keep();
     ++host::u_sess.next_serial;
     return value;
@@ -540,6 +539,8 @@ extern "C" int xml_clean_all_res() {
     if (end_streams_of_session != nullptr) {
         end_streams_of_session();
     }
+    forget_transaction();
+    session.before_call = nullptr;
     if (registry *const state = current_registry()) {
         release_everything(*state);
         host::count_handle_bytes(-host::gate.handle_bytes); // they go with their context

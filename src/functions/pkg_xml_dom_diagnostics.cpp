@@ -9,6 +9,7 @@
 #include "text/text_output.hpp"
 #include "tree/pkg_xml_dom_common.hpp"
 #include "tree/poll_counter.hpp"
+#include "write/encoded_text.hpp"
 #include "write/tree_writer.hpp"
 
 #include <algorithm>
@@ -62,11 +63,31 @@ int count_bytes(void *state, const char * /*bytes*/, int size) noexcept {
     return host::interrupts_pending() ? -1 : size;
 }
 
+// Bytes that the value of an attribute becomes.
+[[nodiscard]] std::int64_t written_size(const xmlNode *text) {
+    text_output output(0);
+    write_attribute_text(text, output);
+    return output.size();
+}
+
+// The same in an encoding; 0 when libxml2 does not know that.
+[[nodiscard]] std::int64_t size_in(const char *encoding, const xmlNode *text) {
+    encoded_size size(encoding);
+    if (size.is_known()) {
+        const text_sink sink = size.sink();
+        text_output output(sink);
+        write_attribute_text(text, output);
+        output.flush();
+    }
+    return size.bytes();
+}
+
 // Long values of attributes, which libxml2 cannot be stopped in: they are taken out of the tree
 // while it is written, and counted by themselves.
 class long_values {
   public:
-    explicit long_values(xmlDocPtr document) {
+    // `encoding` is what their text is written in; null: UTF-8.
+    long_values(xmlDocPtr document, const char *encoding) : encoding_(encoding) {
         auto *const top = reinterpret_cast<xmlNodePtr>(document);
         poll_counter poll;
         for (xmlNodePtr node = top; node != nullptr; node = next_below(node, top)) {
@@ -101,12 +122,11 @@ class long_values {
             strnlen(reinterpret_cast<const char *>(text->content), k_long_value) < k_long_value) {
             return;
         }
-        text_output output(0);
-        write_attribute_text(text, output);
-        size_ += output.size();
+        size_ += encoding_ == nullptr ? written_size(text) : size_in(encoding_, text);
         values_.push_back({text, text->content});
     }
 
+    const char *encoding_;
     growing_array<value, 4> values_;
     std::int64_t size_ = 0;
 };
@@ -118,13 +138,13 @@ std::int64_t serialised_size(xmlDocPtr document) {
     bool refused = false;
     const bool converts =
         document->encoding != nullptr && xmlStrcasecmp(document->encoding, BAD_CAST "UTF-8") != 0;
+    const char *const encoding = reinterpret_cast<const char *>(document->encoding);
     std::optional<long_values> apart;
-    if (!converts && knows_libxml2()) {
-        size = apart.emplace(document).size();
+    if (knows_libxml2() && (!converts || is_without_state(encoding))) {
+        size = apart.emplace(document, converts ? encoding : nullptr).size();
     }
     {
         const host::xml_scope scope;
-        const char *encoding = reinterpret_cast<const char *>(document->encoding);
         encoding_handler_ptr handler(converts ? find_encoding_handler(encoding) : nullptr);
         if (!scope.refused() && (!converts || handler != nullptr)) {
             xmlOutputBufferPtr buffer = make_output_buffer(count_bytes, &size, std::move(handler));

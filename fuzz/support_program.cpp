@@ -1,6 +1,9 @@
 // The machine that turns bytes into calls.
 #include "support_program.hpp"
 
+#include "host/limits.hpp"
+#include "libxml/xml.hpp"
+#include "registry/family_waste.hpp"
 #include "standalone_files.hpp"
 #include "standalone_session.hpp"
 #include "support/invariants.hpp"
@@ -11,6 +14,8 @@
 
 namespace fuzz {
 namespace {
+
+namespace dbe = pkg_dbe_xml;
 
 // The values below this one choose among the functions in long names, the others, together with a
 // second byte, among what the packages add.
@@ -384,6 +389,36 @@ std::string shown(const program_call &call, const sql::result &outcome) {
     }
 }
 
+namespace {
+
+// For one program in eight the session may hold little memory, and one in two looks for what nobody
+// needs whenever there may be any.
+class drawn_settings {
+  public:
+    explicit drawn_settings(std::span<const std::uint8_t> bytes) noexcept {
+        const std::size_t drawn = bytes.size() < 2 ? 0 : bytes[bytes.size() - 2];
+        if (drawn % 8 == 1) {
+            host::max_session_memory = static_cast<int>(4 + drawn / 8 * 4); // 4 to 128 kB
+        }
+        if (drawn % 2 == 1) {
+            dbe::least_waste = 0;
+        }
+        host::count_handle_bytes(0);
+    }
+    ~drawn_settings() {
+        host::max_session_memory = memory_;
+        dbe::least_waste = waste_;
+    }
+    drawn_settings(const drawn_settings &) = delete;
+    drawn_settings &operator=(const drawn_settings &) = delete;
+
+  private:
+    int memory_ = host::max_session_memory;
+    std::size_t waste_ = dbe::least_waste;
+};
+
+} // namespace
+
 played run_program(std::span<const std::uint8_t> bytes, bool with_files, std::size_t check_every) {
     const sql::node_watch watch;
     host::standalone::begin_session("UTF8");
@@ -394,6 +429,7 @@ played run_program(std::span<const std::uint8_t> bytes, bool with_files, std::si
         host::standalone::make_numbered_object(k_documents[1]);
         host::standalone::make_numbered_object("no document");
     }
+    const drawn_settings drawn(bytes);
     program calls(bytes, with_files, false);
     program_call call{};
     played all;

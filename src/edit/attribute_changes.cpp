@@ -7,6 +7,7 @@
 #include "edit/tree_namespaces.hpp"
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"
+#include "registry/family_waste.hpp"
 #include "tree/id_attributes.hpp"
 #include "tree/namespace_marks.hpp"
 #include "tree/text_compare.hpp"
@@ -223,6 +224,7 @@ void replace_declaration(xmlNodePtr element, xmlNsPtr old, xmlNsPtr made) noexce
     }
     *place = made;
     // Whoever was moved out of the tree with it may use it still.
+    count_namespace_of(element->doc);
     old->next = element->doc->oldNs->next;
     element->doc->oldNs->next = old;
 }
@@ -383,6 +385,7 @@ class trial_namespace {
     void keep() noexcept {
         is_kept_ = true;
         if (space_.taken_off != nullptr) {
+            count_namespace_of(element_->doc);
             space_.taken_off->next = element_->doc->oldNs->next;
             element_->doc->oldNs->next = space_.taken_off;
         }

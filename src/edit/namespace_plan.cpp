@@ -7,6 +7,7 @@
 #include "error_reports.hpp"
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
+#include "registry/family_waste.hpp"
 #include "tree/namespace_marks.hpp"
 #include "tree/poll_counter.hpp"
 #include "tree/text_compare.hpp"
@@ -54,8 +55,12 @@ xmlNsPtr declaration_on(const xmlNode *element, const xmlChar *prefix) noexcept 
     return nullptr;
 }
 
-xmlNsPtr declaration_in_scope(const xmlNode *node, const xmlChar *prefix) noexcept {
+namespace {
+
+[[nodiscard]] xmlNsPtr find_declaration(const xmlNode *node, const xmlChar *prefix,
+                                        poll_counter &poll) {
     for (; node != nullptr; node = node->parent) {
+        poll.step();
         if (xmlNsPtr const found = declaration_on(node, prefix)) {
             return found;
         }
@@ -63,12 +68,21 @@ xmlNsPtr declaration_in_scope(const xmlNode *node, const xmlChar *prefix) noexce
     return nullptr;
 }
 
-xmlNsPtr prefixed_declaration(const xmlNode *node, const xmlChar *uri) noexcept {
+} // namespace
+
+xmlNsPtr declaration_in_scope(const xmlNode *node, const xmlChar *prefix) {
+    poll_counter poll;
+    return find_declaration(node, prefix, poll);
+}
+
+xmlNsPtr prefixed_declaration(const xmlNode *node, const xmlChar *uri) {
+    poll_counter poll;
     for (const xmlNode *above = node; above != nullptr; above = above->parent) {
+        poll.step();
         for (xmlNsPtr record = declared_namespaces(above); record != nullptr;
              record = record->next) {
             if (record->prefix != nullptr && same_or_absent(record->href, uri) &&
-                declaration_in_scope(node, record->prefix) == record) {
+                find_declaration(node, record->prefix, poll) == record) {
                 return record;
             }
         }
@@ -76,8 +90,10 @@ xmlNsPtr prefixed_declaration(const xmlNode *node, const xmlChar *uri) noexcept 
     return nullptr;
 }
 
-bool has_default_namespace(const xmlNode *parent) noexcept {
+bool has_default_namespace(const xmlNode *parent) {
+    poll_counter poll;
     for (; parent != nullptr && parent->type == XML_ELEMENT_NODE; parent = parent->parent) {
+        poll.step();
         if (const xmlNs *const record = declaration_on(parent, nullptr)) {
             return uri_of(record) != nullptr;
         }
@@ -90,8 +106,10 @@ bool has_default_namespace(const xmlNode *parent) noexcept {
     return false;
 }
 
-bool stands_below_declarations(const xmlNode *node) noexcept {
+bool stands_below_declarations(const xmlNode *node) {
+    poll_counter poll;
     for (const xmlNode *above = node->parent; above != nullptr; above = above->parent) {
+        poll.step();
         if (declared_namespaces(above) != nullptr) {
             return true;
         }
@@ -130,6 +148,7 @@ void unlink_declaration(xmlDocPtr document, xmlNodePtr element, xmlNsPtr record)
         place = &(*place)->next;
     }
     *place = record->next;
+    count_namespace_of(document);
     record->next = document->oldNs->next; // behind the one for "xml", which stays the first
     document->oldNs->next = record;
 }
@@ -412,21 +431,32 @@ void namespace_plan::enter(xmlNodePtr element) {
 
 // The declarations above a place, the outermost first.
 void namespace_plan::push_scope_of(const xmlNode *parent) {
+    if (parent != nullptr && parent == scope_parent_) {
+        scope_.pop_to(scope_base_);
+        return;
+    }
+    scope_parent_ = nullptr;
+    scope_.pop_to(0);
+    poll_counter poll;
     growing_array<xmlNsPtr, 16> records;
     for (const xmlNode *above = parent; above != nullptr; above = above->parent) {
+        poll.step();
         for (xmlNsPtr record = declared_namespaces(above); record != nullptr;
              record = record->next) {
+            poll.step();
             records.push_back(record);
         }
     }
     for (std::size_t index = records.size(); index != 0; --index) {
         xmlNsPtr const record = records[index - 1];
+        poll.step();
         scope_.push(record->prefix, uri_of(record), record);
     }
+    scope_parent_ = parent;
+    scope_base_ = scope_.size();
 }
 
 void namespace_plan::fit(xmlNodePtr top, const xmlNode *parent, const node_set *apart) {
-    scope_.pop_to(0);
     hoisted_.pop_to(0);
     levels_.shrink(0);
     push_scope_of(parent);
@@ -466,7 +496,7 @@ void namespace_plan::fit_detached(xmlNodePtr top, const xmlNode *parent) {
         return;
     }
     const bool shows_default = uri_of(top->ns) == nullptr && !has_undeclared_prefix(top);
-    if ((!shows_default && first_child(top) == nullptr) || !has_default_namespace(parent)) {
+    if ((!shows_default && first_child(top) == nullptr) || !meets_default(parent)) {
         return;
     }
     if (shows_default) {
@@ -476,8 +506,24 @@ void namespace_plan::fit_detached(xmlNodePtr top, const xmlNode *parent) {
     }
 }
 
+bool namespace_plan::leaves_declarations(const xmlNode *top) {
+    if (top->parent == nullptr || top->parent != left_parent_) {
+        leaves_declarations_ = stands_below_declarations(top);
+        left_parent_ = top->parent;
+    }
+    return leaves_declarations_;
+}
+
+bool namespace_plan::meets_default(const xmlNode *parent) {
+    if (parent != new_parent_) {
+        meets_default_ = has_default_namespace(parent);
+        new_parent_ = parent;
+    }
+    return meets_default_;
+}
+
 void namespace_plan::fit_moved(xmlNodePtr top, const xmlNode *parent, const node_set *apart) {
-    if (stands_below_declarations(top)) {
+    if (leaves_declarations(top)) {
         fit(top, parent, apart);
     } else {
         fit_detached(top, parent);

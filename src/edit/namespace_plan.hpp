@@ -23,14 +23,17 @@ namespace pkg_dbe_xml {
 // is none.
 [[nodiscard]] xmlNsPtr declaration_on(const xmlNode *element, const xmlChar *prefix) noexcept;
 // The nearest declaration of a prefix on a node or above it; null when there is none. The prefix
-// "xml" has none.
-[[nodiscard]] xmlNsPtr declaration_in_scope(const xmlNode *node, const xmlChar *prefix) noexcept;
+// "xml" has none. Throws when the statement was asked to stop.
+[[nodiscard]] xmlNsPtr declaration_in_scope(const xmlNode *node, const xmlChar *prefix);
 // A declaration with a prefix, in scope at a node, of this URI; null when there is none.
-[[nodiscard]] xmlNsPtr prefixed_declaration(const xmlNode *node, const xmlChar *uri) noexcept;
+// Throws when the statement was asked to stop.
+[[nodiscard]] xmlNsPtr prefixed_declaration(const xmlNode *node, const xmlChar *uri);
 // Whether an unprefixed element that came to stand below `parent` would be in a namespace.
-[[nodiscard]] bool has_default_namespace(const xmlNode *parent) noexcept;
-// Whether a node stands below one that declares a namespace.
-[[nodiscard]] bool stands_below_declarations(const xmlNode *node) noexcept;
+// Throws when the statement was asked to stop.
+[[nodiscard]] bool has_default_namespace(const xmlNode *parent);
+// Whether a node stands below one that declares a namespace. Throws when the statement was asked to
+// stop.
+[[nodiscard]] bool stands_below_declarations(const xmlNode *node);
 [[nodiscard]] bool is_xml_prefix(const xmlChar *prefix) noexcept;
 // Whether the name of a node holds a colon that separates no prefix: it was written with a prefix
 // that nothing declares.
@@ -111,6 +114,8 @@ class namespace_plan {
     [[nodiscard]] xmlNsPtr declare(xmlNodePtr element, const xmlChar *uri, const xmlChar *prefix);
     [[nodiscard]] xmlNsPtr declare_generated(xmlNodePtr element, const xmlChar *uri);
     void push_scope_of(const xmlNode *parent);
+    [[nodiscard]] bool leaves_declarations(const xmlNode *top);
+    [[nodiscard]] bool meets_default(const xmlNode *parent);
     void enter(xmlNodePtr element);
     void fit_element(xmlNodePtr element);
     void fit_attribute(xmlNodePtr element, xmlNodePtr attribute);
@@ -124,6 +129,13 @@ class namespace_plan {
     namespace_scope scope_;
     namespace_scope hoisted_;               // declared on `topmost_` for what stands below it
     growing_array<std::size_t, 16> levels_; // size of the scope before each open element
+    // What was found by climbing last; siblings and what comes to stand side by side climb once.
+    const xmlNode *scope_parent_ = nullptr;
+    std::size_t scope_base_ = 0; // size of the scope of that parent
+    const xmlNode *left_parent_ = nullptr;
+    bool leaves_declarations_ = false;
+    const xmlNode *new_parent_ = nullptr;
+    bool meets_default_ = false;
     xmlNodePtr topmost_ = nullptr;
     std::uint32_t generated_ = 0;
     bool applied_ = false;

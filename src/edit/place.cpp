@@ -3,8 +3,10 @@
 #include "edit/place.hpp"
 
 #include "libxml/xml.hpp"
+#include "registry/kept_trees.hpp"
 #include "tree/id_attributes.hpp"
 #include "tree/immutable_nodes.hpp"
+#include "tree/poll_counter.hpp"
 #include "tree/typed_access.hpp"
 
 #include <algorithm>
@@ -15,13 +17,6 @@ namespace {
 
 [[nodiscard]] xmlDocPtr document_of(xmlNodePtr node) noexcept {
     return is_document(node) ? reinterpret_cast<xmlDocPtr>(node) : node->doc;
-}
-
-[[nodiscard]] bool is_inside(const xmlNode *node, const xmlNode *top) noexcept {
-    while (node != nullptr && node != top) {
-        node = node->parent;
-    }
-    return node == top;
 }
 
 [[nodiscard]] place_fault check_parent(const xmlNode *parent) noexcept {
@@ -86,22 +81,6 @@ void take_out(xmlNodePtr node) noexcept {
 }
 
 } // namespace
-
-place_fault check_child(const xmlNode *parent, const xmlNode *child) noexcept {
-    if (const place_fault fault = check_types(parent, child); fault != place_fault::none) {
-        return fault;
-    }
-    if (child->doc != document_of(const_cast<xmlNodePtr>(parent))) {
-        return place_fault::other_document;
-    }
-    if (parent == child || (first_child(child) != nullptr && is_inside(parent, child))) {
-        return place_fault::below_itself;
-    }
-    if (is_immutable(parent)) {
-        return place_fault::immutable_parent;
-    }
-    return is_immutable(child) ? place_fault::immutable_child : place_fault::none;
-}
 
 xmlNodePtr next_changeable(xmlNodePtr node, const xmlNode *top) noexcept {
     if (!is_declaration(node->type)) {
@@ -202,8 +181,47 @@ place_check placement::check_document() const noexcept {
     return {};
 }
 
+// Climbs once for all nodes, and not at all where nothing stands below any of them.
+void placement::look_above() {
+    const bool may_stand_above = std::any_of(nodes_.begin(), nodes_.end(), [](const xmlNode *node) {
+        return first_child(node) != nullptr;
+    });
+    xmlNodePtr const end = may_stand_above ? nullptr : parent_->parent;
+    poll_counter poll;
+    for (xmlNodePtr above = parent_; above != end; above = above->parent) {
+        poll.step();
+        if (is_moved(above)) {
+            above_.push_back(above);
+        }
+    }
+    sort_nodes(above_);
+}
+
+// Whether a node may stand below the parent, which may change; its other children are not looked
+// at.
+place_fault placement::check_child(const xmlNode *child) {
+    if (const place_fault fault = check_types(parent_, child); fault != place_fault::none) {
+        return fault;
+    }
+    if (child->doc != document_of(parent_)) {
+        return place_fault::other_document;
+    }
+    if (is_member(above_, child)) {
+        return place_fault::below_itself;
+    }
+    if (child->parent != nullptr && child->parent == checked_parent_) {
+        return place_fault::none; // it may change as its sibling may
+    }
+    if (is_immutable(child)) {
+        return place_fault::immutable_child;
+    }
+    checked_parent_ = child->parent;
+    return place_fault::none;
+}
+
 place_check placement::check() {
     keep_last_of_each();
+    look_above();
     if (const place_fault fault = check_parent(parent_); fault != place_fault::none) {
         return {fault, parent_};
     }
@@ -224,7 +242,7 @@ place_check placement::check() {
         }
     }
     for (const xmlNodePtr node : nodes_) {
-        if (const place_fault fault = check_child(parent_, node); fault != place_fault::none) {
+        if (const place_fault fault = check_child(node); fault != place_fault::none) {
             return {fault, node};
         }
     }
@@ -250,11 +268,40 @@ void placement::prepare() {
             }
         }
     }
+    left_trees_.reserve(nodes_.size() + 2); // the replaced one, and the parent's
 }
 
-void placement::carry_out(family &owner) noexcept {
+// The node, or one that stands below it, leaves: the tree is settled when all stand in their
+// places.
+void placement::leave_tree(xmlNodePtr node) noexcept {
+    if (node->parent != nullptr || node == parent_) {
+        if (xmlNodePtr const root = take_witness_along(node)) {
+            left_trees_.push_back(root);
+        }
+    }
+}
+
+void placement::remove_children() noexcept {
+    xmlNodePtr child = parent_->children;
+    while (child != nullptr && !is_moved(child)) {
+        xmlNodePtr const next = child->next;
+        retire_fitted(child);
+        child = next;
+    }
+}
+
+void placement::carry_out() noexcept {
     const host::tree_scope scope;
     note_value_change(parent_);
+    for (const xmlNodePtr node : nodes_) {
+        leave_tree(node);
+    }
+    if (replaced_ != nullptr) {
+        leave_tree(replaced_);
+    }
+    if (leaving_ == leaving::all_children) {
+        leave_tree(parent_);
+    }
     xmlNodePtr reference = anchor_ != nullptr && is_moved(anchor_) ? anchor_ : reference_;
     for (const xmlNodePtr node : nodes_) {
         if (node == anchor_) {
@@ -271,17 +318,15 @@ void placement::carry_out(family &owner) noexcept {
             drop_repeated_declarations(node);
         }
     }
-    // Last: with what leaves may go the tree that it stood in, when nobody needs that any more.
     if (replaced_ != nullptr) {
         take_out(replaced_);
     }
     if (leaving_ == leaving::all_children) {
-        xmlNodePtr child = parent_->children;
-        while (child != nullptr && !is_moved(child)) {
-            xmlNodePtr const next = child->next;
-            retire(owner, child);
-            child = next;
-        }
+        remove_children();
+    }
+    // Last: with what leaves may go the tree that it stood in, when nobody needs that any more.
+    for (const xmlNodePtr root : left_trees_) {
+        settle_left_tree(root);
     }
 }
 

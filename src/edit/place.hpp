@@ -34,10 +34,6 @@ struct place_check {
     [[nodiscard]] bool passed() const noexcept { return fault == place_fault::none; }
 };
 
-// Whether one node may stand below another; the other children of a document are not looked at.
-// Costs the depth of `parent` when something stands below `child`.
-[[nodiscard]] place_fault check_child(const xmlNode *parent, const xmlNode *child) noexcept;
-
 // The node after `node` in document order below `top`, as next_below gives it, but without what
 // stands in a document type.
 [[nodiscard]] xmlNodePtr next_changeable(xmlNodePtr node, const xmlNode *top) noexcept;
@@ -61,16 +57,21 @@ class placement {
     void around(xmlNodePtr anchor) noexcept { anchor_ = anchor; }
     // Adds a node, or the children of a fragment. Throws when memory runs out.
     void add(xmlNodePtr node);
-    // The first node added that cannot stand there. Throws when memory runs out.
+    // The first node added that cannot stand there. Throws when memory runs out or the statement
+    // was asked to stop.
     [[nodiscard]] place_check check();
-    // Whatever can fail: plans namespaces. After a check that passed.
+    // Whatever can fail: plans namespaces. After a check that passed. Throws as that does.
     void prepare();
     // Puts the nodes in their places. What leaves stays, outside of the tree, for those who name
     // it. Never throws.
-    void carry_out(family &owner) noexcept;
+    void carry_out() noexcept;
 
   private:
     void keep_last_of_each();
+    void look_above();
+    [[nodiscard]] place_fault check_child(const xmlNode *child);
+    void leave_tree(xmlNodePtr node) noexcept;
+    void remove_children() noexcept;
     [[nodiscard]] place_check check_document() const noexcept;
     [[nodiscard]] bool is_moved(const xmlNode *node) const noexcept;
     [[nodiscard]] bool leaves(const xmlNode *child) const noexcept;
@@ -82,6 +83,9 @@ class placement {
     xmlNodePtr anchor_ = nullptr;
     node_set nodes_;
     node_set sorted_;
+    node_set above_;                          // those of them that stand above the parent
+    const xmlNode *checked_parent_ = nullptr; // of the node that was checked last
+    growing_array<xmlNodePtr, 8> left_trees_; // kept for what leaves them
     namespace_plan plan_;
 };
 

@@ -6,6 +6,7 @@
 
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"
+#include "registry/family_waste.hpp"
 #include "tree/text_compare.hpp"
 #include "tree/typed_access.hpp"
 #include "xml_owner.hpp"
@@ -45,6 +46,7 @@ xmlNsPtr add_shared_namespace(xmlDocPtr document, const xmlChar *uri, const xmlC
     if (made == nullptr || scope.refused()) {
         report(reports::out_of_memory);
     }
+    count_namespace_of(document);
     made->next = first->next;
     first->next = made.get();
     return made.release();

@@ -29,7 +29,7 @@ attribute_and_element nodes_of(const XMLHashEntry &element, const XMLHashEntry &
 
 // Whether both handles belong together and may be changed.
 [[nodiscard]] bool is_changeable_attribute(const XMLHashEntry &element,
-                                           const XMLHashEntry &attribute) noexcept {
+                                           const XMLHashEntry &attribute) {
     xmlNodePtr const node = as_node(attribute.object);
     return is_attribute(node) && !is_immutable(node) &&
            find_family(attribute) == find_family(element);

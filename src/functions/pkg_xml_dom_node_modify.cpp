@@ -5,8 +5,13 @@
 #include "edit/tree_copy.hpp"
 #include "edit/tree_texts.hpp"
 #include "functions/call_frame.hpp"
+#include "libxml/xml.hpp"
+#include "registry/family_waste.hpp"
 #include "text/text_argument.hpp"
 #include "tree/immutable_nodes.hpp"
+
+#include <algorithm>
+#include <cstdint>
 
 namespace pkg_dbe_xml {
 
@@ -82,11 +87,18 @@ class adopted_copy {
     bool kept_ = false;
 };
 
-// The copy of a document belongs to the family that it was imported into and goes with it.
+// The copy of a document belongs to the family that it was imported into, and goes with it unless
+// nobody needs it before.
 host::datum import_document(const XMLHashEntry &into, xmlDocPtr document, xmlDocPtr source) {
-    adopted_copy copy(family_of(into), copy_document(document, source));
+    family &owner = family_of(into);
+    free_idle_copies(owner);
+    free_idle_namespaces(owner);
+    const std::int64_t before = host::gate.bytes_in_use;
+    adopted_copy copy(owner, copy_document(document, source));
     const host::datum result = mint_handle<XMLDomNodeType::node>(into, copy.get());
     copy.keep();
+    count_copy(owner, static_cast<std::size_t>(
+                          std::max<std::int64_t>(host::gate.bytes_in_use - before, 0)));
     return result;
 }
 

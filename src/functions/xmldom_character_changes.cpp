@@ -94,7 +94,6 @@ host::datum set_attribute_value(const package_call &here, const named_node &node
 // The children of an element or a fragment give way to one text, or to none.
 host::datum set_only_text(const package_call &here, const named_node &node, const xmlChar *text) {
     require_data(here, 1, XML_TEXT_NODE, text);
-    family &owner = family_of(*node.entry);
     placement place(node.node, nullptr, leaving::all_children);
     xml_node_ptr made;
     if (*text != 0) {
@@ -108,7 +107,7 @@ host::datum set_only_text(const package_call &here, const named_node &node, cons
     require_place(here, 0, node.node, place.check());
     place.prepare();
     const host::datum result = here.result(node, node.node);
-    place.carry_out(owner);
+    place.carry_out();
     made.release();
     return result;
 }

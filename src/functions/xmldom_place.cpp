@@ -41,10 +41,9 @@ host::datum put(const package_call &here, const named_node &parent, const named_
     placement place(parent.node, reference, what);
     place.add(child.node);
     require_place(here, 1, parent.node, place.check());
-    family &owner = family_of(*parent.entry);
     place.prepare();
     const host::datum result = here.result(shown, shown.node);
-    place.carry_out(owner);
+    place.carry_out();
     return result;
 }
 
@@ -72,10 +71,9 @@ host::datum put_all(const package_call &here, const host::call &call, const name
     }
     add_nodes(here, call, parent, place);
     require_place(here, 1, parent.node, place.check());
-    family &owner = family_of(*parent.entry);
     place.prepare();
     const host::datum result = here.result(shown, shown.node);
-    place.carry_out(owner);
+    place.carry_out();
     return result;
 }
 

@@ -381,6 +381,10 @@ inline constexpr unsigned k_many_lists = 0xFFFF;
     const std::uintptr_t word = names_and_marks(node);
     return (word & ~k_witness) == 0 && (word != 0 || node->parent == nullptr);
 }
+// An entry has let go of the last name of such a node, and still holds it: frees the detached tree
+// that was kept for it unless it is kept for another reason. `is_own` as it was. Throws when the
+// statement was asked to stop, and the entry names the node again.
+void release_last_name(XMLHashEntry &entry, xmlNodePtr node, bool is_own);
 // Frees the detached tree of such a node if none of it is kept for another reason.
 void let_go(xmlNodePtr node) noexcept;
 // The same for many nodes, once it is known of all of them: puts a node that may go on a chain,
@@ -406,12 +410,14 @@ inline void release_entry(XMLHashEntry &entry) {
         return;
     }
     xmlNodePtr const node = as_node(entry.object);
+    const bool is_own = entry.is_own;
     remove_name(entry);
+    if (may_go(node)) [[unlikely]] {
+        release_last_name(entry, node, is_own);
+        return;
+    }
     entry.object = nullptr;
     settle_slot(entry, entry.key);
-    if (may_go(node)) [[unlikely]] {
-        let_go(node);
-    }
 }
 
 // The first 16 bytes of an entry, key, type and kind, as they are written: two words put together
@@ -467,7 +473,12 @@ void discard_family(registry &state, family &owner) noexcept;
 void join_family(family &owner, document_entry &document) noexcept;
 void leave_family(document_entry &document) noexcept;
 // Ends a family: nothing names anything of it afterwards, its lists are empty, its trees are freed.
+// Takes as long as the family has handles, whatever the statement is asked: for the end of a
+// session.
 void end_family(registry &state, family &owner) noexcept;
+// The same for the middle of one. Throws when memory runs out or the statement was asked to stop,
+// and has then changed nothing.
+void end_family_unless_stopped(registry &state, family &owner);
 // The first part of that: handles and parsers name nothing. The handles of `but`, which may be
 // null, are left alone. Puts the roots of detached trees on the chain.
 void disown_family(family &owner, const document_entry *but, xmlNodePtr &chain) noexcept;
@@ -485,6 +496,9 @@ void forget_transaction() noexcept;
 // Ends a document id, and its family when it was the last to have a share in it. Does not recycle
 // the id.
 void end_document(registry &state, document_entry &document) noexcept;
+// The same for the middle of a session. Throws when memory runs out or the statement was asked to
+// stop, and has then changed nothing.
+void end_document_unless_stopped(registry &state, document_entry &document);
 
 // --- families that rest, src/registry/resting_families.cpp --------------------------------------
 

@@ -2,8 +2,11 @@
 #include "registry/dom_map.hpp"
 
 #include "libxml/xml.hpp"
+#include "registry/family_waste.hpp"
+#include "registry/kept_trees.hpp"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace pkg_dbe_xml {
 namespace {
@@ -24,24 +27,33 @@ template <class Object> void reserve_kept(kept_objects<Object> &kept, std::size_
     kept.capacity = capacity;
 }
 
-void collect_member(xmlNodePtr member, void *collected) noexcept {
-    collect_tree(*static_cast<xmlNodePtr *>(collected), member);
-}
+// For a family whose detached trees are known: not even the nodes are read.
+struct nobody_collects {
+    void operator()(xmlNodePtr) const noexcept {}
+};
 
-// Lets every entry of a document id go of its object; lists stay, empty.
-void disown_entries(document_entry &document, xmlNodePtr &collected) noexcept {
-    for_each_slot(document, [&collected](XMLHashEntry &entry) {
+// Lets every entry of a document id go of its object; lists stay, empty. Calls `collect` with each
+// node that was named or listed.
+template <class Collect> void disown_entries(document_entry &document, Collect &collect) noexcept {
+    for_each_slot(document, [&collect](XMLHashEntry &entry) {
         if (entry.object == nullptr) {
             return;
         }
         if (entry.kind == XMLDomNodeType::node_list) {
-            for_each_member(entry, collect_member, &collected);
+            if constexpr (!std::is_same_v<Collect, nobody_collects>) {
+                for_each_member(
+                    entry,
+                    [](xmlNodePtr member, void *state) noexcept {
+                        (*static_cast<Collect *>(state))(member);
+                    },
+                    &collect);
+            }
             xmlListClear(static_cast<xmlListPtr>(entry.object));
             free_of_handles(entry.members.index, index_bytes(entry));
             entry.members = {};
             return;
         }
-        collect_tree(collected, as_node(entry.object));
+        collect(as_node(entry.object));
         entry.object = nullptr;
     });
 }
@@ -67,7 +79,7 @@ family *find_shared(registry &state, void *document) noexcept {
 
 family &make_family(registry &state, xmlDocPtr main) {
     auto *const owner = static_cast<family *>(
-        host::mmgr_memory_alloc_zero(host::u_sess.xmldom_context, sizeof(family)));
+        host::mmgr_memory_alloc_zero(host::u_sess.xmldom_context, sizeof(whole_family)));
     std::unique_ptr<family, host::memory_deleter> guard(owner);
     if (main != nullptr) {
         void *const key = main;
@@ -119,27 +131,23 @@ void leave_family(document_entry &document) noexcept {
     document.previous_in_family = nullptr;
 }
 
-void end_family(registry &state, family &owner) noexcept {
-    xmlNodePtr collected = nullptr;
-    disown_family(owner, nullptr, collected);
-    free_family(state, owner, collected);
-}
+namespace {
 
-void disown_family(family &owner, const document_entry *but, xmlNodePtr &chain) noexcept {
+// The handles of `but` are left alone; it may be null.
+template <class Collect>
+void disown_all(family &owner, const document_entry *but, Collect collect) noexcept {
     while (owner.ids != nullptr) {
         document_entry &document = *owner.ids;
         if (&document != but) {
-            disown_entries(document, chain);
+            disown_entries(document, collect);
         }
         leave_family(document);
     }
     forget_parsers(owner);
 }
 
-void free_family(registry &state, family &owner, xmlNodePtr chain) noexcept {
-    const host::tree_scope scope;
-    const std::int64_t before = host::gate.bytes_in_use;
-    free_collected(owner, chain);
+// Frees a family that nothing names, and whose detached trees are freed.
+void free_rest_of(registry &state, family &owner) noexcept {
     xmlFreeNsList(owner.namespaces);
     for (std::size_t index = 0; index < owner.copies.count; ++index) {
         host::free_document(owner.copies.objects[index]);
@@ -147,6 +155,36 @@ void free_family(registry &state, family &owner, xmlNodePtr chain) noexcept {
     xmlDocPtr const main = owner.main;
     discard_family(state, owner);
     host::free_document(main);
+}
+
+} // namespace
+
+void end_family(registry &state, family &owner) noexcept {
+    xmlNodePtr collected = nullptr;
+    disown_family(owner, nullptr, collected);
+    free_family(state, owner, collected);
+}
+
+void end_family_unless_stopped(registry &state, family &owner) {
+    detached_trees trees;
+    trees.collect(owner);
+    const host::tree_scope scope;
+    const std::int64_t before = host::gate.bytes_in_use;
+    disown_all(owner, nullptr, nobody_collects{});
+    trees.free_all(owner);
+    free_rest_of(state, owner);
+    host::give_memory_back(before - host::gate.bytes_in_use);
+}
+
+void disown_family(family &owner, const document_entry *but, xmlNodePtr &chain) noexcept {
+    disown_all(owner, but, [&chain](xmlNodePtr node) { collect_tree(chain, node); });
+}
+
+void free_family(registry &state, family &owner, xmlNodePtr chain) noexcept {
+    const host::tree_scope scope;
+    const std::int64_t before = host::gate.bytes_in_use;
+    free_collected(owner, chain);
+    free_rest_of(state, owner);
     host::give_memory_back(before - host::gate.bytes_in_use);
 }
 

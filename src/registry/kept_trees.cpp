@@ -10,10 +10,9 @@
 #include "registry/dom_map.hpp"
 
 #include "libxml/xml.hpp"
+#include "registry/family_waste.hpp"
 #include "tree/id_attributes.hpp"
 #include "tree/namespace_marks.hpp"
-
-#include <algorithm>
 
 namespace pkg_dbe_xml {
 namespace {
@@ -59,15 +58,34 @@ static_assert(alignof(XMLHashEntry) > k_marks && alignof(xmlNode) > k_marks, "ro
     return nullptr;
 }
 
+// Goes through a tree to its end, come what may.
+struct no_looks {
+    void step() noexcept {}
+};
+
 // The first needed node of a tree from `node` on, as far as `end`; null when there is none.
-[[nodiscard]] xmlNodePtr find_needed(xmlNodePtr node, const xmlNode *top,
-                                     const xmlNode *end = nullptr) noexcept {
+template <class Poll>
+[[nodiscard]] xmlNodePtr find_needed(xmlNodePtr node, const xmlNode *top, const xmlNode *end,
+                                     Poll &poll) {
     for (; node != end; node = next_below(node, top)) {
+        poll.step();
         if (xmlNodePtr const needed = needed_at(node)) {
             return needed;
         }
     }
     return nullptr;
+}
+
+[[nodiscard]] xmlNodePtr find_needed(xmlNodePtr top) noexcept {
+    no_looks poll;
+    return find_needed(top, top, nullptr, poll);
+}
+
+// The same of a whole tree, beginning at `from`.
+template <class Poll>
+[[nodiscard]] xmlNodePtr find_needed_from(xmlNodePtr from, xmlNodePtr root, Poll &poll) {
+    xmlNodePtr const needed = find_needed(from, root, nullptr, poll);
+    return needed == nullptr && from != root ? find_needed(root, root, from, poll) : needed;
 }
 
 // Where a walk through the tree of `top` comes upon a node: attributes and their texts with their
@@ -91,44 +109,61 @@ void appoint_witness(xmlNodePtr root, xmlNodePtr witness) noexcept {
     return (names_and_marks(node) & k_holds_witness) != 0;
 }
 
-// `node`, or what stands below it, is about to leave its tree. The root of the tree if its witness
-// is there; it has none any more then. Null otherwise.
-[[nodiscard]] xmlNodePtr take_witness_along(xmlNodePtr node) noexcept {
-    if (current_registry()->witnesses == 0) {
-        return nullptr;
+[[nodiscard]] bool is_witness(const xmlNode *node) noexcept {
+    return (names_and_marks(node) & k_witness) != 0;
+}
+
+// Whether the node is a witness, or what hangs on it beside its children.
+[[nodiscard]] bool has_witness_at(const xmlNode *node) noexcept {
+    if (is_witness(node)) {
+        return true;
     }
-    xmlNodePtr const root = top_of(node);
-    if (!holds_witness(root)) {
-        return nullptr;
+    for (xmlAttrPtr attribute = first_attribute(node); attribute != nullptr;
+         attribute = attribute->next) {
+        if (is_witness(as_node(attribute))) {
+            return true;
+        }
+        for (const xmlNode *child = attribute->children; child != nullptr; child = child->next) {
+            if (is_witness(child)) {
+                return true;
+            }
+        }
     }
-    const xmlNode *witness = rest_of(names_and_marks(root));
-    while (witness != nullptr && witness != node) {
-        witness = witness->parent;
+    return false;
+}
+
+// The root of the tree that `node` stands in, if the tree's witness is `node` or stands below it;
+// null otherwise. Goes down and up in turns: the cost is the size of what stands below the node, or
+// the way to the root and from there to the witness, whichever is less. So whoever asks for many
+// nodes, none of them below another, goes through their tree once.
+[[nodiscard]] xmlNodePtr find_root_by_witness(xmlNodePtr node) noexcept {
+    xmlNodePtr below = node;
+    const xmlNode *above = node;
+    xmlNodePtr root = nullptr;
+    for (; below != nullptr && !has_witness_at(below); below = next_below(below, node)) {
+        if (root == nullptr && above->parent != nullptr) {
+            above = above->parent;
+            continue;
+        }
+        if (root == nullptr) {
+            root = const_cast<xmlNodePtr>(above);
+            if (!holds_witness(root)) {
+                return nullptr;
+            }
+            above = rest_of(names_and_marks(root));
+        }
+        if (above == node) {
+            return root;
+        }
+        above = above->parent;
+        if (above == nullptr) {
+            return nullptr;
+        }
     }
-    if (witness == nullptr) {
-        return nullptr;
-    }
-    dismiss_witness(root);
-    return root;
+    return below == nullptr ? nullptr : top_of(node);
 }
 
 // --- freeing ------------------------------------------------------------------------------------
-
-// Namespace records of the tree that nodes elsewhere may use live on with the family.
-void save_namespaces(family &owner, xmlNodePtr top) noexcept {
-    for (xmlNodePtr node = top; node != nullptr; node = next_below(node, top)) {
-        if (!declares_for_others(node)) {
-            continue;
-        }
-        xmlNsPtr last = node->nsDef;
-        while (last->next != nullptr) {
-            last = last->next;
-        }
-        last->next = owner.namespaces;
-        owner.namespaces = node->nsDef;
-        node->nsDef = nullptr;
-    }
-}
 
 // There is no time to free the rest of a tree: the statement is to stop. It goes with its family.
 void leave_for_later(family *owner, xmlNodePtr root) noexcept {
@@ -144,22 +179,15 @@ void free_tree(xmlNodePtr root) noexcept {
     const host::tree_scope scope;
     const std::int64_t before = host::gate.bytes_in_use;
     family *const owner = family_of_document(root->doc);
-    if (owner != nullptr) {
-        save_namespaces(*owner, root);
-    }
-    if (!host::free_tree(root)) {
+    if ((owner != nullptr && !save_namespaces(*owner, root)) || !host::free_tree(root)) {
         leave_for_later(owner, root);
     }
     host::give_memory_back(before - host::gate.bytes_in_use);
 }
 
-// Keeps a detached tree whose root is not needed for another node of it, looked for from `from` on;
-// frees it when there is none.
-void settle_tree(xmlNodePtr root, xmlNodePtr from) noexcept {
-    xmlNodePtr needed = find_needed(from, root);
-    if (needed == nullptr && from != root) {
-        needed = find_needed(root, root, from);
-    }
+// Keeps a detached tree whose root is not needed for another node of it; frees it when there is
+// none.
+void settle_tree(xmlNodePtr root, xmlNodePtr needed) noexcept {
     if (needed == nullptr) {
         free_tree(root);
     } else {
@@ -167,17 +195,10 @@ void settle_tree(xmlNodePtr root, xmlNodePtr from) noexcept {
     }
 }
 
-// Frees a tree that has lost its witness unless it is kept for another node.
-void settle_left_tree(xmlNodePtr root) noexcept {
-    if (root != nullptr) {
-        settle_tree(root, root);
-    }
-}
-
 // Takes a node out of use once nobody else of its tree is concerned. `marked` tells whether the
 // elements above know already that what they declare is in use elsewhere.
 void retire_alone(xmlNodePtr node, bool &marked) noexcept {
-    xmlNodePtr const needed = find_needed(node, node);
+    xmlNodePtr const needed = find_needed(node);
     if (needed != nullptr && !marked) {
         mark_used_outside(node);
         marked = true;
@@ -222,17 +243,85 @@ void drop_names(xmlNodePtr node) noexcept {
     }
 }
 
-void let_go(xmlNodePtr node) noexcept {
-    if (is_kept(node)) {
+namespace {
+
+// What a node that is needed no more leaves behind: a detached tree that was kept for it, and the
+// next node to keep it for.
+struct left_behind {
+    xmlNodePtr root = nullptr; // null: no tree depends on the node
+    xmlNodePtr needed = nullptr;
+};
+
+template <class Poll> [[nodiscard]] left_behind look_behind(xmlNodePtr node, Poll &poll) {
+    if (is_kept(node) || is_document(node)) {
+        return {};
+    }
+    if (is_witness(node)) {
+        xmlNodePtr const root = top_of(node);
+        return {root, find_needed_from(place_in_walk(node, root), root, poll)};
+    }
+    if (can_be_root(node) && !holds_witness(node)) {
+        return {node, find_needed(node, node, nullptr, poll)};
+    }
+    return {};
+}
+
+void settle(const left_behind &found) noexcept {
+    if (found.root == nullptr) {
         return;
     }
-    if ((names_and_marks(node) & k_witness) != 0) {
-        xmlNodePtr const root = top_of(node);
-        dismiss_witness(root);
-        settle_tree(root, place_in_walk(node, root));
-    } else if (can_be_root(node) && !holds_witness(node)) {
-        settle_tree(node, node);
+    if (holds_witness(found.root)) {
+        dismiss_witness(found.root);
     }
+    settle_tree(found.root, found.needed);
+}
+
+// Imported documents are kept as trees are, but not freed at once.
+void note_idle(xmlNodePtr node) noexcept {
+    family *const owner = family_of_document(node->doc);
+    if (owner != nullptr && is_document(node) && as_node(owner->main) != node) {
+        count_idle_copy(*owner);
+    }
+}
+
+void free_waste_of(family *owner) noexcept {
+    if (owner != nullptr) {
+        free_idle_namespaces(*owner);
+    }
+}
+
+} // namespace
+
+void release_last_name(XMLHashEntry &entry, xmlNodePtr node, bool is_own) {
+    left_behind found;
+    try {
+        poll_counter poll;
+        found = look_behind(node, poll);
+    } catch (...) {
+        entry.is_own = is_own;
+        add_name(entry);
+        throw;
+    }
+    entry.object = nullptr;
+    settle_slot(entry, entry.key);
+    if (is_document(node)) {
+        note_idle(node);
+        return;
+    }
+    family *const owner = family_of_document(node->doc);
+    settle(found);
+    free_waste_of(owner);
+}
+
+void let_go(xmlNodePtr node) noexcept {
+    if (is_document(node)) {
+        note_idle(node);
+        return;
+    }
+    family *const owner = family_of_document(node->doc);
+    no_looks poll;
+    settle(look_behind(node, poll));
+    free_waste_of(owner);
 }
 
 // A tree has one node at most that is let go of and on which something depends: its root, or its
@@ -252,11 +341,35 @@ void let_go_of_all(xmlNodePtr chain) noexcept {
         const std::uintptr_t word = names_and_marks(node);
         chain = rest_of(word);
         set_names_and_marks(node, word & k_witness);
-        let_go(node);
+        no_looks poll;
+        settle(look_behind(node, poll));
     }
 }
 
 // --- leaving a tree -----------------------------------------------------------------------------
+
+xmlNodePtr take_witness_along(xmlNodePtr node) noexcept {
+    if (current_registry()->witnesses == 0) {
+        return nullptr;
+    }
+    xmlNodePtr const root = find_root_by_witness(node);
+    if (root != nullptr) {
+        dismiss_witness(root);
+    }
+    return root;
+}
+
+void settle_left_tree(xmlNodePtr root) noexcept {
+    if (root != nullptr) {
+        settle_tree(root, find_needed(root));
+    }
+}
+
+void retire_fitted(xmlNodePtr node) noexcept {
+    const host::tree_scope scope;
+    bool marked = true;
+    retire_alone(node, marked);
+}
 
 void unlink_fitted_node(xmlNodePtr node) noexcept {
     const host::tree_scope scope;
@@ -341,15 +454,19 @@ static void free_or_hand_on(const family &owner, xmlNodePtr root) noexcept {
     if (host::free_tree(root)) {
         return;
     }
-    const auto *const copies = owner.copies.objects;
-    const auto *const copies_end = copies + owner.copies.count;
-    const bool is_own =
-        root->doc != nullptr &&
-        (root->doc == owner.main || std::find(copies, copies_end, root->doc) != copies_end);
-    if (is_own) {
+    if (family_of_document(root->doc) == &owner) {
         host::hang_on_document(root);
     } else {
         xmlFreeNode(root);
+    }
+}
+
+static void free_remains(family &owner) noexcept {
+    while (owner.remains != nullptr) {
+        xmlNodePtr const node = owner.remains;
+        owner.remains = node->next;
+        node->next = nullptr;
+        free_or_hand_on(owner, node);
     }
 }
 
@@ -360,18 +477,38 @@ void free_collected(family &owner, xmlNodePtr chain) noexcept {
         node->_private = nullptr;
         free_or_hand_on(owner, node);
     }
-    while (owner.remains != nullptr) {
-        xmlNodePtr const node = owner.remains;
-        owner.remains = node->next;
-        node->next = nullptr;
-        free_or_hand_on(owner, node);
+    free_remains(owner);
+}
+
+void detached_trees::free_all(family &owner) noexcept {
+    for (xmlNodePtr const root : roots_) {
+        if (holds_witness(root)) {
+            dismiss_witness(root);
+        }
     }
+    for (xmlNodePtr const root : roots_) {
+        root->_private = nullptr;
+        free_or_hand_on(owner, root);
+    }
+    seen_.clear();
+    roots_.clear();
+    free_remains(owner);
 }
 
 detached_trees::~detached_trees() {
     for (xmlNodePtr const node : seen_) {
         set_names_and_marks(node, names_and_marks(node) & ~k_collected);
     }
+}
+
+xmlNodePtr root_of_needed(xmlNodePtr node) noexcept {
+    if (node->parent != nullptr) {
+        if ((names_and_marks(node) & (k_witness | k_collected)) != k_witness) {
+            return nullptr;
+        }
+        node = top_of(node);
+    }
+    return can_be_root(node) && (names_and_marks(node) & k_collected) == 0 ? node : nullptr;
 }
 
 // A node that a tree is kept for, or its root.

@@ -161,4 +161,12 @@ void end_document(registry &state, document_entry &document) noexcept {
     drop_document(state, document);
 }
 
+void end_document_unless_stopped(registry &state, document_entry &document) {
+    family *const owner = document.owner;
+    if (owner != nullptr && owner->shares == (holds_share(document) ? 1U : 0U)) {
+        end_family_unless_stopped(state, *owner);
+    }
+    end_document(state, document);
+}
+
 } // namespace pkg_dbe_xml

@@ -117,13 +117,16 @@ class document_id_guard {
     std::uint32_t id_;
 };
 
-// Gives up the share of a document handle, whose name is gone already.
-void release_share(XMLHashEntry &entry) {
-    if (find_shared(*current_registry(), entry.object) == nullptr) {
+// Gives up the share of a document handle, whose name is gone already; it has it again when this
+// fails. `is_own` as it was.
+void release_share(XMLHashEntry &entry, bool is_own) {
+    try {
+        xml_domkeys_hash_decrease_key(&entry);
+    } catch (...) {
+        entry.is_own = is_own;
         add_name(entry);
-        report(reports::dom_keys_not_found);
+        throw;
     }
-    xml_domkeys_hash_decrease_key(&entry);
 }
 
 // Lets an entry go of its object: its share, its name, its list.
@@ -132,9 +135,10 @@ void release_object(XMLHashEntry &entry) {
         delete_list(entry);
         return;
     }
+    const bool is_own = entry.is_own;
     remove_name(entry);
     if (entry.key.node_id() == 0) {
-        release_share(entry);
+        release_share(entry, is_own);
     }
     entry.object = nullptr;
 }
@@ -394,9 +398,10 @@ void xml_domkeys_hash_decrease_key(XMLHashEntry *entry) {
     if (owner == nullptr) {
         report(reports::dom_keys_not_found);
     }
-    --owner->shares;
-    if (owner->shares == 0) {
-        end_family(state, *owner);
+    if (owner->shares == 1) {
+        end_family_unless_stopped(state, *owner);
+    } else {
+        --owner->shares;
     }
 }
 
@@ -423,7 +428,7 @@ void xml_release_document(const DomKey &key) {
     const std::uint32_t document_id = key.document_id();
     document_entry &document = *find_document(state, document_id);
     reserve_recycled(state.recycled);
-    end_document(state, document);
+    end_document_unless_stopped(state, document);
     push_recycled(state.recycled, document_id);
 }
 

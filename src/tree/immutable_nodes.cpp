@@ -1,11 +1,12 @@
 // What never changes.
 #include "tree/immutable_nodes.hpp"
 
+#include "tree/poll_counter.hpp"
 #include "tree/typed_access.hpp"
 
 namespace pkg_dbe_xml {
 
-bool is_immutable(const xmlNode *node) noexcept {
+bool is_immutable(const xmlNode *node) {
     if (is_declaration(node->type)) {
         return true;
     }
@@ -21,7 +22,9 @@ bool is_immutable(const xmlNode *node) noexcept {
     if (!declares_entities) {
         return false;
     }
+    poll_counter poll;
     for (const xmlNode *above = node->parent; above != nullptr; above = above->parent) {
+        poll.step();
         if (is_declaration(above->type)) {
             return true;
         }

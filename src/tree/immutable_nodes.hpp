@@ -7,6 +7,7 @@ namespace pkg_dbe_xml {
 
 // True for a declaration of the document type and for all that stands below one: none of it is
 // ever changed. Costs the depth of the node in documents that declare entities, else nothing.
-[[nodiscard]] bool is_immutable(const xmlNode *node) noexcept;
+// Throws when the statement was asked to stop.
+[[nodiscard]] bool is_immutable(const xmlNode *node);
 
 } // namespace pkg_dbe_xml

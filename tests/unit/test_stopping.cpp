@@ -5,6 +5,7 @@
 #include "libxml/xml.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
+#include "support/invariants.hpp"
 
 #include <libxml/xmlsave.h>
 
@@ -57,11 +58,16 @@ TEST_F(stopping, writing_a_long_text) {
 }
 
 TEST_F(stopping, measuring_a_long_attribute) {
-    for (const char *const declaration : {"", "<?xml version='1.0' encoding='UTF-8'?>"}) {
+    for (const std::string encoding : {"", "UTF-8", "ISO-8859-1", "UTF-16", "EUC-JP"}) {
+        const std::string declaration =
+            encoding.empty() ? "" : "<?xml version='1.0' encoding='" + encoding + "'?>";
         for (const char *const piece : {"&amp;&lt;", "text\t", "\xC3\xA4\xE2\x82\xAC\n"}) {
             const sql::handle d = document(declaration + long_attribute(piece));
             sql::result told;
             EXPECT_GE(looks([&] { told = call(xml_dom_get_doc_trees_info); }), 1);
+            if (encoding == "ISO-8859-1") {
+                EXPECT_GE(looks([&] { call(xml_dom_get_doc_trees_info); }), 8 * k_megabytes);
+            }
             // What libxml2 makes of the whole.
             auto *const tree = reinterpret_cast<xmlDocPtr>(node(d));
             std::int64_t size = 0;
@@ -72,7 +78,10 @@ TEST_F(stopping, measuring_a_long_attribute) {
                         *static_cast<std::int64_t *>(sum) += bytes;
                         return bytes;
                     },
-                    nullptr, &size, nullptr);
+                    nullptr, &size,
+                    encoding.empty() || encoding == "UTF-8"
+                        ? nullptr
+                        : xmlFindCharEncodingHandler(encoding.c_str()));
                 xmlSaveFormatFileTo(buffer, tree, reinterpret_cast<const char *>(tree->encoding),
                                     0);
             }
@@ -150,6 +159,78 @@ TEST_F(stopping, importing_prefixes_that_are_taken) {
         ++count;
     }
     EXPECT_EQ(count, k_count);
+}
+
+// --- what is released ---------------------------------------------------------------------------
+
+// Asked to stop at its first look, a call changes nothing; asked again, it does its work.
+class releasing : public stopping {
+  protected:
+    template <class Action> static void expect_stopped_then_done(Action action) {
+        const std::size_t handles = pkg_dbe_xml::xml_count_hashentries();
+        const std::int64_t bytes = libxml2_bytes();
+        standalone::cancel_after_polls(1);
+        const sql::result stopped = action();
+        ASSERT_TRUE(stopped.failed());
+        EXPECT_EQ(stopped.error_->sqlstate, "57014");
+        EXPECT_TRUE(sql::check_invariants());
+        EXPECT_EQ(pkg_dbe_xml::xml_count_hashentries(), handles);
+        EXPECT_EQ(libxml2_bytes(), bytes);
+        standalone::forget_cancel();
+        EXPECT_FALSE(action().failed());
+        EXPECT_LT(libxml2_bytes(), bytes);
+        EXPECT_TRUE(sql::check_invariants());
+    }
+    static std::string wide_tree() { return "<r>" + repeated("<e/>", k_width) + "</r>"; }
+    static constexpr int k_width = 20000;
+    sql::node_watch watch;
+};
+
+TEST_F(releasing, a_document_with_many_handles) {
+    const sql::handle d = document("<r/>");
+    for (int i = 0; i < k_width; ++i) {
+        call(xml_dom_makenode, root(d));
+        host::standalone::reset_caller_context();
+    }
+    EXPECT_GE(
+        looks([&] { expect_stopped_then_done([&] { return call(xml_dom_free_document, d); }); }),
+        2 * k_width / 4096);
+}
+
+TEST_F(releasing, the_last_handle_of_a_document) {
+    const sql::handle d = document("<r/>");
+    for (int i = 0; i < k_width; ++i) {
+        element(d, "e");
+    }
+    expect_stopped_then_done([&] { return call(xml_dom_free_node, d); });
+    EXPECT_TRUE(is_null(d));
+}
+
+TEST_F(releasing, all_documents) {
+    const sql::handle d = document("<r/>");
+    for (int i = 0; i < k_width; ++i) {
+        element(d, "e");
+    }
+    expect_stopped_then_done([&] { return call(xml_dom_free_all); });
+}
+
+TEST_F(releasing, a_detached_tree) {
+    const sql::handle d = document("<r/>");
+    const sql::handle copy = import(d, root(document(wide_tree())), true);
+    expect_stopped_then_done([&] { return call(xml_dom_free_node, copy); });
+    EXPECT_TRUE(is_null(copy));
+    EXPECT_EQ(detached(d), 0U);
+}
+
+// One that is kept for a node of it which is not its root.
+TEST_F(releasing, a_detached_tree_by_its_witness) {
+    const sql::handle d = document("<r/>");
+    const sql::handle copy = import(d, root(document(wide_tree())), true);
+    const sql::handle inner = first(copy);
+    call(xml_dom_free_node, copy);
+    EXPECT_EQ(detached(d), 1U);
+    expect_stopped_then_done([&] { return call(xml_dom_free_node, inner); });
+    EXPECT_EQ(detached(d), 0U);
 }
 
 } // namespace

@@ -1,6 +1,9 @@
 // Putting nodes into trees with the package xmldom, replacing them, taking them out.
 #include "package_changing.hpp"
 
+#include "libxml/xml.hpp"
+#include "standalone_session.hpp"
+
 namespace {
 
 using sql::call;
@@ -315,6 +318,74 @@ TEST_F(package_place, a_deep_tree_is_built_moved_and_copied) {
         top = made;
     }
     ASSERT_FALSE(call(xmldom_append_child, root_, top).failed());
+}
+
+// --- many nodes at a great depth ----------------------------------------------------------------
+
+// Looks are taken for each few thousand steps. Many nodes that move to one place, or leave it, go
+// all the way up once, not each of them.
+class deep_places : public package_place {
+  protected:
+    static constexpr int k_depth = 100000;
+    static constexpr int k_nodes = 400;
+    static constexpr std::int64_t k_looks_a_climb = k_depth / 4096;
+
+    // The deepest of so many elements, one below the other.
+    static sql::handle deep(const sql::handle &tree) {
+        xmlNodePtr inner = node(root(tree));
+        const host::tree_scope scope;
+        for (int level = 0; level < k_depth; ++level) {
+            inner = xmlNewChild(inner, nullptr, BAD_CAST "d", nullptr);
+        }
+        return handle(tree, inner);
+    }
+    // Elements that hold something, so that they might stand above the place.
+    static std::vector<sql::handle> filled(const sql::handle &tree) {
+        std::vector<sql::handle> made;
+        for (int i = 0; i < k_nodes; ++i) {
+            made.push_back(element(tree, "e"));
+            const host::tree_scope scope;
+            xmlNewChild(node(made.back()), nullptr, BAD_CAST "f", nullptr);
+        }
+        return made;
+    }
+    // A few climbs for all of them.
+    template <class Action> static void expect_few_climbs(Action action) {
+        const std::int64_t before = host::standalone::poll_count();
+        EXPECT_FALSE(action().failed());
+        const std::int64_t looks = host::standalone::poll_count() - before;
+        EXPECT_GE(looks, k_looks_a_climb);
+        EXPECT_LE(looks, 12 * k_looks_a_climb);
+    }
+};
+
+TEST_F(deep_places, children_come_and_go_together) {
+    for (const char *const text :
+         {"<r/>", "<r xmlns:p='urn:p'/>", "<!DOCTYPE r [<!ENTITY e 'x'>]><r xmlns='urn:d'/>"}) {
+        const sql::handle tree = document(text);
+        const sql::handle inner = deep(tree);
+        const sql::raw nodes = array(filled(tree));
+        expect_few_climbs([&] { return call(xmldom_append, inner, nodes); });
+        EXPECT_EQ(xmlChildElementCount(node(inner)), k_nodes);
+        const std::vector<sql::handle> others = filled(tree);
+        expect_few_climbs([&] { return call(xmldom_replace_children, inner, array(others)); });
+        EXPECT_EQ(xmlChildElementCount(node(inner)), k_nodes);
+        EXPECT_EQ(node(inner)->children, node(others.front()));
+        call(xml_dom_free_document, tree);
+    }
+}
+
+// The tree that they leave is kept for one of them.
+TEST_F(deep_places, nodes_leave_a_detached_tree_together) {
+    const sql::handle tree = document("<r/>");
+    const sql::handle top = element(tree, "top");
+    const std::vector<sql::handle> nodes = filled(tree);
+    call(xmldom_append, top, array(nodes));
+    const sql::handle stays = child(top, {0, 0});
+    call(xml_dom_free_node, top);
+    EXPECT_FALSE(call(xmldom_append, root(tree), array(nodes)).failed());
+    EXPECT_EQ(xmlChildElementCount(node(root(tree))), k_nodes);
+    EXPECT_EQ(node(stays)->parent, node(nodes.front()));
 }
 
 } // namespace

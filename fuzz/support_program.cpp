@@ -6,7 +6,9 @@
 #include "registry/family_waste.hpp"
 #include "standalone_files.hpp"
 #include "standalone_session.hpp"
+#include "support/arrays.hpp"
 #include "support/invariants.hpp"
+#include "support_reading_back.hpp"
 
 #include <algorithm>
 #include <array>
@@ -114,7 +116,8 @@ void keep(std::vector<sql::handle> &ring, const sql::result &outcome) {
 } // namespace
 
 program::program(std::span<const std::uint8_t> bytes, bool with_files, bool with_statements)
-    : bytes_(bytes), with_files_(with_files), with_statements_(with_statements) {}
+    : bytes_(bytes), with_files_(with_files), with_statements_(with_statements),
+      packages_only_(calls_packages_only(bytes)) {}
 
 std::uint8_t program::byte() { return place_ < bytes_.size() ? bytes_[place_++] : 0; }
 
@@ -205,7 +208,29 @@ std::string program::made_text() {
     return text;
 }
 
+// Up to three nodes. Of a null array nothing is taken.
+void program::add_array(program_call &call) {
+    const std::uint8_t choice = byte();
+    if (choice >= 252) {
+        call.arguments.emplace_back(sql::null);
+        write(call, "variadic null::xmldom.node[]");
+        return;
+    }
+    std::vector<sql::handle> members;
+    for (unsigned count = choice % 4; count > 0; --count) {
+        members.push_back(choose_handle(ring::nodes, byte()));
+        write(call, members.size() == 1 ? "variadic array[" : ", ", "'\\x",
+              with_statements_ ? hexadecimal(members.back().bytes) : "", "'::xmldom.node");
+    }
+    write(call, members.empty() ? "variadic array[]::xmldom.node[]" : "]");
+    call.arguments.emplace_back(sql::array_of(members));
+}
+
 void program::add_argument(program_call &call, char type) {
+    if (type == 'V') {
+        add_array(call);
+        return;
+    }
     if (const handle_type *handles = handle_type_of(type)) {
         add_handle(call, *handles);
         return;
@@ -271,6 +296,12 @@ void program::add_argument(program_call &call, char type) {
 // The function that the next byte chooses. A rare one is passed over most of the time.
 const signature &program::choose() {
     const std::uint8_t choice = byte();
+    if (packages_only_ && choice < k_first_package_choice) {
+        const std::span<const signature> package = package_functions(with_files_);
+        const signature &chosen =
+            package[(choice + k_first_package_choice * (byte() % 2)) % package.size()];
+        return kept_in(ring::documents).empty() || chosen.rarity > 1 ? document_maker() : chosen;
+    }
     if (choice < k_first_package_choice) {
         const std::span<const signature> own = own_functions(with_files_);
         if (kept_in(ring::documents).empty() && choice % 8 != 0) {
@@ -350,6 +381,10 @@ std::vector<program_call> program::closing_calls() {
         calls.back().statement += calls.back().function->end;
     }
     return calls;
+}
+
+bool calls_packages_only(std::span<const std::uint8_t> bytes) {
+    return !bytes.empty() && bytes.back() >= 128;
 }
 
 sql::result make(const program_call &call) {
@@ -449,6 +484,9 @@ played run_program(std::span<const std::uint8_t> bytes, bool with_files, std::si
     if (wrong.empty()) {
         wrong = sql::broken_invariants();
         ++all.audits;
+    }
+    if (wrong.empty()) {
+        wrong = reading_back_fault(calls.documents(), calls_packages_only(bytes));
     }
     if (wrong.empty() && host::standalone::open_objects() != 0) {
         wrong = "a large object was left open";

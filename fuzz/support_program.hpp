@@ -34,6 +34,8 @@ class program {
     bool next(program_call &call);
     // To be told what the call gave, so that its handle can be used by later calls.
     void note(const program_call &call, const sql::result &outcome);
+    // The documents that it would use next.
+    [[nodiscard]] std::span<const sql::handle> documents() { return kept_in(ring::documents); }
     // Calls to end with, which give back what was made since the first scope, then everything. How
     // documents are numbered after that differs between hosts.
     [[nodiscard]] std::vector<program_call> closing_calls();
@@ -47,6 +49,7 @@ class program {
     void add_argument(program_call &call, char type);
     void add_handle(program_call &call, const handle_type &type);
     [[nodiscard]] sql::handle choose_handle(ring preferred, std::uint8_t kind);
+    void add_array(program_call &call);
     void add_null(program_call &call, const char *type);
     void add_text(program_call &call, const std::string &text, const char *type);
     void add_bytes(program_call &call, std::span<const std::uint8_t> bytes, const char *type);
@@ -62,6 +65,7 @@ class program {
     std::size_t calls_ = 0;
     bool with_files_;
     bool with_statements_;
+    bool packages_only_;
     std::array<std::vector<sql::handle>, k_ring_count> kept_;
     std::vector<sql::handle> used_; // those of nodes in the call that is made up
 };
@@ -79,6 +83,9 @@ class program {
 inline constexpr std::size_t k_longest_interval = 64;
 [[nodiscard]] std::size_t drawn_interval(std::span<const std::uint8_t> bytes);
 
+// Whether a program calls functions of the packages only, as its last byte says as well.
+[[nodiscard]] bool calls_packages_only(std::span<const std::uint8_t> bytes);
+
 // What became of a program.
 struct played {
     std::string wrong; // "" when nothing is
@@ -87,8 +94,8 @@ struct played {
 };
 
 // Runs the calls of `bytes` in a session of this thread; checks the invariants after every
-// `check_every` calls (0: not before the last) and after the last, and that nothing is left at the
-// end.
+// `check_every` calls (0: not before the last) and after the last, that its documents are written
+// so that they are read again, and that nothing is left at the end.
 [[nodiscard]] played run_program(std::span<const std::uint8_t> bytes, bool with_files,
                                  std::size_t check_every);
 

@@ -106,7 +106,7 @@ TYPE_LETTERS = {
     "xml": "m", "integer": "i", "boolean": "b", "oid": "o",
     "xmldom.node": "N", "xmldom.text_node": "T", "xmldom.document": "D", "xmldom.element": "E",
     "xmldom.attr": "A", "xmldom.node_list": "L", "xmldom.named_node_map": "M",
-    "xmlparser.parser": "P", "xmldom.scope": "S",
+    "xmlparser.parser": "P", "xmldom.scope": "S", "xmldom.node[]": "V",
 }
 RAW_LETTERS = {"document": "d", "element": "e", "attribute": "a", "parser": "p", "list": "l",
                "map": "l", "collection": "l"}  # by the argument's name; h of others
@@ -135,9 +135,6 @@ NOT_PLAYED = {
     "xmldom.to_bytea": "gives bytes, which the hosts show each in its own way",
     "xmldom.to_xml": "an XML value is shown without its declaration",
 } | dict.fromkeys(
-    ("xmldom.append", "xmldom.prepend", "xmldom.before", "xmldom.after", "xmldom.replace_with",
-     "xmldom.replace_children"),
-    "takes an array of nodes; tests/unit/test_xmldom_programs.cpp plays it") | dict.fromkeys(
     ("xmldom.xpath", "xmldom.xpath_first", "xmldom.xpath_text", "xmldom.xpath_number",
      "xmldom.xpath_exists"),
     "takes arrays of texts; fuzz/query_differential plays paths") | dict.fromkeys(

@@ -124,10 +124,10 @@ host::datum put_attribute(const package_call &here, const named_node &element) {
     if (attribute.node->parent != nullptr && attribute.node->parent != element.node) {
         here.fail(reports::attribute_in_use, 1, {node_words(attribute.node)}, attribute.node);
     }
-    xmlAttrPtr const replaced = attribute_like(element.node, as_attribute(attribute));
-    if (replaced == as_attribute(attribute)) {
+    if (attribute.node->parent == element.node) {
         return here.result(attribute, attribute.node);
     }
+    xmlAttrPtr const replaced = attribute_like(element.node, as_attribute(attribute));
     attribute_placement place(element.node, as_attribute(attribute));
     const host::datum result = here.result(element, as_node(replaced));
     place.carry_out();

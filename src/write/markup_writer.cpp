@@ -170,6 +170,9 @@ void markup_writer::write_namespace(const xmlNode *element, const xmlChar *prefi
             refuse(element, "it takes a prefix back, which XML 1.0 does not have");
         }
     }
+    if (same_text(uri, k_xml_uri) || same_text(uri, k_xmlns_uri)) {
+        refuse(element, "it declares a namespace that xml or xmlns alone stands for");
+    }
     output_.append(prefix == nullptr ? std::string_view(" xmlns=\"") : " xmlns:");
     if (prefix != nullptr) {
         output_.append(view_of(prefix));
@@ -403,9 +406,18 @@ void markup_writer::write_section(const xmlNode *section) {
     } while (!text.empty());
 }
 
+// Where a document type goes on in a file, which is never loaded, an entity may be declared there:
+// references to what is not known are read.
+[[nodiscard]] bool may_be_declared_elsewhere(const xmlDoc *document) noexcept {
+    const xmlDtd *const type = document->intSubset;
+    return type != nullptr && document->standalone != 1 &&
+           (type->SystemID != nullptr || type->ExternalID != nullptr);
+}
+
 void markup_writer::write_reference(const xmlNode *reference) {
     const xmlEntity *const entity = xmlGetDocEntity(reference->doc, reference->name);
-    if (entity == nullptr || entity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY) {
+    if (entity == nullptr ? !may_be_declared_elsewhere(reference->doc)
+                          : entity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY) {
         refuse(reference, "the document declares no such entity");
     }
     output_.append("&");

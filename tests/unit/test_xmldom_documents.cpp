@@ -123,6 +123,42 @@ TEST_F(package_documents, names_of_namespaces_are_written_with_references) {
     EXPECT_EQ(call(xmldom_get_namespace_uri, child(root(again), {0})).text(), uri);
 }
 
+// What a file declares that is never loaded is read, and so it is written.
+TEST_F(package_documents, references_to_what_a_file_may_declare) {
+    const char *const text = "<!DOCTYPE a SYSTEM \"a.dtd\">\n<a>&d;</a>";
+    const sql::handle tree = call(xmldom_parse_text, text, sql::null).handle();
+    EXPECT_EQ(markup_of(tree), text);
+    EXPECT_TRUE(is_read_again(tree));
+    EXPECT_FALSE(call(xmldom_set_doctype, tree, "a", sql::null, sql::null).failed());
+    EXPECT_EQ(call(xmldom_to_text, tree, sql::null, sql::null).error().sqlstate, "2200N");
+    EXPECT_FALSE(call(xmldom_set_doctype, tree, "a", "b.dtd", sql::null).failed());
+    EXPECT_TRUE(is_read_again(tree));
+    EXPECT_FALSE(call(xmldom_set_xml_standalone, tree, true).failed());
+    EXPECT_EQ(call(xmldom_to_text, tree, sql::null, sql::null).error().sqlstate, "2200N");
+}
+
+// The functions in long names declare them.
+TEST_F(package_documents, namespaces_that_nobody_declares) {
+    for (const char *uri :
+         {"http://www.w3.org/XML/1998/namespace", "http://www.w3.org/2000/xmlns/"}) {
+        const sql::handle tree = document("<a/>");
+        EXPECT_FALSE(call(xml_dom_set_attribute_ns, root(tree), "b", "1", uri).failed());
+        const sql::result written = call(xmldom_to_text, tree, sql::null, sql::null);
+        EXPECT_TRUE(written.failed() ? written.error().sqlstate == "2200N" : is_read_again(tree))
+            << written.text();
+    }
+}
+
+// An attribute with a namespace of no name is not found under its own name.
+TEST_F(package_documents, an_attribute_put_where_it_stands_stays_there) {
+    const sql::handle tree = document("<a/>");
+    EXPECT_FALSE(call(xml_dom_set_attribute_ns, root(tree), "b", "1", "").failed());
+    const sql::handle b = attribute(root(tree), "b");
+    EXPECT_EQ(call(xmldom_set_attribute_node, root(tree), b).handle(), b);
+    EXPECT_EQ(node(b)->next, nullptr);
+    EXPECT_EQ(node(b)->prev, nullptr);
+}
+
 // --- the end of documents -----------------------------------------------------------------------
 
 TEST_F(package_documents, a_document_ends_once) {

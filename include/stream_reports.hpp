@@ -29,6 +29,8 @@ inline constexpr report_row stream_broken{0, "2200M", "the text of the stream is
 inline constexpr report_row stream_stopped{0, "55000",
     "the stream ended in the middle of a text when a statement failed",
     "What the statement was reading cannot be read twice.", "Open a new stream.", nullptr, true};
+inline constexpr report_row stream_cut_short{0, "2200M", "the document is cut short",
+    "The text ends before the root element does.", "Check where the text comes from.", nullptr, true};
 inline constexpr report_row stream_kinds_mixed{0, "22023",
     "texts and bytes are fed to the same stream",
     "Texts are in the encoding of the database, bytes in that of the document.",

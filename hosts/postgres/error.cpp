@@ -4,6 +4,7 @@
 // server's error in `raise_report`, once every destructor has run. The record is plain memory: the
 // jump by which the server fails leaves nothing behind.
 #include "host/error.hpp"
+#include "host/notice.hpp"
 
 #include "guard.hpp"
 #include "invocation.hpp"
@@ -305,19 +306,30 @@ void report_securec_error(int code, const char *file, int line) {
 
 void freeSecurityFuncSpace() noexcept {} // nothing is kept aside
 
-void report_warning(const char *sqlstate, std::string_view message, std::string_view context) {
+namespace {
+
+// Shows what is no failure, at a level below ERROR.
+void show(int level, const char *sqlstate, std::string_view message, std::string_view context) {
     errproc_template(0, report_level::error, __FILE__, __LINE__, __func__);
     err_ecode(sqlstate);
     err_msg(message);
     err_context(context);
-    guard([] {
-        if (errstart(WARNING, TEXTDOMAIN)) {
+    guard([level] {
+        if (errstart(level, TEXTDOMAIN)) {
             errcode(packed_sqlstate(current_report.sqlstate));
             fill_report(current_report);
             errfinish(__FILE__, __LINE__, __func__);
         }
     });
 }
+
+} // namespace
+
+void report_warning(const char *sqlstate, std::string_view message, std::string_view context) {
+    show(WARNING, sqlstate, message, context);
+}
+
+void report_notice(std::string_view message) { show(NOTICE, "00000", message, {}); }
 
 constinit bool interrupt_is_kept = false;
 

@@ -1,5 +1,6 @@
 // Reports of the standalone host: a draft in the session's record, thrown when it is finished.
 #include "host/error.hpp"
+#include "host/notice.hpp"
 
 #include "session_record.hpp"
 
@@ -120,6 +121,8 @@ void report_warning(const char *sqlstate, std::string_view message, std::string_
     standalone::fault_point(standalone::service::warning);
     current_session().warnings.push_back({sqlstate, std::string(message), std::string(context)});
 }
+
+void report_notice(std::string_view message) { report_warning("00000", message, {}); }
 
 void report_securec_error(int code, const char *file, int line) {
     errproc_template(0, report_level::error, file, line, "report_securec_error");

@@ -1,16 +1,13 @@
 // Streams of records: text goes in piece by piece, documents come out one by one.
 
 #include "functions/package_arguments.hpp"
+#include "functions/path_arguments.hpp"
 #include "host/encoding.hpp"
-#include "host/text_array.hpp"
-#include "path_reports.hpp"
 #include "stream/stream_table.hpp"
 #include "stream_reports.hpp"
 
 #include <cstring>
 #include <memory>
-#include <new>
-#include <span>
 #include <string_view>
 #include <utility>
 
@@ -30,41 +27,6 @@ constexpr int k_namespaces = 1;
 constexpr int k_inherit = 2;
 constexpr int k_skip = 3;
 constexpr int k_piece = 1;
-
-// A text in UTF-8 that lives as long as the call.
-std::string_view utf8_text(host::datum value) {
-    const std::string_view stored = host::text_view(host::pg_detoast_datum(value));
-    const int encoding = host::mb_get_database_encoding();
-    if (encoding == host::k_utf8) {
-        return stored;
-    }
-    // The conversion reads its argument only, and gives it back where there is nothing to do.
-    char *const source = const_cast<char *>(stored.data());
-    const char *const converted =
-        host::mb_do_encoding_conversion(source, stored.size(), encoding, host::k_utf8, false);
-    return converted == source ? stored : std::string_view(converted);
-}
-
-std::span<const path_binding> namespaces_argument(const host::call &call,
-                                                  const package_call &here) {
-    if (call.is_null(k_namespaces)) {
-        return {};
-    }
-    const host::text_pairs pairs = host::pairs_of_array(call.value(k_namespaces));
-    if (pairs.fault == host::pairs_fault::shape) {
-        here.fail(reports::path_bindings_shape, k_namespaces);
-    }
-    if (pairs.fault == host::pairs_fault::null_member) {
-        here.fail(reports::path_bindings_null, k_namespaces);
-    }
-    auto *const bindings = static_cast<path_binding *>(host::mmgr_memory_alloc_from_controller(
-        host::current_memory_context(), (pairs.count + 1) * sizeof(path_binding)));
-    for (std::size_t pair = 0; pair < pairs.count; ++pair) {
-        new (bindings + pair) path_binding{utf8_text(pairs.members[2 * pair]),
-                                           utf8_text(pairs.members[2 * pair + 1])};
-    }
-    return {bindings, pairs.count};
-}
 
 // The key of a handle argument. Reports null_package_argument and unknown_stream.
 [[nodiscard]] DomKey key_argument(const host::call &call, const package_call &here) {
@@ -120,7 +82,7 @@ PKG_DBE_XML_FUNCTION(xmlparser_open_stream) {
     here.needs(0);
     stream_request request;
     request.path = utf8_text(call.value(0));
-    request.namespaces = namespaces_argument(call, here);
+    request.namespaces = bindings_argument(call, here, k_namespaces);
     request.inherits = !call.is_null(k_inherit) && call.boolean(k_inherit);
     request.to_skip = call.is_null(k_skip) ? 0 : static_cast<std::int64_t>(call.value(k_skip));
     record_stream_ptr stream = begin_stream(request);

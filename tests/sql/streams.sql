@@ -88,3 +88,20 @@ SELECT xmlparser.next_record(NULL);
 SELECT xmlparser.feed(NULL, 'x'::text);
 SELECT xmlparser.is_complete(NULL), xmlparser.close_stream(NULL), xmlparser.record_number(NULL);
 DROP FUNCTION records;
+
+-- Rows, in one statement.
+SELECT * FROM xmlparser.rows('<f xmlns="urn:f"><r i="1"><n>One</n></r><r i="2"><n>Two</n></r><r/></f>'::text, '/f:f/f:r',
+    array['@i', 'f:n'], array['f', 'urn:f']) AS t(id integer, name text);
+SELECT * FROM xmlparser.rows(convert_to('<?xml version="1.0" encoding="ISO-8859-15"?><f><r>€</r></f>', 'LATIN9'), '//r',
+    array['.']) AS t(v text);
+\set feed 4711
+SELECT lo_from_bytea(:feed, convert_to('<f>' || string_agg(format('<r><i>%s</i></r>', i), '' ORDER BY i) || '</f>', 'UTF8'))
+    FROM generate_series(1, 10000) AS i;
+SELECT count(*), sum(i), min(i) FROM xmlparser.rows(:feed, '/f/r', array['i'], skip => 10, notice_every => 4000) AS t(i integer);
+SELECT * FROM xmlparser.rows(:feed, '/f/r', array['i']) AS t(i smallint) LIMIT 2;
+SELECT count(*) FROM xmlparser.rows(:feed, '/f/r', array['i']) AS t(i boolean);
+SELECT lo_unlink(:feed);
+SELECT count(*) FROM xmlparser.rows(:feed, '/f/r', array['i']) AS t(i integer);
+SELECT * FROM xmlparser.rows('<f><r/>'::text, '/f/r', array['i']) AS t(i integer);
+SELECT count(*) FROM xmlparser.rows(NULL::text, '/f/r', array['i']) AS t(i integer);
+SELECT documents FROM xmldom.session;

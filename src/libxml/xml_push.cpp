@@ -23,7 +23,7 @@ namespace {
 constexpr int k_options =
     XML_PARSE_NOENT | XML_PARSE_DTDATTR | XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_IGNORE_ENC;
 // Bytes to a piece while nothing long is unfinished.
-constexpr std::size_t k_piece = 16384;
+constexpr std::size_t k_piece = 32768;
 // The internal subset is parsed in one go, in which nobody is asked.
 constexpr std::size_t k_longest_subset = 65536;
 #if LIBXML_VERSION >= 21300
@@ -123,12 +123,17 @@ void note_token(push_parse &parse) noexcept {
 
 #if LIBXML_VERSION < 21100
 
-// A comment that begins with one of these is ended by them too soon, unless libxml2 is given all of
-// it at once.
-constexpr std::string_view k_early_ends[] = {"<!-->", "<!--->"};
-
+// A comment that begins with <!--> or <!---> is ended by that too soon, unless libxml2 is given all
+// of it at once. Where the first such one begins; exclamation marks are rarer than angle brackets.
 std::size_t find_early_end(std::string_view bytes) noexcept {
-    return std::min(bytes.find(k_early_ends[0]), bytes.find(k_early_ends[1]));
+    for (std::size_t mark = bytes.find("!--"); mark != std::string_view::npos;
+         mark = bytes.find("!--", mark + 1)) {
+        const std::string_view behind = bytes.substr(mark + 3, 2);
+        if (mark != 0 && bytes[mark - 1] == '<' && (behind.starts_with('>') || behind == "->")) {
+            return mark - 1;
+        }
+    }
+    return std::string_view::npos;
 }
 
 // Whether what begins here is a comment, if it looks like one.

@@ -51,7 +51,7 @@ create function good(function text, type text, name text) returns text language 
                 when name = 'public_id' then quote_literal('size')
                 when name = 'blanks' then quote_literal('keep')
                 when name = 'file' then quote_literal('out/größe.xml')
-                when name = 'document' then quote_literal('<a>größe</a>')
+                when name in ('document', 'source') then quote_literal('<a>größe</a>')
                 when name = 'path' then quote_literal('/tmp')
                 when name = 'row_path' then quote_literal('descendant-or-self::*')
                 when name = 'on_error' then quote_literal('error')

@@ -444,6 +444,11 @@ class drawn_settings {
         host::max_session_memory = memory_;
         dbe::least_waste = waste_;
     }
+    // What looks at the trees afterwards may take what it needs.
+    void lift_memory_limit() const noexcept {
+        host::max_session_memory = memory_;
+        host::count_handle_bytes(0);
+    }
     drawn_settings(const drawn_settings &) = delete;
     drawn_settings &operator=(const drawn_settings &) = delete;
 
@@ -486,6 +491,7 @@ played run_program(std::span<const std::uint8_t> bytes, bool with_files, std::si
         ++all.audits;
     }
     if (wrong.empty()) {
+        drawn.lift_memory_limit();
         wrong = reading_back_fault(calls.documents(), calls_packages_only(bytes));
     }
     if (wrong.empty() && host::standalone::open_objects() != 0) {

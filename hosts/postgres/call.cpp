@@ -11,6 +11,7 @@
 #include "guard.hpp"
 #include "invocation.hpp"
 #include "settings.hpp"
+#include "usage.hpp"
 
 #include <new>
 #include <stdexcept>
@@ -132,6 +133,7 @@ datum invoke(call_record *record, function_body body, const char *name) {
     innermost = &here;
     const bool done = run_body(body, frame, name, result, failure);
     innermost = here.outer;
+    publish_use();
     Assert(CurrentMemoryContext == here.callers_memory); // whoever switched has switched back
     if (!done || interrupt_is_kept) [[unlikely]] {
         raise(done ? nullptr : &failure);

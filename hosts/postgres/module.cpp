@@ -2,6 +2,7 @@
 #include "module.hpp"
 
 #include "settings.hpp"
+#include "usage.hpp"
 
 #include "server.hpp"
 
@@ -14,4 +15,7 @@ void _PG_init(void) {
     // The server loads the library anew at the next call when this fails.
     host::define_settings();
     host::watch_utility_statements();
+    if (process_shared_preload_libraries_in_progress) {
+        host::ask_for_shared_memory();
+    }
 }

@@ -6,6 +6,7 @@
 
 #include "invocation.hpp"
 #include "module.hpp"
+#include "usage.hpp"
 
 #include "server.hpp"
 
@@ -29,6 +30,7 @@ bool clean_up_session() noexcept {
     } catch (...) {
         return false; // there is nobody to tell
     }
+    publish_use();
     return true;
 }
 
@@ -36,6 +38,7 @@ void at_session_end(int /*code*/, Datum /*argument*/) {
     if (clean_up_session()) {
         elog(DEBUG1, "pkg_dbe_xml: objects of the session freed"); // below ERROR: returns
     }
+    withdraw_use();
 }
 
 bool is_discard_all(const PlannedStmt *statement) noexcept {

@@ -7,6 +7,7 @@
 
 #include "guard.hpp"
 #include "invocation.hpp"
+#include "usage.hpp"
 
 #include <algorithm>
 #include <array>
@@ -42,6 +43,7 @@ void tell_all(subtransaction_number first) noexcept {
     for (std::size_t index = 0; index < callback_count; ++index) {
         callbacks[index](first);
     }
+    publish_use();
 }
 
 void at_transaction_event(XactEvent event, void * /*argument*/) {

@@ -4,6 +4,7 @@
 #include "host/lifetime.hpp"
 #include "host/limits.hpp"
 #include "host/lob.hpp"
+#include "host/usage.hpp"
 #include "libxml/xml.hpp"
 #include "libxml/xml_arena.hpp"
 #include "session_record.hpp"
@@ -58,6 +59,7 @@ void begin_session(std::string_view database_encoding) {
     create_session_contexts(*t_session);
     u_sess = {};
     lifetime_setting = static_cast<int>(lifetime::session);
+    counts = {};
     gate = {};
     prepare_gate();
 }

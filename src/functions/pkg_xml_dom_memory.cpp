@@ -6,8 +6,12 @@
 
 #include "functions/call_frame.hpp"
 #include "growing_array.hpp"
+#include "host/lifetime.hpp"
+#include "host/usage.hpp"
 #include "libxml/xml.hpp"
+#include "lifetime_reports.hpp"
 #include "registry/kept_trees.hpp"
+#include "registry/lifetimes.hpp"
 #include "text/hexadecimal.hpp"
 #include "text/text_argument.hpp"
 #include "tree/tree_sizes.hpp"
@@ -55,18 +59,65 @@ struct collected_text {
     tree_size total{0, 0};
 };
 
+// The document of an entry that is a document's handle; null for all others.
+const xmlDoc *document_of(const XMLHashEntry &entry) {
+    const bool is_handle =
+        xml_getdom_nodeid(&entry.key) == 0 && entry.kind == XMLDomNodeType::document;
+    return is_handle && is_document(as_node(entry.object))
+               ? static_cast<const xmlDoc *>(entry.object)
+               : nullptr;
+}
+
+using handle_name = char[2 * k_key_size + 1];
+void write_name(const XMLHashEntry &entry, handle_name &name) {
+    *write_hexadecimal(entry.key.bytes, k_upper_digits, name) = '\0';
+}
+
 // One line for a document handle.
 void append_document(const XMLHashEntry &entry, void *state) {
-    if (xml_getdom_nodeid(&entry.key) != 0 || entry.kind != XMLDomNodeType::document ||
-        !is_document(as_node(entry.object))) {
+    if (document_of(entry) == nullptr) {
         return;
     }
     auto &collected = *static_cast<collected_text *>(state);
-    char name[2 * k_key_size + 1];
-    *write_hexadecimal(entry.key.bytes, k_upper_digits, name) = '\0';
+    handle_name name;
+    write_name(entry, name);
     const tree_size size = measure(entry);
     collected.total.nodes += size.nodes;
     append_line(collected.text, name, size);
+}
+
+// The same with what is known of its life.
+void describe_document(const XMLHashEntry &entry, void *state) {
+    if (document_of(entry) == nullptr) {
+        return;
+    }
+    handle_name name;
+    write_name(entry, name);
+    const document_life life = life_of(entry);
+    char start[128];
+    std::snprintf(start, sizeof start, "%s %lld %s", name, static_cast<long long>(life.made_at),
+                  host::k_lifetime_names[life.ends_with_transaction ? 1 : 0]);
+    append_line(*static_cast<report_text *>(state), start, measure(entry));
+}
+
+void describe_session(const host::session_use &use, void *state) {
+    char line[160];
+    const int length = std::snprintf(line, sizeof line, "%d %u %u %u %lld %lld\n", use.process,
+                                     use.objects.documents, use.objects.transactions,
+                                     use.objects.parsers, static_cast<long long>(use.tree_bytes),
+                                     static_cast<long long>(use.handle_bytes));
+    static_cast<report_text *>(state)->append(reinterpret_cast<const xmlChar *>(line),
+                                              static_cast<std::size_t>(length));
+}
+
+// The lines, without the end of the last; null when there are none.
+host::datum lines_result(host::call &call, report_text &lines) {
+    if (lines.size() == 0) {
+        return call.null();
+    }
+    const std::size_t size = lines.size() - 1;
+    lines.push_back(0);
+    return text_result(lines.data(), size);
 }
 
 } // namespace
@@ -84,9 +135,26 @@ PKG_DBE_XML_FUNCTION(xml_dom_get_memory_info) {
     collected.total.bytes =
         std::max<std::int64_t>(host::gate.bytes_in_use + host::gate.handle_bytes, 0);
     append_line(collected.text, "all", collected.total);
-    const std::size_t size = collected.text.size() - 1; // without the last line's end
-    collected.text.push_back(0);
-    return text_result(collected.text.data(), size);
+    return lines_result(call, collected.text);
+}
+
+// A line for each document handle of the session: its 26 hexadecimal digits, when it was made in
+// milliseconds since 1970, its lifetime, nodes and bytes as above. Null when there is none.
+PKG_DBE_XML_FUNCTION(xmldom_describe_documents) {
+    report_text lines;
+    xml_for_each_hashentry(describe_document, &lines);
+    return lines_result(call, lines);
+}
+
+// A line for each session of the server that has used the library: its process, documents, those of
+// them that end with their transaction, parsers, bytes of trees and parsers, bytes of handles.
+// Reports sessions_unknown where the sessions share no memory.
+PKG_DBE_XML_FUNCTION(xmldom_describe_sessions) {
+    report_text lines;
+    if (!host::for_each_session(describe_session, &lines)) {
+        report(reports::sessions_unknown);
+    }
+    return lines_result(call, lines);
 }
 
 } // namespace pkg_dbe_xml

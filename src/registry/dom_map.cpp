@@ -1,6 +1,7 @@
 // The tables behind the registry: look-up of documents and entries, pages, node ids.
 #include "registry/dom_map.hpp"
 
+#include "host/usage.hpp"
 #include "libxml/xml.hpp"
 
 #include <algorithm>
@@ -219,6 +220,7 @@ document_entry &enter_document(registry &state, std::uint32_t document_id) {
         host::hash_search(state.document_map, &document_id, host::hash_action::enter, &found));
     if (!found) {
         host::count_handle_bytes(sizeof(document_entry));
+        ++host::counts.documents;
         *document = document_entry{};
         document->document_id = document_id;
         document->next_node_id = 1;
@@ -270,6 +272,7 @@ void free_piece(document_entry &document, std::size_t piece) noexcept {
 
 void remove_document(registry &state, document_entry &document) noexcept {
     leave_transaction(document.lifetime);
+    --host::counts.documents;
     forget_recent_entries(state);
     const std::uint32_t document_id = document.document_id;
     state.document_cache[document_id % k_document_cache_size] = nullptr;

@@ -6,10 +6,13 @@
 // end takes from the head while the numbers are high enough, and costs nothing where there is none.
 //
 // Nothing here raises or allocates: the host calls when its transaction is gone.
+#include "registry/lifetimes.hpp"
+
 #include "registry/dom_map.hpp"
 #include "registry/parser_registry.hpp"
 
 #include "host/lifetime.hpp"
+#include "host/usage.hpp"
 #include "libxml/xml.hpp"
 
 #include <cstddef>
@@ -18,6 +21,7 @@
 namespace host {
 
 constinit PKG_DBE_XML_SESSION_STORAGE int lifetime_setting = static_cast<int>(lifetime::session);
+constinit PKG_DBE_XML_SESSION_STORAGE object_counts counts{};
 
 } // namespace host
 
@@ -108,6 +112,7 @@ void join_transaction(transaction_member &member, host::subtransaction_number ma
     if (made_in == host::k_no_subtransaction) {
         return;
     }
+    host::counts.transactions += member.is_parser ? 0 : 1;
     member.made_in = made_in;
     member.older = newest;
     member.newer = nullptr;
@@ -121,6 +126,7 @@ void leave_transaction(transaction_member &member) noexcept {
     if (member.made_in == host::k_no_subtransaction) {
         return;
     }
+    host::counts.transactions -= member.is_parser ? 0 : 1;
     member.made_in = host::k_no_subtransaction;
     if (member.older != nullptr) {
         member.older->newer = member.newer;
@@ -143,6 +149,11 @@ void set_parser_lifetime(XmlParserHashEntry &parser, std::uint32_t id,
     parser.id = id;
     parser.lifetime.is_parser = true;
     join_transaction(parser.lifetime, made_in);
+}
+
+document_life life_of(const XMLHashEntry &entry) noexcept {
+    const document_entry &document = *find_document(*current_registry(), entry.key.document_id());
+    return {document.made_at, document.lifetime.made_in != host::k_no_subtransaction};
 }
 
 void end_document(registry &state, document_entry &document) noexcept {

@@ -4,6 +4,7 @@
 #include "error_reports.hpp"
 #include "host/memory.hpp"
 #include "host/table.hpp"
+#include "host/usage.hpp"
 #include "registry/dom_map.hpp"
 
 #include <memory>
@@ -24,6 +25,7 @@ void let_go_of_document(XmlParserHashEntry &parser) noexcept {
 
 void free_record(XmlParserHashEntry *parser) noexcept {
     leave_transaction(parser->lifetime);
+    --host::counts.parsers;
     let_go_of_document(*parser);
     xmlFreeParserCtxt(parser->ctxt);
     host::mmgr_free_with_fl(parser, __FILE__, __LINE__);
@@ -35,6 +37,7 @@ record_ptr make_record(xml_parser_ctxt_ptr context, bool validates) {
     record_ptr parser(new (memory) XmlParserHashEntry{});
     parser->ctxt = context.release();
     parser->validates = validates;
+    ++host::counts.parsers;
     return parser;
 }
 

@@ -4,6 +4,7 @@
 #include "registry/parser_registry.hpp"
 
 #include "growing_array.hpp"
+#include "host/usage.hpp"
 #include "libxml/xml.hpp"
 #include "registry/clean_up.hpp"
 #include "registry/dom_map.hpp"
@@ -548,6 +549,7 @@ extern "C" int xml_clean_all_res() {
     session.before_call = nullptr;
     if (registry *const state = current_registry()) {
         release_everything(*state);
+        host::counts.documents = 0;
         host::count_handle_bytes(-host::gate.handle_bytes); // they go with their context
         session.registry = nullptr;
         session.initialised = false;

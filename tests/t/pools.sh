@@ -116,4 +116,34 @@ is 'beyond a rollback' "$(tell begin "$(name_of "$handle")" rollback "$(name_of 
 close_session
 is 'the next client finds nothing' "$(client_of_pool "$documents")" 0
 like 'under no name' "$(client_of_pool "$(name_of "$handle")")" 'ERROR:  2200U: this is no handle of this session'
+stop_pool
+
+# The same three modes where documents end with their transaction: nobody has to free anything.
+sql "alter database $PGDATABASE set pkg_dbe_xml.lifetime = 'transaction'" >/dev/null
+start_pool transaction 1
+through_pool open_session
+is 'lifetime, transactions: a handle lasts as long as its transaction' "$(tell begin "select xmldom.parse('<kept/>') as doc \\gset" \
+    "$(name_of ":doc" | sed "s/':doc'/:'doc'/")" "$documents" commit "$documents" | joined)" 'kept 1 0 '
+like 'and names nothing in the next one' "$(tell "$(name_of ":doc" | sed "s/':doc'/:'doc'/")")" 'ERROR:  2200U: this is no handle of this session'
+like 'a statement that fails' "$(tell "select price_of('<item price=\"a lot\"/>'), xmldom.parse('<a/>')")" 'ERROR:  22P02'
+is 'leaves nothing behind' "$(tell "$documents")" 0
+like 'nor does one that is cancelled' "$(tell begin "select xmldom.parse('<a/>') is null" "set local statement_timeout = '20ms'" \
+    'select pg_sleep(10)' rollback)" 'ERROR:  57014'
+is 'which the next transaction shows' "$(tell "$documents")" 0
+tell "set pkg_dbe_xml.lifetime = 'session'" "select xmldom.parse('<forgotten/>') is null" >/dev/null
+is 'what a client has set stays in the session, as all settings do' "$(client_of_pool 'show pkg_dbe_xml.lifetime' "$documents" | joined)" 'session 1 '
+close_session
+stop_pool
+
+start_pool statement 1
+is 'lifetime, statements: calls within calls' "$(client_of_pool "select xmldom.get_tag_name(xmldom.get_document_element(xmldom.parse('<a/>')))" "$documents" | joined)" 'a 0 '
+stop_pool
+
+start_pool session 1
+through_pool open_session
+is 'lifetime, sessions: a handle ends with its transaction' "$(tell "select xmldom.parse('<kept/>') is null" "$documents" | joined)" 'f 0 '
+is 'but for a client that wants more' "$(tell "set pkg_dbe_xml.lifetime = 'session'" "select xmldom.parse('<kept/>') is null" "$documents" | joined)" 'f 1 '
+close_session
+is 'the pool resets that for the next client' "$(client_of_pool 'show pkg_dbe_xml.lifetime' "$documents" | joined)" 'transaction 0 '
+stop_pool
 done_testing

@@ -32,6 +32,39 @@ for libraries in 'pkg_dbe_xml, pg_stat_statements' 'pg_stat_statements, pkg_dbe_
     is "$libraries: the other library saw the statement" \
         "$(sql "select calls from pg_stat_statements where query ilike 'discard all%'")" 1
 done
+
+# The sums of all sessions, which only a library loaded with the server can keep.
+sums='select documents, transaction_documents, parsers, tree_bytes > 0, handle_bytes > 0 from xmldom.sessions where pid ='
+open_session
+pid=$(tell 'select pg_backend_pid()')
+tell "select xmldom.parse('<kept/>') is null" "set pkg_dbe_xml.lifetime = 'transaction'" begin "select xmldom.parse('<a/>') is null" \
+    'select xmlparser.new_parser() is null' >/dev/null
+is 'another session is seen with what it holds' "$(sql "$sums $pid")" '2|1|1|t|t'
+tell commit >/dev/null
+is 'and at the end of its transaction' "$(sql "$sums $pid")" '1|0|0|t|t'
+tell 'discard all' >/dev/null
+is 'and after DISCARD ALL' "$(sql "$sums $pid")" '0|0|0|t|f'
+close_session
+for ((i = 0; i < 100; i++)); do
+    [ "$(sql "$sums $pid")" != '' ] || break
+    sleep 0.05
+done
+is 'it is gone when it has ended' "$(sql "$sums $pid")" ''
+is 'the asker is among them' "$(sql "select xmldom.parse('<a/>') is null" \
+    'select documents from xmldom.sessions where pid = pg_backend_pid()' | tail -n 1)" 1
+background victim "select xmldom.parse('<a/>') is null" "select xmldom.parse('<a>' || repeat('<b><c/></b>', 10000000) || '</a>') is null"
+wait_for_statement victim repeat
+pid=$(sql "select pid from pg_stat_activity where application_name = 'victim'")
+sql "select pg_terminate_backend($pid)" >/dev/null
+output_of victim >/dev/null
+is 'one that was terminated within a call is gone, too' "$(sql "$sums $pid")" ''
+sql 'create role onlooker' >/dev/null
+like 'it is not for everybody' "$(sql 'set role onlooker' 'select * from xmldom.sessions')" 'ERROR:  42501'
+is 'but for those who monitor the server' "$(sql 'grant pg_monitor to onlooker' 'set role onlooker' \
+    'select count(*) >= 0 from xmldom.sessions')" t
+sql 'drop role onlooker' >/dev/null
 restart_after 'alter system reset shared_preload_libraries'
+like 'a library loaded on demand cannot tell' "$(sql 'select * from xmldom.sessions')" \
+    'ERROR:  55000: what other sessions hold is not known'
 is 'loaded on demand again' "$(sql "select xml_dom_get_session_tree_num()")" 0
 done_testing

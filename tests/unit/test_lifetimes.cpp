@@ -2,6 +2,8 @@
 // a large one costs the end, and what is left when something fails.
 #include "changing.hpp"
 #include "host/lifetime.hpp"
+#include "host/usage.hpp"
+#include "lifetime_reports.hpp"
 #include "registry/parser_registry.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_transactions.hpp"
@@ -211,6 +213,49 @@ TEST_F(lifetimes, a_discard_forgets_what_would_have_ended) {
     EXPECT_TRUE(sql::check_invariants());
     standalone::commit_transaction();
     EXPECT_FALSE(is_known(after));
+}
+
+TEST_F(lifetimes, documents_are_described) {
+    EXPECT_TRUE(call(xmldom_describe_documents).is_null());
+    const sql::handle kept = document("<kept/>");
+    make_for_transaction();
+    const sql::handle gone = document("<gone><a/></gone>");
+    const std::string both = call(xmldom_describe_documents).text();
+    EXPECT_NE(both.find(" session 2 "), std::string::npos) << both;
+    EXPECT_NE(both.find(" transaction 3 "), std::string::npos) << both;
+    standalone::commit_transaction();
+    const std::string one = call(xmldom_describe_documents).text();
+    EXPECT_EQ(one.find('\n'), std::string::npos) << one;
+    EXPECT_NE(one.find(" session 2 "), std::string::npos) << one;
+    EXPECT_TRUE(is_known(kept));
+    EXPECT_FALSE(is_known(gone));
+}
+
+TEST_F(lifetimes, objects_are_counted) {
+    const auto expect_counts = [](std::uint32_t documents, std::uint32_t of_transactions,
+                                  std::uint32_t parsers) {
+        EXPECT_EQ(host::counts.documents, documents);
+        EXPECT_EQ(host::counts.transactions, of_transactions);
+        EXPECT_EQ(host::counts.parsers, parsers);
+    };
+    static_cast<void>(document("<a/>"));
+    static_cast<void>(parser());
+    expect_counts(1, 0, 1);
+    make_for_transaction();
+    const sql::handle freed = document("<b/>");
+    static_cast<void>(document("<c/>"));
+    static_cast<void>(parser());
+    expect_counts(3, 2, 2);
+    EXPECT_TRUE(call(xml_dom_new_document_clob, "<unfinished>").failed());
+    EXPECT_FALSE(call(xml_dom_free_document, freed).failed());
+    expect_counts(2, 1, 2);
+    standalone::commit_transaction();
+    expect_counts(1, 0, 1);
+    static_cast<void>(document("<d/>"));
+    EXPECT_EQ(standalone::reset_session(), 0);
+    expect_counts(0, 0, 0);
+    // This host's sessions share nothing.
+    EXPECT_REPORT(call(xmldom_describe_sessions), reports::sessions_unknown);
 }
 
 // Random programs beside a model that knows no numbers: a stack of sets.

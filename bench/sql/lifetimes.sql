@@ -85,17 +85,20 @@ declare
     part constant integer := greatest(transactions / rounds, 1);
     early bigint;
     held bigint;
+    told text := '';
 begin
     for i in 1 .. rounds loop
         call bench.transactions('transaction', part);
         call bench.transactions('session', part);
         call bench.calls('transaction');
         call bench.calls('session');
+        told := told || ' ' || bench.resident();
         if i = 2 then
             early := bench.resident();
             held := (select bytes from xmldom.session);
         end if;
     end loop;
+    raise notice 'kilobytes of the process after each round:%', told;
     perform bench.note('transactions under each lifetime', part * rounds, true);
     perform bench.note('microseconds each, freed by hand', bench.best('session') / part * 1e6, true);
     perform bench.note('microseconds each, ended by the transaction',

@@ -104,7 +104,8 @@ placement::placement(xmlNodePtr parent, xmlNodePtr reference, leaving what)
     : parent_(parent), reference_(reference), leaving_(what), plan_(document_of(parent)) {}
 
 void placement::add(xmlNodePtr node) {
-    if (node->type != XML_DOCUMENT_FRAG_NODE) {
+    // A fragment cannot be put into itself.
+    if (node->type != XML_DOCUMENT_FRAG_NODE || node == parent_) {
         nodes_.push_back(node);
         return;
     }
@@ -242,6 +243,9 @@ place_check placement::check() {
         }
     }
     for (const xmlNodePtr node : nodes_) {
+        if (node == parent_ && node->type == XML_DOCUMENT_FRAG_NODE) {
+            return {place_fault::below_itself, node};
+        }
         if (const place_fault fault = check_child(node); fault != place_fault::none) {
             return {fault, node};
         }

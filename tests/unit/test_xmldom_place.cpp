@@ -182,6 +182,20 @@ TEST_F(package_place, a_fragment_gives_its_children_and_stays) {
     EXPECT_EQ(written(root_), "<r>t<a/>one<b><c/></b><!--x--></r>");
 }
 
+TEST_F(package_place, a_fragment_is_not_put_into_itself) {
+    const sql::handle fragment = call(xmldom_create_document_fragment, tree_).handle();
+    EXPECT_REPORT(call(xmldom_append_child, fragment, fragment), reports::child_contains_parent,
+                  "a document fragment");
+    call(xmldom_append, fragment, array({element(tree_, "n"), element(tree_, "m")}));
+    EXPECT_REPORT(call(xmldom_insert_before, fragment, fragment, child(fragment, {1})),
+                  reports::child_contains_parent, "a document fragment");
+    EXPECT_REPORT(call(xmldom_replace_children, fragment, array({fragment})),
+                  reports::child_contains_parent, "a document fragment");
+    EXPECT_REPORT(call(xmldom_append_child, child(fragment, {0}), fragment),
+                  reports::child_contains_parent, "an element <n>");
+    EXPECT_EQ(written(fragment), "<n/><m/>");
+}
+
 TEST_F(package_place, a_fragment_is_checked_as_a_whole) {
     const sql::handle fragment = call(xmldom_create_document_fragment, tree_).handle();
     call(xmldom_append, fragment,
@@ -199,8 +213,6 @@ TEST_F(package_place, nothing_stands_below_itself) {
                   "an element <r>");
     EXPECT_REPORT(call(xmldom_append_child, child(root_, {2, 0}), root_),
                   reports::child_contains_parent, "an element <r>");
-    const sql::handle fragment = call(xmldom_create_document_fragment, tree_).handle();
-    EXPECT_EQ(call(xmldom_append_child, fragment, fragment).handle(), fragment);
 }
 
 TEST_F(package_place, documents_hold_one_root_and_no_text) {

@@ -20,6 +20,10 @@ CREATE FUNCTION xmldom.set_attribute_node(element xmldom.element, attribute xmld
     AS 'MODULE_PATHNAME', 'xmldom_set_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_attribute_node(xmldom.element, xmldom.attr) IS
     'puts an attribute on an element; returns the one of its name that it replaced, or null';
+CREATE FUNCTION xmldom.set_attribute_node_ns(element xmldom.element, attribute xmldom.attr) RETURNS xmldom.attr
+    AS 'MODULE_PATHNAME', 'xmldom_set_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.set_attribute_node_ns(xmldom.element, xmldom.attr) IS
+    'puts an attribute on an element; returns the one of its name and namespace that it replaced, or null';
 CREATE FUNCTION xmldom.remove_attribute_node(element xmldom.element, attribute xmldom.attr) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_remove_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove_attribute_node(xmldom.element, xmldom.attr) IS

@@ -76,14 +76,20 @@ TEST_F(large_objects, pieces_of_every_size_cut_characters) {
     }
 }
 
-TEST_F(large_objects, a_piece_is_read_at_a_time) {
-    standalone::set_piece_size(10);
-    const std::string text = in_root(std::string(93, 'x')); // 100 bytes
+// Calls of the service for large objects while a text of that many bytes is parsed.
+auto calls_for_text(std::size_t size) {
+    const std::string text = in_root(std::string(size - in_root("").size(), 'x'));
     const std::uint32_t number = standalone::make_numbered_object(text);
     standalone::clear_faults();
     EXPECT_FALSE(sql::call(xml_dom_new_document_large_object, object(number)).failed());
-    // Opened, measured, and ten pieces.
-    EXPECT_EQ(standalone::calls_of(standalone::service::large_object), 12);
+    return standalone::calls_of(standalone::service::large_object);
+}
+
+TEST_F(large_objects, a_piece_is_read_at_a_time) {
+    standalone::set_piece_size(10);
+    const auto for_ten_pieces = calls_for_text(100);
+    EXPECT_GE(for_ten_pieces, 10);
+    EXPECT_EQ(calls_for_text(200), for_ten_pieces + 10);
 }
 
 TEST_F(large_objects, memory_is_the_text_and_a_piece) {

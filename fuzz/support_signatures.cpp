@@ -1,6 +1,8 @@
 // The tables of functions, and the sets of the packages made of single calls.
 #include "support_signatures.hpp"
 
+#include "standalone_session.hpp"
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -76,8 +78,40 @@ sql::result session(const std::vector<sql::value> & /*arguments*/) {
                        nodes_held);
 }
 
+// Rows with three columns of a node, or of a text, each as one text.
+template <sql::function entry> sql::result columns_of(const std::vector<sql::value> &arguments) {
+    std::vector<sql::value> passed = arguments;
+    passed.emplace_back("descendant-or-self::*");
+    passed.push_back(sql::value::of_datum(
+        host::standalone::make_text_array({"name()", "@*", "count(node())"}, 1)));
+    const host::column_form array{true, false, false};
+    std::vector<sql::cells> rows;
+    sql::result given = sql::call_for_rows(
+        entry, passed, {{"a", {}, nullptr}, {"b", array, nullptr}, {"c", {}, nullptr}}, rows);
+    if (given.failed()) {
+        return given;
+    }
+    std::string text;
+    for (const sql::cells &row : rows) {
+        text += (text.empty() ? "" : ",") + row[0][0] + "|";
+        for (std::size_t place = 0; place < row[1].size(); ++place) {
+            text += row[1][place] + (place + 1 < row[1].size() ? "/" : "|");
+        }
+        text += row[2][0];
+    }
+    return text_result(text);
+}
+constexpr const char *k_columns = ", 'descendant-or-self::*', array['name()', '@*', "
+                                  "'count(node())']) as t(a text, b text[], c text))";
+
 constexpr std::array k_package{
     signature{k_session, nullptr, "", 't', false, 1, session},
+    signature{
+        "(select string_agg(concat_ws('|', a, array_to_string(b, '/'), c), ',') from xmldom.rows(",
+        nullptr, "N", 't', false, 8, columns_of<xmldom_rows>, k_columns},
+    signature{"(select string_agg(concat_ws('|', a, array_to_string(b, '/'), c), ',') from "
+              "xmldom.rows_of_text(",
+              nullptr, "x", 't', false, 8, columns_of<xmldom_rows_of_text>, k_columns},
 #include "package_signatures.inc"
 };
 

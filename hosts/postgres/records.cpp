@@ -74,9 +74,10 @@ enum class conversion : std::uint8_t {
 struct record_state {
     Tuplestorestate *store;
     column_list *list;
-    MemoryContext row_memory; // of a few rows
-    const char **sources;     // in the encoding of the database
+    MemoryContext row_memory;        // of a few rows
+    const std::string_view *sources; // in the encoding of the database
     bool null_on_error;
+    bool starts_over; // the rows in the store do not count
     std::int64_t row; // of the set, from 1; for reports
     int column;
     conversion under_way;
@@ -231,16 +232,17 @@ void describe_value(void *argument) {
     }
     const char *const column = NameStr(TupleDescAttr(state.list->shape, state.column)->attname);
     const auto row = static_cast<long long>(state.row);
-    const char *const source = state.sources[state.column];
+    const std::string_view source = state.sources[state.column];
+    const auto length = static_cast<int>(source.size());
     if (state.under_way != conversion::of_value) {
-        errcontext("row %lld, column \"%s\", path \"%s\"%s", row, column, source,
+        errcontext("row %lld, column \"%s\", path \"%.*s\"%s", row, column, length, source.data(),
                    state.under_way == conversion::of_missing ? ", no value" : "");
         return;
     }
     const auto size = static_cast<int>(state.size);
     const int shown = pg_mbcliplen(state.value, size, k_longest_shown);
-    errcontext("row %lld, column \"%s\", path \"%s\", value \"%.*s%s\"", row, column, source, shown,
-               state.value, shown < size ? "..." : "");
+    errcontext("row %lld, column \"%s\", path \"%.*s\", value \"%.*s%s\"", row, column, length,
+               source.data(), shown, state.value, shown < size ? "..." : "");
 }
 
 void show_value(record_state &state, const char *value, std::size_t size) {
@@ -355,6 +357,11 @@ void fill_rows(record_state &state, const record_batch &batch) {
     callback.callback = describe_value;
     callback.arg = &state;
     error_context_stack = &callback;
+    if (state.starts_over) {
+        tuplestore_clear(state.store);
+        state.starts_over = false;
+        state.row = 0;
+    }
     const MemoryContext before = MemoryContextSwitchTo(state.row_memory);
     const std::size_t cells = batch.cell_count();
     const TupleDesc shape = state.list->shape;
@@ -418,14 +425,20 @@ std::string_view record_set::column_name(std::size_t column) const {
 
 void record_set::set_sources(const std::string_view *sources) {
     record_state &state = *state_;
+    state.sources = sources;
+    if (GetDatabaseEncoding() == PG_UTF8) {
+        return;
+    }
     guard([&state, sources] {
         const auto count = static_cast<std::size_t>(state.list->shape->natts);
-        state.sources = static_cast<const char **>(palloc(count * sizeof(char *)));
+        auto *const converted =
+            static_cast<std::string_view *>(palloc(count * sizeof(std::string_view)));
         for (std::size_t column = 0; column < count; ++column) {
             char *const copy = pnstrdup(sources[column].data(), sources[column].size());
-            state.sources[column] =
+            converted[column] =
                 pg_any_to_server(copy, static_cast<int>(sources[column].size()), PG_UTF8);
         }
+        state.sources = converted;
     });
 }
 
@@ -433,6 +446,8 @@ void record_set::put(const record_batch &batch) {
     record_state &state = *state_;
     guard([&state, &batch] { fill_rows(state, batch); });
 }
+
+void record_set::start_over() noexcept { state_->starts_over = true; }
 
 datum record_set::finish() noexcept { return frame_.null(); }
 

@@ -76,6 +76,8 @@ void record_set::put(const record_batch &batch) {
     }
 }
 
+void record_set::start_over() noexcept { state_->records.clear(); }
+
 datum record_set::finish() noexcept { return frame_.null(); }
 
 } // namespace host

@@ -109,6 +109,9 @@ class record_set {
     // functions raise, with row, column, source and value as context, and what the host raises when
     // the statement was asked to stop.
     void put(const record_batch &batch);
+    // What was handed over does not count; the host forgets it with the next batch.
+    void start_over() noexcept;
+    // The result of the body. At least one batch, if only an empty one, was handed over.
     [[nodiscard]] datum finish() noexcept;
 
   private:

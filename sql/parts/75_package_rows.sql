@@ -4,17 +4,17 @@ CREATE FUNCTION xmldom.rows(node xmldom.node, row_path text, columns text[],
         namespaces text[] DEFAULT NULL, on_error text DEFAULT NULL) RETURNS SETOF record
     AS 'MODULE_PATHNAME', 'xmldom_rows' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 1000 ROWS 100;
 COMMENT ON FUNCTION xmldom.rows(xmldom.node, text, text[], text[], text) IS
-    'a row for each node of the row path, with a column for each column path, which starts at that node; the caller names and types the columns: AS t(id integer, name text). Missing values are null, several are an error unless the column is an array. on_error is error or null';
+    'a row for each node of the row path, with a column for each path of columns, which starts at that node; the statement names and types the columns: AS t(id integer, name text). The paths are a list, or pairs of a column''s name and its path. Missing values are null, several are an error unless the column is an array. on_error, for values that do not convert, is error or null';
 CREATE FUNCTION xmldom.rows_of_text(document text, row_path text, columns text[],
         namespaces text[] DEFAULT NULL, on_error text DEFAULT NULL) RETURNS SETOF record
     AS 'MODULE_PATHNAME', 'xmldom_rows_of_text' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10000 ROWS 100;
 COMMENT ON FUNCTION xmldom.rows_of_text(text, text, text[], text[], text) IS
-    'the same of a text, which is parsed for this call alone';
+    'the rows of a text, which is parsed for this call alone; else as xmldom.rows';
 CREATE FUNCTION xmldom.rows_of_text(document xml, row_path text, columns text[],
         namespaces text[] DEFAULT NULL, on_error text DEFAULT NULL) RETURNS SETOF record
     AS 'MODULE_PATHNAME', 'xmldom_rows_of_text' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10000 ROWS 100;
 COMMENT ON FUNCTION xmldom.rows_of_text(xml, text, text[], text[], text) IS
-    'the same of an XML value';
+    'the rows of an XML value, which is parsed for this call alone; else as xmldom.rows';
 
 -- Rows out of streams: the same of documents of any length, record by record.
 

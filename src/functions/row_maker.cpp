@@ -303,6 +303,21 @@ void row_maker::read_column(column_reader &reader, xmlNodePtr node) {
     }
 }
 
+bool row_maker::look_down() const noexcept {
+    return std::all_of(readers_, readers_ + reader_count_, [](const column_reader &reader) {
+        return !reader.form.markup && paths::looks_down(reader.code.code());
+    });
+}
+
+void row_maker::start_over() noexcept {
+    begin_document();
+    for (kept_batch *batch = first_; batch != nullptr; batch = batch->next) {
+        batch->rows.clear();
+    }
+    rows_.start_over();
+    row_ = 0;
+}
+
 void row_maker::begin_document() noexcept {
     for (column_reader &reader : std::span(readers_, reader_count_)) {
         reader.steps.forget_names();

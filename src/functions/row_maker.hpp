@@ -64,6 +64,13 @@ class row_maker {
     [[nodiscard]] path_lease path_argument() const;
     [[nodiscard]] const path_bindings &bindings() const noexcept { return bindings_; }
 
+    // Whether the columns ask for nothing but what stands below a node, so that rows can be made
+    // while the rest of the document is still being parsed; `wait_with_code` then.
+    [[nodiscard]] bool look_down() const noexcept;
+    // Conversions that run anybody's code wait until `finish`.
+    void wait_with_code() noexcept { hands_over_early_ = !rows_.runs_code(); }
+    // Forgets all rows that were added.
+    void start_over() noexcept;
     // To be told when the nodes that follow are of another document than those before.
     void begin_document() noexcept;
     // Reads a row. The node must live until this returns. Reports rows_many_nodes, what evaluations

@@ -119,6 +119,12 @@ class xml_scope {
 // xmlFreeParserCtxt. Throws when memory runs out.
 [[nodiscard]] xmlParserCtxtPtr get_new_parser_ctxt();
 
+// A context for parses that all have the same options: the one that the session keeps for them, or
+// a fresh one. The caller gives it back, or frees it as above when it has seen more than a parse
+// that ended well. Throws when memory runs out.
+[[nodiscard]] xmlParserCtxtPtr borrow_parser_ctxt();
+void give_parser_ctxt_back(xmlParserCtxtPtr context) noexcept;
+
 // Why the last parse of the session gave no document, or what a validating parse complained of.
 struct parse_diagnostics {
     char first_error[512]; // libxml2's words for the first error, one line, "" when there is none
@@ -133,15 +139,34 @@ struct parse_diagnostics {
     std::int64_t work;             // steps charged for (src/libxml/xml_work.hpp)
 };
 
+// Someone who is shown elements of a document while it is parsed, each when it has ended and
+// nothing behind it was read. Documents with a document type are not shown: what entities give is
+// put into the tree in other ways.
+enum class watch_answer {
+    keep, // the element stays where it is
+    drop, // nobody will look at it again, nor at the text in front of it
+    stop  // the parse is of no use any more: it ends without a document
+};
+struct element_watch {
+    void *state;
+    watch_answer (*show)(void *state, xmlNodePtr element) noexcept;
+    // The parse begins anew: what was shown does not count.
+    void (*start_over)(void *state) noexcept;
+    int depth;            // of the elements that are shown; that of the document's element is 1
+    bool stopped = false; // the last answer was to stop
+};
+
 // Parses `length` bytes of UTF-8 text. `document_mode` is true for documents made from text, false
-// for parser objects; it changes nothing here. `context` must be fresh: options and handlers of
-// an earlier parse would stick. Returns the document, null when the text is not well-formed or a
-// limit ended the parse; `diagnostics` says why. A cancelled statement ends it too, as does a lack
-// of memory: then it throws, and nothing is left behind but the context, which is the caller's.
-// The declared encoding stands in the document's `encoding`, though the text is read as UTF-8.
+// for parser objects; it changes nothing here. `context` must be fresh, or borrowed: options and
+// handlers of an earlier parse would stick. Returns the document, null when the text is not
+// well-formed or a limit ended the parse; `diagnostics` says why. A cancelled statement ends it
+// too, as does a lack of memory: then it throws, and nothing is left behind but the context, which
+// is the caller's. The declared encoding stands in the document's `encoding`, though the text is
+// read as UTF-8. `watch` may be null.
 [[nodiscard]] xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text,
                                       std::size_t length, int options, bool document_mode,
-                                      parse_diagnostics &diagnostics);
+                                      parse_diagnostics &diagnostics,
+                                      element_watch *watch = nullptr);
 
 // Frees a document, of any size; null is passed over. When the statement is asked to stop
 // meanwhile, the rest is freed later: by the session's next parse or its next call of this.
@@ -172,8 +197,8 @@ void release_abandoned();
 // Makes such a node the first child of its document, which is about to be freed.
 void hang_on_document(xmlNodePtr top) noexcept;
 
-// Frees what a cancelled parse has left behind because it would have taken too long; for the end
-// of a session. Otherwise the next parse does it.
+// Frees what a cancelled parse has left behind because it would have taken too long, and the parser
+// context that is kept; for the end of a session. Otherwise the next parse frees what was left.
 void forget_abandoned() noexcept;
 
 } // namespace host

@@ -225,6 +225,7 @@ void release_abandoned() {
 }
 
 void forget_abandoned() noexcept {
+    forget_parser_ctxt();
     while (abandoned != nullptr) {
         free_first_abandoned();
     }

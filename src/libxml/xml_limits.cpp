@@ -91,8 +91,16 @@ void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, co
 
 void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
                     const xmlChar *uri) noexcept {
-    leave_element(*current_run, static_cast<xmlParserCtxtPtr>(data));
+    parse_run &run = *current_run;
+    auto *const context = static_cast<xmlParserCtxtPtr>(data);
+    leave_element(run, context);
+    xmlNodePtr const ended = context->node;
+    const int depth = context->nodeNr;
     xmlSAX2EndElementNs(data, name, prefix, uri);
+    if (run.watch != nullptr && run.watch->depth == depth && context == run.context &&
+        ended != nullptr) [[unlikely]] {
+        show_element(run, context, ended);
+    }
 }
 
 struct model_size {

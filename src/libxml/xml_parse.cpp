@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 // The state of the parser is not for everyone in later versions, but there is no other way to it.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -79,6 +80,15 @@ void note_validity_error(parse_run &run, const xmlError &error) noexcept {
 
 // --- the text, piece by piece -------------------------------------------------------------------
 
+// That was the last piece: libxml2 need not ask for more, as it does before each few bytes of what
+// it has left.
+void stop_asking(parse_run &run) noexcept {
+    xmlParserInputPtr const input = run.context->input;
+    if (input != nullptr && input->buf != nullptr && input->buf->context == &run) {
+        input->buf->readcallback = nullptr;
+    }
+}
+
 int read_text(void *state, char *buffer, int size) noexcept {
     parse_run &run = *static_cast<parse_run *>(state);
     if (must_stop(run, nullptr)) [[unlikely]] {
@@ -102,6 +112,9 @@ int read_text(void *state, char *buffer, int size) noexcept {
     }
     std::memcpy(buffer, run.text + run.position, count);
     run.position += count;
+    if (run.position == run.length) {
+        stop_asking(run);
+    }
     return static_cast<int>(count);
 }
 
@@ -180,7 +193,7 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
             return document;
         }
     }
-    if (run.cancelled) {
+    if (run.cancelled || (run.watch != nullptr && run.watch->stopped)) {
         discard_document(document);
     } else {
         xmlFreeDoc(document);
@@ -340,8 +353,47 @@ xmlParserCtxtPtr get_new_parser_ctxt() {
     return context;
 }
 
+namespace {
+
+// A context with more than that has met unusual documents, and is not worth its memory.
+constexpr std::size_t k_most_kept_name_bytes = 32768;
+constexpr int k_most_kept_levels = 256;
+
+constinit PKG_DBE_XML_SESSION_STORAGE xmlParserCtxtPtr kept_context = nullptr;
+
+bool is_small(const xmlParserCtxt &context) noexcept {
+    return xmlDictGetUsage(context.dict) <= k_most_kept_name_bytes &&
+           context.nodeMax <= k_most_kept_levels && context.nameMax <= k_most_kept_levels &&
+           context.nsMax <= k_most_kept_levels && context.maxatts <= k_most_kept_levels;
+}
+
+} // namespace
+
+xmlParserCtxtPtr borrow_parser_ctxt() {
+    if (kept_context == nullptr) {
+        return get_new_parser_ctxt();
+    }
+    release_abandoned();
+    return std::exchange(kept_context, nullptr);
+}
+
+void give_parser_ctxt_back(xmlParserCtxtPtr context) noexcept {
+    if (kept_context == nullptr && is_small(*context)) {
+        kept_context = context;
+    } else {
+        xmlFreeParserCtxt(context);
+    }
+}
+
+void forget_parser_ctxt() noexcept {
+    if (kept_context != nullptr) {
+        xmlFreeParserCtxt(std::exchange(kept_context, nullptr));
+    }
+}
+
 xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t length, int options,
-                        bool /*document_mode*/, parse_diagnostics &diagnostics) {
+                        bool /*document_mode*/, parse_diagnostics &diagnostics,
+                        element_watch *watch) {
     bool polls = true;
     for (;;) {
         diagnostics = {};
@@ -356,6 +408,8 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
         run.entity_start = run.start;
         run.gated = gate_in_force();
         run.polls = polls;
+        run.watch = watch;
+        run.shown_at = run.start;
         context->recovery = 0;
         xmlDocPtr document = nullptr;
         bool starved = false;
@@ -363,11 +417,15 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
             const xml_scope scope;
             document = run_parse(run, options);
             diagnostics.work = run.work;
-            starved = scope.refused() && !gate.budget_spent && !run.cancelled;
+            const bool watch_stopped = watch != nullptr && watch->stopped;
+            starved = scope.refused() && !gate.budget_spent && !run.cancelled && !watch_stopped;
         }
         if (run.cancelled) {
             process_interrupts();
             polls = false; // the request was withdrawn: once more, without looking for others
+            if (watch != nullptr) {
+                watch->start_over(watch->state);
+            }
             continue;
         }
         if (starved) {

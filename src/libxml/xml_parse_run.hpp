@@ -35,16 +35,18 @@ struct parse_run {
     xmlHashTablePtr weights;       // type_weight, by the name of the type; made when needed
     table_widths widths;           // of tables that were widened
     std::uint32_t types_declared, attributes_declared, elements_with_attributes;
-    bool has_heavy_types; // elements of some types cost more than others
-    int depth;            // open elements, entities included
-    int namespaces;       // what libxml2 had of them at the last tag
-    bool gated;           // the gate counts what libxml2 allocates
-    bool polls;           // watches for requests to stop
-    bool stopped;         // by a limit or a request; nothing that libxml2 returns counts any more
-    bool cancelled;       // a request was the reason
-    bool fatal_noted;     // the first error noted is one against well-formedness
-    bool text_left;       // the document ended before its text did
-    void *stream;         // whom the callbacks of a stream's parse belong to; null in others
+    bool has_heavy_types;  // elements of some types cost more than others
+    int depth;             // open elements, entities included
+    int namespaces;        // what libxml2 had of them at the last tag
+    bool gated;            // the gate counts what libxml2 allocates
+    bool polls;            // watches for requests to stop
+    bool stopped;          // by a limit or a request; nothing that libxml2 returns counts any more
+    bool cancelled;        // a request was the reason
+    bool fatal_noted;      // the first error noted is one against well-formedness
+    bool text_left;        // the document ended before its text did
+    void *stream;          // whom the callbacks of a stream's parse belong to; null in others
+    element_watch *watch;  // null: nobody watches
+    std::int64_t shown_at; // bytes in use when it was shown an element last
 };
 // Null while no parse is in progress.
 extern constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run;
@@ -88,6 +90,12 @@ void charge_declaration(parse_run &run, xmlParserCtxtPtr context, std::int64_t b
 
 // Frees a document as far as that can be done at once, and keeps the rest for release_abandoned.
 void discard_document(xmlDocPtr document) noexcept;
+
+// Shows an element that has just ended to who watches.
+void show_element(parse_run &run, xmlParserCtxtPtr context, xmlNodePtr element) noexcept;
+
+// Frees the context that is kept for the next parse.
+void forget_parser_ctxt() noexcept;
 
 // Puts the callbacks that keep the limits into a context.
 void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;

@@ -47,6 +47,22 @@ xml_doc_ptr parse_document(const parse_text &text, int options) {
     return parse_document(text.bytes(), text.size(), options);
 }
 
+xml_doc_ptr parse_for_call(const parse_text &text, host::element_watch *watch) {
+    // As xmldom.parse reads a text; short texts may stand in their nodes, which nobody changes.
+    constexpr int k_options =
+        XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_COMPACT;
+    xml_parser_ctxt_ptr context(host::borrow_parser_ctxt());
+    host::parse_diagnostics diagnostics{};
+    xml_doc_ptr document(host::xml_parse_doc(context.get(), text.bytes(), text.size(), k_options,
+                                             true, diagnostics, watch));
+    if (document != nullptr) {
+        host::give_parser_ctxt_back(context.release());
+    } else if (watch == nullptr || !watch->stopped) {
+        report_invalid_document(diagnostics);
+    }
+    return document;
+}
+
 host::datum hand_over_parsed(xml_doc_ptr document) {
     host::check_for_interrupts();
     return hand_over(std::move(document));

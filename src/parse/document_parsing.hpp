@@ -3,6 +3,7 @@
 
 #include "host/call.hpp"
 #include "host/large_object.hpp"
+#include "libxml/xml.hpp"
 #include "parse/parse_text.hpp"
 #include "xml_owner.hpp"
 
@@ -21,6 +22,11 @@ namespace pkg_dbe_xml {
 // throws when the statement was asked to stop.
 [[nodiscard]] xml_doc_ptr parse_document(const char *text, std::size_t size, int options);
 [[nodiscard]] xml_doc_ptr parse_document(const parse_text &text, int options);
+
+// The document of a text that the call reads, never changes, and frees. `watch`, which may be null,
+// is shown elements while it is parsed (libxml/xml.hpp); no document when it stopped that. Reports
+// and throws as above.
+[[nodiscard]] xml_doc_ptr parse_for_call(const parse_text &text, host::element_watch *watch);
 
 // Registers a parsed document; its handle. Before that, a last look at whether the statement was
 // asked to stop: who cancels a parse finds no document. So the text should have been given back.

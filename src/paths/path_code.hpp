@@ -198,6 +198,8 @@ struct path_code {
     const segment *segments;
     const path *paths;
     const char *texts;
+    std::uint32_t expression_count;
+    std::uint32_t path_count;
     std::uint32_t step_count;
     std::uint32_t memory_count;   // values of invariants to keep
     std::uint32_t variable_count; // variables are numbered in the order of the bindings

@@ -751,6 +751,8 @@ path_code *compile(std::string_view text, const path_bindings &bindings,
     path_code code{};
     code.root = reader.compile();
     path_parts &parts = reader.parts();
+    code.expression_count = index_of(parts.expressions.size());
+    code.path_count = index_of(parts.paths.size());
     code.step_count = index_of(parts.steps.size());
     code.memory_count = parts.memory_count;
     code.variable_count = index_of(bindings.variables.size());

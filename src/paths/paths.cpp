@@ -5,6 +5,7 @@
 #include "host/session.hpp"
 #include "path_reports.hpp"
 #include "paths/path_evaluator.hpp"
+#include "registry.hpp"
 
 #include <cstring>
 #include <functional>
@@ -145,6 +146,9 @@ path_cache *session_cache() noexcept { return static_cast<path_cache *>(host::u_
 path_cache &ready_cache() {
     if (path_cache *const cache = session_cache()) [[likely]] {
         return *cache;
+    }
+    if (!host::u_sess.initialised) {
+        xml_init_hashtable(XMLEntryType::dom_map);
     }
     host::memory_context *const context = host::mmgr_memory_set_controller_create(
         host::u_sess.xmldom_context, "XML paths", 0, 8192, 65536);

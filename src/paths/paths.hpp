@@ -77,8 +77,7 @@ class path_lease {
 };
 
 // The compiled path, out of the session's cache or compiled now. Values of variables do not count:
-// they are given to each evaluation. Reports what paths::compile reports. The session must have a
-// registry.
+// they are given to each evaluation. Reports what paths::compile reports.
 [[nodiscard]] path_lease compile_path(std::string_view text, const path_bindings &bindings);
 
 // Paths in the cache, and the bytes they take.

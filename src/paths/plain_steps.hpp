@@ -1,5 +1,5 @@
-// Paths that only step down by name, as the columns of rows mostly do: "@id", "customer/name", ".".
-// Such a path is read off the tree without an evaluation.
+// Paths that only step down by name, as rows and their columns mostly do: "/orders/order", "@id",
+// "customer/name", ".". Such a path is read off the tree without an evaluation.
 #pragma once
 
 #include "growing_array.hpp"
@@ -11,10 +11,30 @@
 
 namespace pkg_dbe_xml::paths {
 
+// Whether a path looks nowhere but at its context node and at what is below and before it: not at
+// nodes behind it, nor at others that are not above it.
+[[nodiscard]] bool looks_down(const path_code &code) noexcept;
+
 class plain_steps {
   public:
-    // The steps of a compiled path. False when it is of another form; it must outlive this.
-    [[nodiscard]] bool read(const path_code &code) noexcept;
+    // The steps of a compiled path that starts there. False when it is of another form; it must
+    // outlive this.
+    [[nodiscard]] bool read(const path_code &code, path_start start = path_start::context) noexcept;
+    // How many there are; none where the path is the context node itself.
+    [[nodiscard]] std::size_t count() const noexcept { return count_; }
+    [[nodiscard]] bool ends_in_attribute() const noexcept {
+        return count_ != 0 && steps_[count_ - 1].attribute;
+    }
+    // Whether the steps lead to an element from `count` levels above it.
+    [[nodiscard]] bool lead_to(const xmlNode *element) noexcept {
+        for (std::size_t place = count_; place > 0; --place) {
+            if (!matches(steps_[place - 1], element)) {
+                return false;
+            }
+            element = element->parent;
+        }
+        return true;
+    }
 
     // To be told before trees of another document are read.
     void forget_names() noexcept {

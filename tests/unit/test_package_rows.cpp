@@ -1,5 +1,7 @@
 // Rows out of trees: what is read for each column, and what happens when reading or converting
 // fails. How texts become values is the host's affair: on this one a column may have a function.
+#include "host/limits.hpp"
+#include "libxml/xml.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/invariants.hpp"
@@ -157,6 +159,124 @@ TEST_F(package_rows, of_a_text_leave_nothing) {
     EXPECT_EQ(of_text("<a><b></a>").report.sqlstate, "2200M");
     EXPECT_EQ(shown(of_text("<a/>")), "");
     EXPECT_EQ(sql::call(xml_dom_get_session_tree_num).integer(), 0);
+}
+
+// Rows are read while the text is parsed where their paths allow it: the rows are the same.
+TEST_F(package_rows, of_a_text_are_those_of_its_tree) {
+    const std::vector<std::string> documents{
+        k_text,
+        "<r>\n <o id='1'>\n  <n>x</n>\n </o>\n <o id='2'/>text<o id='3'><n/></o>tail</r>",
+        "<r>a<![CDATA[b]]><o id='1'><n>c</n></o><![CDATA[d]]>e<o id='2'><n>f</n></o>g</r>",
+        "<r><o id='1'><o id='2'><n>in</n></o><n>out</n></o><!--c--><?p i?><o id='3'/></r>",
+        "<r><s><o id='1'/></s><o id='2'/><t><o id='3'/></t></r>",
+        "<r xmlns='urn:r'><o id='1'/></r>",
+        "<r><o xmlns='urn:o' id='1'/><o id='2'/><p:o xmlns:p='urn:p' id='3'/></r>",
+        "<!DOCTYPE r [<!ENTITY e '<o id=\"2\"><n>e</n></o>'>]><r><o id='1'/>&e;<o id='3'/></r>",
+        "<!DOCTYPE r [<!ATTLIST o id CDATA 'd'>]><r><o/><o id='3'/></r>",
+        "<r><o xml:id='a' id='1'/><o xml:id='a' id='2'/></r>",
+        "<s><o id='1'/></s>",
+        "<o/>",
+        "<r><o id='&lt;&#233;'><n>&amp;<b>x</b>&#10;</n></o></r>",
+    };
+    const std::vector<std::vector<std::string>> columns{
+        {"@id", "n"},      {"string(n)", "count(*)"},        {"n | .//n", "*[last()]"},
+        {"../@x", "n"},    {"preceding-sibling::*", "n"},    {"id('a')/@id", "n"},
+        {"/r/@x", "n[1]"}, {"sum(.//@id)", "descendant::n"}, {".", "text()"}};
+    int rows_seen = 0;
+    for (const std::string &text : documents) {
+        const sql::handle document = sql::call(xmldom_parse_text, text).handle();
+        for (const std::string path : {"/r/o", "/r/o/n", "/r/s/o", "//o", "/*/o", "/r", "/r/o/@id",
+                                       "/r/o[1]", "/r/o | /r/s"}) {
+            for (const std::vector<std::string> &paths : columns) {
+                const std::vector<host::record_column> listed{column("a", k_array),
+                                                              column("b", k_array)};
+                const host::call_record of_tree =
+                    call(xmldom_rows, listed, {document, path, texts(paths)});
+                const host::call_record of_text =
+                    call(xmldom_rows_of_text, listed, {text, path, texts(paths)});
+                EXPECT_EQ(shown(of_text), shown(of_tree)) << text << " " << path << " " << paths[0];
+                rows_seen += static_cast<int>(of_tree.records.size());
+            }
+        }
+        EXPECT_TRUE(sql::check_invariants());
+    }
+    EXPECT_GT(rows_seen, 300);
+}
+
+// A row that was read is taken out of the tree: a text may hold more than a tree is allowed to
+// take.
+TEST_F(package_rows, of_a_text_take_the_memory_of_one) {
+    std::string text = "<r>";
+    for (int i = 0; i < 20000; ++i) {
+        text += "\n <o id='" + std::to_string(i) + "'><n>x</n><m/></o><![CDATA[ ]]>";
+    }
+    text += "</r>";
+    const auto limits = host::parse_limits;
+    host::parse_limits.budget_base = 1024;
+    host::parse_limits.budget_factor = 0;
+    const auto of_text = [&text](const char *path, const char *column_path) {
+        return call(xmldom_rows_of_text, {column("id")}, {text, path, texts({column_path})});
+    };
+    EXPECT_TRUE(sql::call(xmldom_parse_text, text).failed());
+    EXPECT_EQ(of_text("/r/o", "@id").records.size(), 20000U);
+    EXPECT_EQ(of_text("/r/o", "count(n | m)").records.size(), 20000U);
+    EXPECT_EQ(of_text("/r/o/n", ".").report.sqlstate, "2200M"); // the rows' parents stay
+    EXPECT_EQ(of_text("//o", "@id").report.sqlstate, "2200M");
+    EXPECT_EQ(of_text("/r/o", "../@id").report.sqlstate, "2200M");
+    host::parse_limits = limits;
+}
+
+TEST_F(package_rows, of_a_text_fail_in_the_middle_and_leave_nothing) {
+    const auto of_text = [](const std::string &text, const char *path) {
+        return call(xmldom_rows_of_text, {column("c")}, {text, "/a/b", texts({path})});
+    };
+    static_cast<void>(of_text("<a><b/></a>", ".")); // what the session keeps for the next parse
+    const std::int64_t before = host::gate.bytes_in_use;
+    const std::string good = "<a><b>1</b><b><c/></b>";
+    const host::call_record many = of_text(good + "<b><c/><c/></b><b>3</b></a>", "c");
+    EXPECT_EQ(many.report.sqlstate, "21000");
+    EXPECT_EQ(many.report.context, "row 3, path \"c\"");
+    EXPECT_EQ(of_text(good + "<b></a>", ".").report.sqlstate, "2200M");
+    EXPECT_EQ(of_text(good + "</a><a/>", ".").report.sqlstate, "2200M");
+    EXPECT_EQ(of_text(good, ".").report.sqlstate, "2200M");
+    EXPECT_EQ(shown(of_text(good + "</a>", ".")), "1\n");
+    std::string long_text = "<a>";
+    for (int i = 0; i < 30000; ++i) {
+        long_text += "<b>x</b>";
+    }
+    host::standalone::cancel_after_polls(20);
+    EXPECT_EQ(of_text(long_text + "</a>", ".").report.sqlstate, "57014");
+    host::standalone::forget_cancel();
+    EXPECT_EQ(of_text(long_text + "</a>", ".").records.size(), 30000U);
+    EXPECT_EQ(shown(of_text("<a><b>1</b></a>", ".")), "1");
+    EXPECT_LT(host::gate.bytes_in_use, before + 1000);
+    restart_session();
+    EXPECT_EQ(host::gate.bytes_in_use, 0);
+}
+
+// The parser context that is kept serves documents of all kinds, one after the other.
+TEST_F(package_rows, of_texts_do_not_depend_on_those_before) {
+    const auto of_text = [](const std::string &text) {
+        return shown(call(xmldom_rows_of_text, {column("i", k_array), column("d")},
+                          {text, "/a/b", texts({".//@i", "concat(count(.//*), .)"})}));
+    };
+    const std::string declared =
+        "<!DOCTYPE a [<!ATTLIST b i CDATA 'd'><!ENTITY e 'x'>]><a><b>&e;</b></a>";
+    std::string deep = "<b i='0'/>";
+    std::string names;
+    for (int i = 0; i < 600; ++i) {
+        deep = "<b>" + deep + "</b>";
+        names += "<a_rather_long_name_with_the_number_" + std::to_string(i) + "/>";
+    }
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(of_text("<a><b i='1'/></a>"), "1|0");
+        EXPECT_EQ(of_text(declared), "-|0x");
+        EXPECT_EQ(of_text("<a><b/></a>"), "-|0"); // the declarations went with their document
+        EXPECT_EQ(of_text("<a>&e;</a>").substr(0, 5), "2200M");
+        EXPECT_EQ(of_text("<a>" + deep + "</a>"), "0|600");
+        EXPECT_EQ(of_text("<a><b>" + names + "</b></a>"), "-|600");
+        EXPECT_EQ(of_text("<?xml version='1.1' encoding='x'?><a><b/></a>").substr(0, 4), "-|0");
+    }
 }
 
 // Whatever a conversion does to the tree, the rows were read before.

@@ -236,10 +236,9 @@ std::string sqlstate_of(std::function<void()> action) {
     return outcome.failed ? outcome.report.sqlstate : "none";
 }
 
-result call_with(function entry, const std::vector<value> &arguments) {
-    const std::vector<host::argument> passed = arguments_of(arguments);
-    host::call_record record =
-        host::standalone::call_function(entry, passed.data(), static_cast<int>(passed.size()));
+namespace {
+
+result outcome_of(host::call_record record) {
     result outcome;
     outcome.datum_ = record.result;
     outcome.is_null_ = record.result_is_null;
@@ -248,6 +247,26 @@ result call_with(function entry, const std::vector<value> &arguments) {
         outcome.error_ = error_of(std::move(record.report));
     }
     return outcome;
+}
+
+} // namespace
+
+result call_with(function entry, const std::vector<value> &arguments) {
+    const std::vector<host::argument> passed = arguments_of(arguments);
+    return outcome_of(
+        host::standalone::call_function(entry, passed.data(), static_cast<int>(passed.size())));
+}
+
+result call_for_rows(function entry, const std::vector<value> &arguments,
+                     const std::vector<host::record_column> &columns, std::vector<cells> &rows) {
+    const std::vector<host::argument> passed = arguments_of(arguments);
+    host::call_record record;
+    record.arguments = passed.data();
+    record.argument_count = static_cast<int>(passed.size());
+    record.columns = columns;
+    entry(&record);
+    rows = std::move(record.records);
+    return outcome_of(std::move(record));
 }
 
 void session_test::SetUp() { host::standalone::begin_session(); }

@@ -25,6 +25,10 @@
 #include <string_view>
 #include <vector>
 
+namespace host {
+struct record_column;
+}
+
 namespace sql {
 
 using function = host::datum (*)(host::call_record *);
@@ -121,6 +125,11 @@ result call_with(function entry, const std::vector<value> &arguments);
 template <class... Argument> result call(function entry, const Argument &...arguments) {
     return call_with(entry, std::vector<value>{value(arguments)...});
 }
+
+// Calls a function that gives rows of these columns; the texts of each cell of each row.
+using cells = std::vector<std::vector<std::string>>;
+result call_for_rows(function entry, const std::vector<value> &arguments,
+                     const std::vector<host::record_column> &columns, std::vector<cells> &rows);
 
 // Runs an action as the body of a call, and what came of it.
 host::call_record run_in_call(std::function<void()> action);

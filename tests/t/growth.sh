@@ -15,7 +15,9 @@ flat() {
             root raw := xml_dom_get_document_element(document);
             attribute raw := xml_dom_get_attribute_node(root, 'x');
             content raw := xml_dom_get_first_child(root);
-            made raw; result raw; done boolean; before integer;
+            declaring raw := xml_dom_get_document_element(xml_dom_new_document_clob(
+                '<p:b xmlns:p=\"urn:p\"><p:c p:x=\"1\"/></p:b>'));
+            made raw; held raw; result raw; done boolean; before integer;
         begin
             for i in 1..10000 loop $2 end loop;
             before := $rss;
@@ -53,4 +55,17 @@ flat 'appending a text that merges' \
      done := xml_dom_set_node_value(content, 'text') is null;"
 flat 'importing and releasing' \
     "done := xml_dom_free_node(xml_dom_import_node(document, root, true)) is null;"
+flat 'importing a document and releasing it' \
+    "done := xml_dom_free_node(xml_dom_import_node(document, document, true)) is null;"
+flat 'taking something out of an element that declares its prefix' \
+    "made := xml_dom_import_node(document, declaring, true);
+     held := xml_dom_get_first_child(made);
+     result := xml_dom_append_child(root, held);
+     done := xml_dom_free_node(result) is null;
+     done := xml_dom_free_node(made) is null;
+     made := xml_dom_create_element(document, 'gone');
+     result := xml_dom_append_child(made, held);
+     done := xml_dom_free_node(result) is null;
+     done := xml_dom_free_node(held) is null;
+     done := xml_dom_free_node(made) is null;"
 done_testing

@@ -14,7 +14,7 @@
 namespace pkg_dbe_xml {
 namespace {
 
-constexpr std::size_t k_longest_message = 4096;
+constexpr std::size_t k_longest_message = 4095; // what the hosts keep, with a zero byte 4096
 constexpr std::string_view k_assertion_message =
     "Failed on assertion in %s function %s line %d. %s.";
 

@@ -58,6 +58,40 @@ constexpr std::array<std::string_view, 7> k_character_sets{
 constexpr std::array<std::string_view, 8> k_files{
     "out/f.xml", "none/f.xml", "out\\g.xml", "f.xml", "out/a/f.xml", "out/f.txt", "", "out/.xml"};
 
+constexpr std::array<std::string_view, 32> k_paths{
+    "//*",
+    ".",
+    "..",
+    "/",
+    "@*",
+    "*[1]",
+    "*[last()]",
+    "//@*",
+    "text()",
+    "node()",
+    "ancestor::node()",
+    "following::node()",
+    "preceding::*",
+    "preceding-sibling::node()[1]",
+    "string(.)",
+    "count(//*)",
+    "name()",
+    "//*[@*]",
+    "id('x')",
+    "//a | //b",
+    "descendant-or-self::node()/..",
+    "//*[. = //text()]",
+    "concat(name(), ':', count(@*), namespace-uri())",
+    "normalize-space(/)",
+    "//comment()",
+    "//processing-instruction()",
+    "namespace::*",
+    "(//*)[2]/@*/..",
+    "/*/*[position() > 1]",
+    "//*[",
+    "//*[unknown(1)]",
+    "count(namespace::*) + 1"};
+
 // Functions that give a text, a number or a truth value change nothing. Other calls stand in for
 // most of theirs.
 constexpr std::size_t k_calls_to_a_reading_one = 4;
@@ -282,6 +316,8 @@ void program::add_argument(program_call &call, char type) {
                  "text");
     } else if (type == 'u') {
         add_text(call, pick(k_uris, choice), "text");
+    } else if (type == 'q') {
+        add_text(call, choice < 250 ? pick(k_paths, choice) : made_text(), "text");
     } else if (type == 'c') {
         add_text(call, pick(k_character_sets, choice), "text");
     } else if (type == 'f') {

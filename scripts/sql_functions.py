@@ -112,7 +112,8 @@ RAW_LETTERS = {"document": "d", "element": "e", "attribute": "a", "parser": "p",
                "map": "l", "collection": "l"}  # by the argument's name; h of others
 TEXT_LETTERS = {"document": "x", "namespace_uri": "u", "character_set": "c", "charset": "c",
                 "file": "f", "name": "n", "tag_name": "n", "qualified_name": "n",
-                "local_name": "n", "target": "n", "prefix": "n", "root": "n", "uri": "u"}  # v of others
+                "local_name": "n", "target": "n", "prefix": "n", "root": "n", "uri": "u",
+                "path": "q"}  # v of others
 RESULT_LETTERS = {
     "void": None, "text": "t", "integer": "i", "oid": "i", "boolean": "b",
     "xmldom.node": "h", "xmldom.text_node": "h", "xmldom.document": "d", "xmldom.element": "e",
@@ -136,10 +137,8 @@ NOT_PLAYED = {
     "xmldom.to_xml": "an XML value is shown without its declaration",
     "xmldom.describe_documents": "tells the time",
     "xmldom.describe_sessions": "tells of the host's other sessions",
+    "xmldom.xpath_number": "a number with a fraction is shown by each host in its own way",
 } | dict.fromkeys(
-    ("xmldom.xpath", "xmldom.xpath_first", "xmldom.xpath_text", "xmldom.xpath_number",
-     "xmldom.xpath_exists"),
-    "takes arrays of texts; fuzz/query_differential plays paths") | dict.fromkeys(
     ("xmldom.rows", "xmldom.rows_of_text"),
     "the statement lists the columns; fuzz/support_signatures.cpp has calls with some") | dict.fromkeys(
     ("xmlparser.rows",),
@@ -183,9 +182,11 @@ def result_letter(function):
 def letters_of(function):
     """The letters of all arguments, and those of the shorter calls that leave out what is null, or
     what stands for null."""
-    arguments = arguments_of(function)
-    shapes = ["".join(argument_letter(function, *argument) for argument in arguments)]
-    for argument in reversed(function.arguments.split(",")):
+    arguments = list(zip(arguments_of(function), function.arguments.split(",")))
+    while arguments and arguments[-1][0][1] == "text[]":  # null, always
+        arguments.pop()
+    shapes = ["".join(argument_letter(function, *argument) for argument, _ in arguments)]
+    for _, argument in reversed(arguments):
         if not re.search(r"(default\s+|=\s*)(null(::\w+)?|0|'keep')\s*$", argument, re.IGNORECASE):
             break
         shapes.append(shapes[-1][:-1])

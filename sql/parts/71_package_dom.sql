@@ -32,13 +32,13 @@ COMMENT ON FUNCTION xmldom.is_null(xmldom.named_node_map) IS
 
 -- Finding elements.
 
-CREATE FUNCTION xmldom.get_children_by_tag_name(element xmldom.element, name text) RETURNS xmldom.node_list
+CREATE FUNCTION xmldom.get_children_by_tag_name(element xmldom.node, name text) RETURNS xmldom.node_list
     AS 'MODULE_PATHNAME', 'xmldom_get_children_by_tag_name' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_children_by_tag_name(xmldom.element, text) IS
+COMMENT ON FUNCTION xmldom.get_children_by_tag_name(xmldom.node, text) IS
     'list of the children with that qualified name; * means any';
-CREATE FUNCTION xmldom.get_children_by_tag_name_ns(element xmldom.element, name text, namespace_uri text) RETURNS xmldom.node_list
+CREATE FUNCTION xmldom.get_children_by_tag_name_ns(element xmldom.node, name text, namespace_uri text) RETURNS xmldom.node_list
     AS 'MODULE_PATHNAME', 'xmldom_get_children_by_tag_name_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_children_by_tag_name_ns(xmldom.element, text, text) IS
+COMMENT ON FUNCTION xmldom.get_children_by_tag_name_ns(xmldom.node, text, text) IS
     'list of the children with that local name in that namespace; * means any';
 
 -- Attributes.

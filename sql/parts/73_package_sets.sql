@@ -6,13 +6,13 @@ CREATE FUNCTION xmldom.first_node(node xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xml_dom_first_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.first_node(xmldom.node) IS
     'first child, of a document, too, whatever comes first; continue with get_next_sibling';
-CREATE FUNCTION xmldom.first_attribute(element xmldom.element) RETURNS xmldom.attr
+CREATE FUNCTION xmldom.first_attribute(element xmldom.node) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xml_dom_first_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.first_attribute(xmldom.element) IS
+COMMENT ON FUNCTION xmldom.first_attribute(xmldom.node) IS
     'first attribute of an element';
-CREATE FUNCTION xmldom.next_attribute(attribute xmldom.attr) RETURNS xmldom.attr
+CREATE FUNCTION xmldom.next_attribute(attribute xmldom.node) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xml_dom_next_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.next_attribute(xmldom.attr) IS
+COMMENT ON FUNCTION xmldom.next_attribute(xmldom.node) IS
     'next attribute of the same element';
 CREATE FUNCTION xmldom.next_element(node xmldom.node, top xmldom.node, name text) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xml_dom_next_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;

@@ -190,33 +190,33 @@ COMMENT ON FUNCTION xmldom.get_target(xmldom.node) IS
 
 -- Elements and attributes.
 
-CREATE FUNCTION xmldom.get_tag_name(element xmldom.element) RETURNS text
+CREATE FUNCTION xmldom.get_tag_name(element xmldom.node) RETURNS text
     AS 'MODULE_PATHNAME', 'xmldom_get_tag_name' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_tag_name(xmldom.element) IS
+COMMENT ON FUNCTION xmldom.get_tag_name(xmldom.node) IS
     'name of an element with its prefix';
-CREATE FUNCTION xmldom.get_attribute(element xmldom.element, name text) RETURNS text
+CREATE FUNCTION xmldom.get_attribute(element xmldom.node, name text) RETURNS text
     AS 'MODULE_PATHNAME', 'xmldom_get_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_attribute(xmldom.element, text) IS
+COMMENT ON FUNCTION xmldom.get_attribute(xmldom.node, text) IS
     'value of the attribute of that name, prefix and all, or its default; null when there is none';
-CREATE FUNCTION xmldom.get_attribute_ns(element xmldom.element, name text, namespace_uri text) RETURNS text
+CREATE FUNCTION xmldom.get_attribute_ns(element xmldom.node, name text, namespace_uri text) RETURNS text
     AS 'MODULE_PATHNAME', 'xmldom_get_attribute_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_attribute_ns(xmldom.element, text, text) IS
+COMMENT ON FUNCTION xmldom.get_attribute_ns(xmldom.node, text, text) IS
     'value of the attribute of that local name in a namespace; null and the empty text mean none';
-CREATE FUNCTION xmldom.has_attribute(element xmldom.element, name text) RETURNS boolean
+CREATE FUNCTION xmldom.has_attribute(element xmldom.node, name text) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmldom_has_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.has_attribute(xmldom.element, text) IS
+COMMENT ON FUNCTION xmldom.has_attribute(xmldom.node, text) IS
     'whether an element has an attribute of that name, prefix and all, or a default for it';
-CREATE FUNCTION xmldom.has_attribute_ns(element xmldom.element, name text, namespace_uri text) RETURNS boolean
+CREATE FUNCTION xmldom.has_attribute_ns(element xmldom.node, name text, namespace_uri text) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmldom_has_attribute_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.has_attribute_ns(xmldom.element, text, text) IS
+COMMENT ON FUNCTION xmldom.has_attribute_ns(xmldom.node, text, text) IS
     'whether an element has an attribute of that local name in a namespace';
-CREATE FUNCTION xmldom.get_attribute_node(element xmldom.element, name text) RETURNS xmldom.attr
+CREATE FUNCTION xmldom.get_attribute_node(element xmldom.node, name text) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_get_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_attribute_node(xmldom.element, text) IS
+COMMENT ON FUNCTION xmldom.get_attribute_node(xmldom.node, text) IS
     'attribute of that name, prefix and all';
-CREATE FUNCTION xmldom.get_attribute_node_ns(element xmldom.element, name text, namespace_uri text) RETURNS xmldom.attr
+CREATE FUNCTION xmldom.get_attribute_node_ns(element xmldom.node, name text, namespace_uri text) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_get_attribute_node_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_attribute_node_ns(xmldom.element, text, text) IS
+COMMENT ON FUNCTION xmldom.get_attribute_node_ns(xmldom.node, text, text) IS
     'attribute of that local name in a namespace';
 CREATE FUNCTION xmldom.get_attributes(node xmldom.node) RETURNS xmldom.named_node_map
     AS 'MODULE_PATHNAME', 'xmldom_get_attributes' LANGUAGE C VOLATILE PARALLEL UNSAFE;
@@ -234,21 +234,21 @@ CREATE FUNCTION xmldom.get_elements_by_tag_name_ns(node xmldom.node, name text, 
     AS 'MODULE_PATHNAME', 'xmldom_get_elements_by_tag_name_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_elements_by_tag_name_ns(xmldom.node, text, text) IS
     'list of the elements of that local name in a namespace below; * means any';
-CREATE FUNCTION xmldom.get_value(attribute xmldom.attr) RETURNS text
+CREATE FUNCTION xmldom.get_value(attribute xmldom.node) RETURNS text
     AS 'MODULE_PATHNAME', 'xmldom_get_value' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_value(xmldom.attr) IS
+COMMENT ON FUNCTION xmldom.get_value(xmldom.node) IS
     'value of an attribute';
-CREATE FUNCTION xmldom.get_specified(attribute xmldom.attr) RETURNS boolean
+CREATE FUNCTION xmldom.get_specified(attribute xmldom.node) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmldom_get_specified' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_specified(xmldom.attr) IS
+COMMENT ON FUNCTION xmldom.get_specified(xmldom.node) IS
     'true: attributes that the document type only gives by default are not in the tree';
-CREATE FUNCTION xmldom.is_id(attribute xmldom.attr) RETURNS boolean
+CREATE FUNCTION xmldom.is_id(attribute xmldom.node) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmldom_is_id' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.is_id(xmldom.attr) IS
+COMMENT ON FUNCTION xmldom.is_id(xmldom.node) IS
     'whether get_element_by_id finds the element by this attribute';
-CREATE FUNCTION xmldom.get_owner_element(attribute xmldom.attr) RETURNS xmldom.element
+CREATE FUNCTION xmldom.get_owner_element(attribute xmldom.node) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_get_owner_element' LANGUAGE C VOLATILE PARALLEL UNSAFE;
-COMMENT ON FUNCTION xmldom.get_owner_element(xmldom.attr) IS
+COMMENT ON FUNCTION xmldom.get_owner_element(xmldom.node) IS
     'element that an attribute is on';
 
 -- Texts and their like; offsets and lengths are in characters.

@@ -114,8 +114,9 @@ EXCEPTION WHEN OTHERS THEN
 END
 $$;
 
--- The type checker finds wrong kinds.
+-- What a step gives is taken where an element is wanted, and looked at.
 SELECT xmldom.get_attribute(xmldom.get_first_child(root), 'n') FROM root;
+-- The type checker finds wrong kinds.
 SELECT xmldom.create_element(root, 'n') FROM root;
 SELECT xmldom.item(root, 0) FROM root;
 SELECT xmldom.get_first_child(xmldom.get_child_nodes(root)) FROM root;

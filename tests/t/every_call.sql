@@ -127,6 +127,8 @@ declare
     memory_after text;
 begin
     perform xmldom.free_all(), hold();
+    -- The first rows of a text leave a parser that the next ones use.
+    perform count(*) from xmldom.rows_of_text('<a/>', '/a', array['.']) as t(a text);
     state_before := state();
     memory_before := xml_dom_get_memory_info();
     begin

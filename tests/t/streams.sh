@@ -60,7 +60,8 @@ like 'it ends with COMMIT in a procedure' "$(tell "do \$\$
 like 'it ends with PREPARE TRANSACTION, or with the refusal of it' \
     "$(tell begin "$open" "prepare transaction 'p'" "$alive" "rollback prepared 'p'")" 2200X
 is 'the records stay' "$(tell begin "$open" "select xmlparser.next_record(:'stream') as record \gset" rollback \
-    "select xmldom.to_text(:'record'::xmldom.document)" 'select xmldom.free_all() > 0' | head -n 1)" '<r/>'
+    "select xmldom.to_text(:'record'::xmldom.document)")" '<r/>'
+tell 'select xmldom.free_all()' >/dev/null
 
 # Requests to stop.
 tell "create temporary table large as select '<f><r>' || repeat('<a>t</a>', 4000000) as x" >/dev/null

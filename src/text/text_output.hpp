@@ -9,6 +9,7 @@
 
 #include "host/text.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -47,8 +48,7 @@ class text_output {
     void advance_to(char *next) noexcept { next_ = next; }
     void append(std::string_view bytes) {
         if (bytes.size() <= static_cast<std::size_t>(end_ - next_)) [[likely]] {
-            std::memcpy(next_, bytes.data(), bytes.size());
-            next_ += bytes.size();
+            next_ = std::copy_n(bytes.data(), bytes.size(), next_); // nothing may have no address
         } else {
             append_slowly(bytes);
         }

@@ -118,29 +118,35 @@ void markup_writer::begin_line(std::size_t level) {
 // --- names --------------------------------------------------------------------------------------
 
 // A name without a namespace may hold a colon: it was read with a prefix that nothing declared.
-// Where something does now, it would be read otherwise.
+// Where it has a namespace, or something declares the prefix now, it would be read otherwise. A
+// default namespace is none of its own.
 void markup_writer::check_name(const xmlNode *node) {
     const xmlNs *const record = namespace_of(node);
     if (!names_.is_name(node->name)) {
         refuse(node, "its name is no name in XML");
     }
-    if (!scope_.agrees(record, is_attribute(node))) {
-        refuse(node, "no declaration in front of it gives it its namespace");
+    if (record != nullptr && record->prefix != nullptr) {
+        if (!scope_.agrees(record, is_attribute(node))) {
+            refuse(node, "no declaration in front of it gives it its namespace");
+        }
+        if (!names_.is_plain_name(record->prefix)) {
+            refuse(node, "its prefix is no name in XML");
+        }
+        return;
     }
-    if (record != nullptr && record->prefix != nullptr && !names_.is_plain_name(record->prefix)) {
-        refuse(node, "its prefix is no name in XML");
-    }
-    if (record == nullptr || record->prefix == nullptr) {
-        const std::string_view name = view_of(node->name);
-        const std::size_t colon =
-            names_.is_plain_name(node->name) ? std::string_view::npos : name.find(':');
-        if (colon != std::string_view::npos && scope_.meaning(name.substr(0, colon)) != nullptr) {
+    const std::string_view name = view_of(node->name);
+    const std::size_t colon =
+        names_.is_plain_name(node->name) ? std::string_view::npos : name.find(':');
+    if (colon != std::string_view::npos) {
+        if (uri_of(record) != nullptr || scope_.meaning(name.substr(0, colon)) != nullptr) {
             refuse(node, "its name would be read as one with a prefix");
         }
-        if (is_attribute(node) && name.substr(0, 5) == "xmlns" &&
-            (name.size() == 5 || name[5] == ':')) {
-            refuse(node, "it would be read as a namespace declaration");
-        }
+    } else if (!scope_.agrees(record, is_attribute(node))) {
+        refuse(node, "no declaration in front of it gives it its namespace");
+    }
+    if (is_attribute(node) && name.substr(0, 5) == "xmlns" &&
+        (name.size() == 5 || name[5] == ':')) {
+        refuse(node, "it would be read as a namespace declaration");
     }
 }
 

@@ -170,6 +170,16 @@ TEST_F(package_text, what_long_named_functions_make) {
         EXPECT_EQ(refusal(m.document), "its name would be read as one with a prefix at path /r/*");
     }
     {
+        // In a namespace, a name with a colon and no prefix of its own.
+        const made m = fresh();
+        call(xml_dom_append_child, m.r,
+             call(xml_dom_create_element_ns, m.document, "z:x", "urn:z").handle());
+        EXPECT_EQ(refusal(m.document), "its name would be read as one with a prefix at path /r/*");
+        // In none it is written as it was read, whatever the default namespace.
+        constexpr std::string_view text = "<r xmlns=\"urn:r\"><z:x/></r>";
+        EXPECT_EQ(text_of(parsed(text)), text);
+    }
+    {
         const made m = fresh();
         call(xml_dom_set_attribute, m.r, "xmlns:q", "v");
         EXPECT_EQ(refusal(m.document),

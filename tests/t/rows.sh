@@ -9,24 +9,25 @@ sql "create table big as select '<a>' || repeat('<b c=\"1\"><d>x</d> </b>', 4000
 left='select documents, handles, nodes from xmldom.session'
 peak="select (regexp_match(pg_read_file('/proc/self/status'), 'VmHWM:\s+(\d+)'))[1]::integer"
 
-# stops NAME STATEMENT: the statement, which would run for minutes, ends by the timeout.
+# stops NAME STATEMENT: the statement, which would run for minutes, ends by the timeout. What it reads
+# depends on the number of the round: otherwise the server would read it once and join the rounds to it.
 stops() { like "$1: ends as timed out" "$(tell 'set statement_timeout = 300' "$2" 'reset statement_timeout')" 57014; }
 open_session
 stops 'rows of a text' \
-    "select count(c) from big, generate_series(1, 1000), xmldom.rows_of_text(x, '/a/b', array['@c']) as t(c int)"
+    "select count(c) from big, generate_series(1, 1000) as n, xmldom.rows_of_text(case when n > 0 then x end, '/a/b', array['@c']) as t(c int)"
 stops 'rows of a text that is made a tree' \
-    "select count(c) from big, generate_series(1, 1000), xmldom.rows_of_text(x, '//b', array['@c']) as t(c int)"
+    "select count(c) from big, generate_series(1, 1000) as n, xmldom.rows_of_text(case when n > 0 then x end, '//b', array['@c']) as t(c int)"
 stops 'rows of a text that has none' \
-    "select count(c) from big, generate_series(1, 1000), xmldom.rows_of_text(x, '/a/b/c/d', array['@c']) as t(c int)"
+    "select count(c) from big, generate_series(1, 1000) as n, xmldom.rows_of_text(case when n > 0 then x end, '/a/b/c/d', array['@c']) as t(c int)"
 stops 'conversions that take time' \
     "select count(d) from big, xmldom.rows_of_text(x, '/a/b', array['d']) as t(d slow)"
 is 'nothing is left of them' "$(tell "$left")" '0|0|0'
 tell 'create temporary table held as select xmldom.parse(x) as tree from big' >/dev/null
 before=$(tell "$left")
 stops 'rows of a tree' \
-    "select count(c) from held, generate_series(1, 1000), xmldom.rows(tree, '/a/b', array['@c']) as t(c int)"
+    "select count(c) from held, generate_series(1, 1000) as n, xmldom.rows(case when n > 0 then tree end, '/a/b', array['@c']) as t(c int)"
 stops 'rows by a path that asks more' \
-    "select count(c) from held, generate_series(1, 1000), xmldom.rows(tree, '/a/b', array['count(preceding-sibling::b)']) as t(c int)"
+    "select count(c) from held, generate_series(1, 1000) as n, xmldom.rows(case when n > 0 then tree end, '/a/b', array['count(preceding-sibling::b)']) as t(c int)"
 stops 'conversions of a tree that take time' \
     "select count(d) from held, xmldom.rows(tree, '/a/b', array['d']) as t(d slow)"
 is 'nothing but the tree is left' "$(tell "$left")" "$before"

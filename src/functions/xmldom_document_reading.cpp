@@ -3,6 +3,7 @@
 #include "functions/package_arguments.hpp"
 #include "libxml/xml.hpp"
 #include "registry/list_making.hpp"
+#include "text/libxml2_text.hpp"
 #include "text/text_limits.hpp"
 #include "write/serialization.hpp"
 #include "xml_owner.hpp"
@@ -66,28 +67,6 @@ struct external_ids {
         return true;
     default:
         return false;
-    }
-}
-
-// Appends what stands between the brackets of a document type, written anew.
-void append_declarations(const xmlNode *document_type, text_output &output) {
-    const host::xml_scope scope;
-    const xml_buffer_ptr buffer(xmlBufferCreate());
-    if (buffer == nullptr) {
-        report(reports::out_of_memory);
-    }
-    for (xmlNodePtr member = document_type->children; member != nullptr; member = member->next) {
-        xmlNodeDump(buffer.get(), document_type->doc, member, 0, 0);
-        if (scope.refused()) {
-            report(reports::out_of_memory);
-        }
-        if (member->type == XML_COMMENT_NODE || member->type == XML_PI_NODE) {
-            xmlBufferCat(buffer.get(), reinterpret_cast<const xmlChar *>("\n"));
-        }
-        output.append({reinterpret_cast<const char *>(xmlBufferContent(buffer.get())),
-                       static_cast<std::size_t>(xmlBufferLength(buffer.get()))});
-        xmlBufferEmpty(buffer.get());
-        host::check_for_interrupts();
     }
 }
 
@@ -155,7 +134,7 @@ PKG_DBE_XML_FUNCTION(xmldom_get_internal_subset) {
         return call.null();
     }
     text_output output(longest_value());
-    append_declarations(named.node, output);
+    append_declarations(output, named.node);
     if (output.size() > longest_value()) {
         report(reports::over_one_gigabyte);
     }

@@ -58,6 +58,10 @@ class text_output {
     [[nodiscard]] std::int64_t size() const noexcept { return dropped_ + (next_ - begin_); }
     // More was written than is kept: only the size is known.
     [[nodiscard]] bool overflowed() const noexcept { return size() > longest_; }
+    // The text. Only for texts that did not overflow. Good until the next change.
+    [[nodiscard]] std::string_view view() const noexcept {
+        return {begin_, static_cast<std::size_t>(next_ - begin_)};
+    }
     // The text, with a zero byte behind it. Only for texts that did not overflow. Good until the
     // next change. Throws when memory runs out.
     [[nodiscard]] char *c_str();

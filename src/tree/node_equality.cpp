@@ -5,6 +5,7 @@
 #include "error_reports.hpp"
 #include "growing_array.hpp"
 #include "libxml/xml.hpp"
+#include "text/libxml2_text.hpp"
 #include "tree/node_text.hpp"
 #include "tree/poll_counter.hpp"
 #include "tree/text_compare.hpp"
@@ -89,19 +90,6 @@ using attribute_set = growing_array<xmlAttrPtr, 16>;
     return true;
 }
 
-// A declaration as it is written. Reports out_of_memory.
-[[nodiscard]] xml_buffer_ptr written(const xmlNode *declaration) {
-    const host::xml_scope scope;
-    xml_buffer_ptr buffer(xmlBufferCreate());
-    if (buffer != nullptr) {
-        xmlNodeDump(buffer.get(), declaration->doc, const_cast<xmlNodePtr>(declaration), 0, 0);
-    }
-    if (buffer == nullptr || scope.refused()) {
-        report(reports::out_of_memory);
-    }
-    return buffer;
-}
-
 [[nodiscard]] bool same_document_type(const xmlNode *left, const xmlNode *right) {
     if (left->type == XML_DTD_NODE) {
         const auto *const one = reinterpret_cast<const xmlDtd *>(left);
@@ -111,8 +99,11 @@ using attribute_set = growing_array<xmlAttrPtr, 16>;
             return false;
         }
     }
-    return same_or_absent(xmlBufferContent(written(left).get()),
-                          xmlBufferContent(written(right).get()));
+    text_output left_text(INT64_MAX);
+    text_output right_text(INT64_MAX);
+    append_node_from_libxml2(left_text, left, false);
+    append_node_from_libxml2(right_text, right, false);
+    return left_text.view() == right_text.view();
 }
 
 // Everything but the children.

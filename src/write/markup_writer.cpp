@@ -5,6 +5,7 @@
 #include "error_reports.hpp"
 #include "growing_array.hpp"
 #include "libxml/xml.hpp"
+#include "text/libxml2_text.hpp"
 #include "tree/node_path.hpp"
 #include "tree/node_words.hpp"
 #include "tree/poll_counter.hpp"
@@ -15,6 +16,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace pkg_dbe_xml {
@@ -431,7 +433,12 @@ void markup_writer::write_reference(const xmlNode *reference) {
     output_.append(";");
 }
 
+// The long-named functions put nodes below nodes that can have none in XML.
 void markup_writer::write_leaf(xmlNodePtr node) {
+    if (node->children != nullptr && node->type != XML_ENTITY_REF_NODE &&
+        node->type != XML_DTD_NODE) {
+        refuse(node->children, "nothing can stand below a node of the type above it");
+    }
     switch (node->type) {
     case XML_TEXT_NODE:
         if (!append_markup(output_, view_of(node->content), markup_place::text)) {
@@ -482,16 +489,10 @@ void markup_writer::write_document_type(xmlNodePtr type) {
                                             system_id.find('\'') != std::string_view::npos)) {
         refuse(type, "its system identifier is none in XML");
     }
-    const host::xml_scope scope;
-    const xml_buffer_ptr buffer(xmlBufferCreate());
-    const int size = buffer == nullptr ? -1 : xmlNodeDump(buffer.get(), type->doc, type, 0, 0);
-    if (size < 0 || scope.refused()) {
-        report(reports::out_of_memory);
-    }
-    const std::string_view text(reinterpret_cast<const char *>(xmlBufferContent(buffer.get())),
-                                static_cast<std::size_t>(size));
-    check_bounds(type, text);
-    output_.append(text);
+    text_output text(INT64_MAX);
+    append_node_from_libxml2(text, type, false);
+    check_bounds(type, text.view());
+    output_.append(text.view());
 }
 
 void markup_writer::write_declaration(const xmlDoc *document) {

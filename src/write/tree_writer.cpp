@@ -8,7 +8,7 @@
 #include "error_reports.hpp"
 #include "host/error.hpp"
 #include "libxml/xml.hpp"
-#include "text/encoding_handler.hpp"
+#include "text/libxml2_text.hpp"
 #include "tree/poll_counter.hpp"
 #include "tree/text_compare.hpp"
 #include "tree/typed_access.hpp"
@@ -22,7 +22,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <exception>
 #include <string_view>
 
 namespace pkg_dbe_xml {
@@ -294,51 +293,6 @@ void write_instruction(text_output &output, const xmlNode *node) {
     }
 }
 
-// Where libxml2 writes to: what goes wrong there is kept until libxml2 has returned.
-struct receiver {
-    text_output &output;
-    std::exception_ptr failure;
-};
-
-extern "C" int receive(void *context, const char *bytes, int size) noexcept {
-    auto *const own = static_cast<receiver *>(context);
-    try {
-        host::check_for_interrupts();
-        own->output.append({bytes, static_cast<std::size_t>(size)});
-        return size;
-    } catch (...) {
-        own->failure = std::current_exception();
-        return -1;
-    }
-}
-
-// Appends what `write` has libxml2 write into a buffer of its own, which it closes. The functions
-// of libxml2 that collect a text themselves cannot be stopped, and some free it twice when memory
-// runs out (xmlNodeDump in 2.12).
-template <class Write> void append_from_libxml2(text_output &output, Write write) {
-    receiver own{output, nullptr};
-    const host::xml_scope scope;
-    xmlOutputBufferPtr const buffer = make_output_buffer(receive, &own, nullptr);
-    if (buffer == nullptr) {
-        report(reports::no_memory_for_buffer);
-    }
-    write(buffer);
-    if (own.failure != nullptr) {
-        std::rethrow_exception(own.failure);
-    }
-    if (scope.refused()) {
-        report(reports::out_of_memory);
-    }
-}
-
-// Appends what xmlNodeDump writes for a node.
-void append_node_with_libxml2(xmlNodePtr node, text_output &output) {
-    append_from_libxml2(output, [node](xmlOutputBufferPtr buffer) {
-        xmlNodeDumpOutput(buffer, node->doc, node, 0, 1, nullptr);
-        xmlOutputBufferClose(buffer);
-    });
-}
-
 // What stands before the first child: indentation, for the nodes that libxml2 indents. True when
 // the children are to be written next; `exact` becomes false when the node is not for this writer.
 [[nodiscard]] bool begin_node(tree_writer &writer, xmlNodePtr node, const xmlNode *root,
@@ -354,7 +308,7 @@ void append_node_with_libxml2(xmlNodePtr node, text_output &output) {
         return exact && begin_element(writer, node);
     }
     if (node->type == XML_DTD_NODE && node == root) {
-        append_node_with_libxml2(node, writer.output);
+        append_node_from_libxml2(writer.output, node, true);
         return false;
     }
     exact = write_leaf(writer, node);
@@ -468,7 +422,7 @@ void write_document_with_libxml2(xmlDocPtr document, text_output &output) {
 }
 
 void write_node_with_libxml2(xmlNodePtr node, text_output &output) {
-    append_node_with_libxml2(node, output);
+    append_node_from_libxml2(output, node, true);
 }
 
 void write_document(xmlDocPtr document, text_output &output) {

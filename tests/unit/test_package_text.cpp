@@ -212,6 +212,16 @@ TEST_F(package_text, what_long_named_functions_make) {
     }
     {
         const made m = fresh();
+        const sql::handle instruction =
+            call(xmldom_create_processing_instruction, m.document, "i", "j").handle();
+        call(xml_dom_append_child, m.r, instruction);
+        call(xml_dom_append_child, instruction,
+             call(xml_dom_create_element, m.document, "s").handle());
+        EXPECT_EQ(refusal(m.document), "nothing can stand below a node of the type above it at "
+                                       "path /r/processing-instruction('i')/s");
+    }
+    {
+        const made m = fresh();
         call(xml_dom_set_doctype, m.document, "no name", sql::null, sql::null);
         EXPECT_EQ(refusal(m.document), "its name is no name in XML at ");
     }
@@ -368,7 +378,42 @@ TEST(package_text_failures, every_allocation) {
         {"to_bytea in UTF-16",
          [](const sql::handle &document) { return call(xmldom_to_bytea, document, "UTF-16"); }},
     };
+    struct failing_of_type {
+        const char *name;
+        std::function<sql::result(const sql::handle &document, const sql::handle &type)> run;
+    };
+    const failing_of_type calls_of_types[] = {
+        {"to_text", [](const sql::handle &document,
+                       const sql::handle &) { return call(xmldom_to_text, document); }},
+        {"get_internal_subset",
+         [](const sql::handle &, const sql::handle &type) {
+             return call(xmldom_get_internal_subset, type);
+         }},
+        {"is_equal_node",
+         [](const sql::handle &, const sql::handle &type) {
+             return call(xmldom_is_equal_node, type, type);
+         }},
+    };
+    // libxml2 writes the declarations: they are longer than its buffer.
+    std::string typed = "<!DOCTYPE a [<!ELEMENT a ANY>";
+    for (int number = 0; number < 200; ++number) {
+        typed += "<!ENTITY e" + std::to_string(number) + " 'the text that it stands for'>";
+    }
+    typed += "]><a/>";
     sql::sweep_figures figures;
+    for (const failing_of_type &each : calls_of_types) {
+        auto document = std::make_shared<sql::handle>();
+        auto type = std::make_shared<sql::handle>();
+        sql::scenario played;
+        played.name = std::string(each.name) + " of a document type";
+        played.prepare = [document, type, &typed] {
+            *document = call(xmldom_parse_text, typed).handle();
+            *type = call(xmldom_get_doctype, *document).handle();
+        };
+        played.run = [document, type, &each] { return each.run(*document, *type); };
+        played.libxml2_may_lose = 4096;
+        figures += sql::sweep_allocation_failures(played);
+    }
     for (const failing &each : calls) {
         auto document = std::make_shared<sql::handle>();
         sql::scenario played;

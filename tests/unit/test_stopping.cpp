@@ -37,8 +37,8 @@ class stopping : public changing {
 
 constexpr int k_megabytes = 8;
 
-std::string long_attribute(std::string_view piece) {
-    return "<a b='" + repeated(piece, k_megabytes * 1024 * 1024 / static_cast<int>(piece.size())) +
+std::string long_attribute(std::string_view piece, int megabytes = k_megabytes) {
+    return "<a b='" + repeated(piece, megabytes * 1024 * 1024 / static_cast<int>(piece.size())) +
            "'/>";
 }
 
@@ -62,7 +62,10 @@ TEST_F(stopping, measuring_a_long_attribute) {
         const std::string declaration =
             encoding.empty() ? "" : "<?xml version='1.0' encoding='" + encoding + "'?>";
         for (const char *const piece : {"&amp;&lt;", "text\t", "\xC3\xA4\xE2\x82\xAC\n"}) {
-            const sql::handle d = document(declaration + long_attribute(piece));
+            // libxml2 takes seconds a megabyte for what EUC-JP has no character for.
+            const bool slow = encoding == "EUC-JP" && std::string_view(piece).ends_with('\n');
+            const sql::handle d =
+                document(declaration + long_attribute(piece, slow ? 1 : k_megabytes));
             sql::result told;
             EXPECT_GE(looks([&] { told = call(xml_dom_get_doc_trees_info); }), 1);
             if (encoding == "ISO-8859-1") {

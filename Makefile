@@ -7,10 +7,15 @@
 #
 # Works from the source folder, or from an empty folder with `make -f <source>/Makefile`.
 
-EXTENSION = pkg_dbe_xml
+base := pkg_dbe_xml
+# Validation is an extension of its own, with a library of its own: who does not validate loads
+# nothing of it.
+validate := $(base)_validate
+EXTENSION = $(base) $(validate)
 EXTVERSION = 1.0
 
-MODULE_big = $(EXTENSION)
+MODULE_big = $(base)
+MODULES = $(validate)
 PGFILEDESC = "pkg_dbe_xml - DOM for XML documents"
 
 ifeq ($(CURDIR)/,$(dir $(abspath $(firstword $(MAKEFILE_LIST)))))
@@ -23,16 +28,19 @@ endif
 sources := $(sort $(wildcard $(addprefix $(source)/,src/*.cpp src/*/*.cpp hosts/postgres/*.cpp)))
 objects_folder := build/postgres
 OBJS = $(patsubst $(source)/%.cpp,$(objects_folder)/%.o,$(sources))
+validate_sources := $(sort $(wildcard $(addprefix $(source)/validate/,*.cpp postgres/*.cpp)))
+validate_objects = $(patsubst $(source)/%.cpp,$(objects_folder)/%.o,$(validate_sources))
 
 # The install script is the parts in the order of their numbers. Scripts that upgrade from older
 # releases stand in sql/.
 sql_parts := $(sort $(wildcard $(source)/sql/parts/*.sql))
-install_script = $(EXTENSION)--$(EXTVERSION).sql
+install_script = $(base)--$(EXTVERSION).sql
 DATA_built = $(install_script)
-DATA = $(patsubst $(source)/%,%,$(wildcard $(source)/sql/$(EXTENSION)--*--*.sql))
+DATA = $(patsubst $(source)/%,%,$(wildcard $(source)/sql/$(base)--*--*.sql) \
+	$(wildcard $(source)/validate/sql/$(validate)--*.sql))
 
 REGRESS = $(patsubst $(source)/tests/sql/%.sql,%,$(sort $(wildcard $(source)/tests/sql/*.sql)))
-REGRESS_OPTS = --inputdir=$(source)/tests --load-extension=$(EXTENSION) --encoding=UTF8
+REGRESS_OPTS = --inputdir=$(source)/tests --load-extension=$(base) --encoding=UTF8
 
 EXTRA_CLEAN = $(objects_folder)
 
@@ -81,12 +89,20 @@ $(objects_folder)/src/%.o: $(source)/src/%.cpp $(source)/Makefile
 	$(call compile,$(library_flags))
 $(objects_folder)/hosts/postgres/%.o: $(source)/hosts/postgres/%.cpp $(source)/Makefile
 	$(call compile,$(server_flags))
+$(objects_folder)/validate/%.o: $(source)/validate/%.cpp $(source)/Makefile
+	$(call compile,$(library_flags) -I$(source)/validate)
+$(objects_folder)/validate/postgres/%.o: $(source)/validate/postgres/%.cpp $(source)/Makefile
+	$(call compile,$(server_flags) -I$(source)/validate)
+validate_map := $(source)/validate/postgres/exports.map
+$(validate)$(DLSUFFIX): $(validate_objects) $(validate_map)
+	$(CXX) -shared -o $@ $(validate_objects) $(LDFLAGS) $(shell $(XML2_CONFIG) --libs) \
+		-Wl,--gc-sections -Wl,--version-script=$(validate_map)
 # For tests of ways to fail: never installed.
 $(objects_folder)/tests/%.o: $(source)/tests/t/%.cpp $(source)/Makefile
 	$(call compile,$(library_flags))
 $(objects_folder)/failing_calls.so: $(OBJS) $(objects_folder)/tests/failing_calls.o
 	$(CXX) -shared -Wl,-Bsymbolic -o $@ $^ $(shell $(XML2_CONFIG) --libs)
--include $(OBJS:.o=.d) $(objects_folder)/tests/failing_calls.d
+-include $(OBJS:.o=.d) $(validate_objects:.o=.d) $(objects_folder)/tests/failing_calls.d
 $(objects_folder)/failing_conversion.so: $(source)/tests/t/failing_conversion.cpp $(source)/Makefile
 	@mkdir -p $(@D)
 	$(CXX) $(cxx_flags) $(server_flags) -shared -o $@ $<
@@ -95,19 +111,24 @@ $(shlib): $(exports_map)
 
 # Each function that SQL declares has a body, and each body a declaration.
 all: $(objects_folder)/entries_checked
-$(objects_folder)/entries_checked: $(shlib) $(sql_parts) $(source)/scripts/check_entries
+validate_sql := $(wildcard $(source)/validate/sql/*.sql)
+$(objects_folder)/entries_checked: $(shlib) $(sql_parts) $(source)/scripts/check_entries \
+		$(validate)$(DLSUFFIX) $(validate_sql)
 	$(source)/scripts/check_entries $(shlib)
+	$(source)/scripts/check_entries $(validate)$(DLSUFFIX) $(validate_sql)
 	@touch $@
 
 $(install_script): $(sql_parts) $(source)/Makefile
-	@{ printf '%s\n' '\echo Use "CREATE EXTENSION $(EXTENSION)" to load this file. \quit'; \
+	@{ printf '%s\n' '\echo Use "CREATE EXTENSION $(base)" to load this file. \quit'; \
 		cat $(sql_parts); } > $@
 
 # --- checks ---------------------------------------------------------------------------------------
 
 .PHONY: symbolcheck sessioncheck
-symbolcheck: $(shlib)
+symbolcheck: $(shlib) $(validate)$(DLSUFFIX)
 	$(source)/tests/t/check_symbols $(shlib) $(exports_map) $(bindir)/postgres
+	$(source)/tests/t/check_symbols $(validate)$(DLSUFFIX) $(validate_map) $(bindir)/postgres \
+		$(validate_sql)
 
 sessioncheck:
 	PG_VERSION=$(MAJORVERSION) $(source)/tests/t/run

@@ -6,6 +6,7 @@
 
 #include "invocation.hpp"
 #include "module.hpp"
+#include "services.hpp"
 #include "usage.hpp"
 
 #include "server.hpp"
@@ -58,6 +59,9 @@ void run_utility(PlannedStmt *statement, const char *text, bool read_only_tree,
          completion);
     if (discards) {
         clean_up_session();
+        if (!call_in_progress()) {
+            clean_up_guest();
+        }
     }
 }
 

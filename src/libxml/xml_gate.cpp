@@ -25,6 +25,7 @@
 namespace host {
 
 constinit PKG_DBE_XML_SESSION_STORAGE allocation_gate gate{};
+constinit PKG_DBE_XML_SESSION_STORAGE unrefused_state unrefused{};
 constinit PKG_DBE_XML_SESSION_STORAGE int max_session_memory = 4 * 1024 * 1024;
 
 namespace {
@@ -114,7 +115,7 @@ bool admit(std::size_t size) noexcept {
     if (gate.depth == 0) {
         return true;
     }
-    bool admitted = fault == nullptr || !fault(size);
+    bool admitted = fault == nullptr || unrefused.in_force || !fault(size);
     if (gate.parsing) {
         admitted = may_go_on(size) && admitted;
     } else {
@@ -145,6 +146,16 @@ bool admit(std::size_t size) noexcept {
 
 // From here on the gate has been asked.
 
+// Whether it is worth trying the heap again.
+[[gnu::noinline, gnu::cold]] bool give_up_reserve() noexcept {
+    if (unrefused.reserve == nullptr) {
+        return false;
+    }
+    std::free(unrefused.reserve);
+    unrefused.reserve = nullptr;
+    return true;
+}
+
 void *counted_malloc(std::size_t size) noexcept {
     if (is_for_arena(size)) {
         if (void *block = arena_allocate(size)) [[likely]] {
@@ -153,6 +164,9 @@ void *counted_malloc(std::size_t size) noexcept {
         }
     }
     void *block = std::malloc(size);
+    if (block == nullptr && give_up_reserve()) [[unlikely]] {
+        block = std::malloc(size);
+    }
     if (block == nullptr) [[unlikely]] {
         note_refusal(size);
         return nullptr;
@@ -185,6 +199,9 @@ void *resize_in_arena(void *block, std::size_t old_size, std::size_t size) noexc
 
 void *resize_in_heap(void *block, std::size_t old_size, std::size_t size) noexcept {
     void *moved = std::realloc(block, size);
+    if (moved == nullptr && give_up_reserve()) [[unlikely]] {
+        moved = std::realloc(block, size);
+    }
     if (moved == nullptr) [[unlikely]] {
         note_refusal(size);
         return nullptr;

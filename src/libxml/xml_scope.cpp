@@ -10,12 +10,15 @@
 #include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <string_view>
 
 // Several of the defaults are deprecated in later versions, in favour of settings per context. They
 // go on being obeyed, and so must be set.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace host {
+
+constinit PKG_DBE_XML_SESSION_STORAGE pkg_dbe_xml::unrefused_work *current_offer = nullptr;
 
 namespace {
 
@@ -57,10 +60,32 @@ void write_defaults(const int (&values)[k_default_count]) noexcept {
     xmlPedanticParserDefaultValue = values[7];
 }
 
-// Whatever a document names outside itself does not exist.
-xmlParserInputPtr load_nothing(const char * /*url*/, const char * /*id*/,
-                               xmlParserCtxtPtr /*context*/) noexcept {
-    return nullptr;
+// An input of its own, which is freed with the parse: the text outlives that, its location may not.
+xmlParserInputPtr input_of(xmlParserCtxtPtr context, const char *location,
+                           std::string_view text) noexcept {
+    xmlParserInputBufferPtr const buffer = xmlParserInputBufferCreateMem(
+        text.data(), static_cast<int>(text.size()), XML_CHAR_ENCODING_NONE);
+    if (buffer == nullptr) {
+        return nullptr;
+    }
+    xmlParserInputPtr const input = xmlNewIOInputStream(context, buffer, XML_CHAR_ENCODING_NONE);
+    if (input == nullptr) {
+        xmlFreeParserInputBuffer(buffer);
+        return nullptr;
+    }
+    input->filename = reinterpret_cast<const char *>(xmlStrdup(BAD_CAST location));
+    return input;
+}
+
+// Whatever a document names outside itself does not exist, unless somebody offers it.
+xmlParserInputPtr load_offered(const char *url, const char * /*id*/,
+                               xmlParserCtxtPtr context) noexcept {
+    std::string_view text;
+    if (current_offer == nullptr || url == nullptr || context == nullptr ||
+        !current_offer->open(current_offer->state, url, text)) {
+        return nullptr;
+    }
+    return input_of(context, url, text);
 }
 
 #ifdef PKG_DBE_XML_SESSIONS_ARE_THREADS
@@ -79,10 +104,10 @@ xml_scope::xml_scope() noexcept
     xmlSetStructuredErrorFunc(nullptr, note_xml_error);
     xmlSetGenericErrorFunc(nullptr, ignore_generic_error);
 #ifdef PKG_DBE_XML_SESSIONS_ARE_THREADS
-    std::call_once(loader_set, xmlSetExternalEntityLoader, load_nothing);
+    std::call_once(loader_set, xmlSetExternalEntityLoader, load_offered);
 #else
     loader_ = xmlGetExternalEntityLoader();
-    xmlSetExternalEntityLoader(load_nothing);
+    xmlSetExternalEntityLoader(load_offered);
 #endif
     read_defaults(defaults_);
     changed_ = !std::ranges::equal(defaults_, k_scope_defaults) ||

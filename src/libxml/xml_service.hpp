@@ -7,6 +7,7 @@
 #pragma once
 
 #include "host/error.hpp"
+#include "library_services.hpp"
 #include "libxml/xml.hpp"
 
 #include <cstddef>
@@ -17,6 +18,15 @@ namespace host {
 // allocation fail. For tests. Null, the default, asks nobody.
 using allocation_fault = bool (*)(std::size_t size) noexcept;
 void set_allocation_fault(allocation_fault fault) noexcept;
+
+// While nothing is refused (libxml/xml_unrefused.hpp).
+struct unrefused_state {
+    bool in_force = false;
+    void *reserve = nullptr; // given up when the heap has no more
+};
+extern constinit PKG_DBE_XML_SESSION_STORAGE unrefused_state unrefused;
+// Who gives libxml2 texts that it asks for by a location; null: nothing is there.
+extern constinit PKG_DBE_XML_SESSION_STORAGE pkg_dbe_xml::unrefused_work *current_offer;
 
 // Does what xml_scope does with libxml2's errors outside a parse: nothing.
 void ignore_generic_error(void *context, const char *format, ...) noexcept;

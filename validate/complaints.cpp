@@ -1,0 +1,85 @@
+// What libxml2 complains of. See complaints.hpp.
+#include "complaints.hpp"
+
+#include <libxml/schemasInternals.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+namespace pkg_dbe_xml::validation {
+
+namespace {
+
+// One of them would otherwise hold a value of any length.
+constexpr std::size_t k_longest_message = 2000;
+
+// A message of libxml2's: one line, cut between characters.
+std::string one_line(const char *text) {
+    std::string line(text == nullptr ? "" : text);
+    while (!line.empty() && (line.back() == '\n' || line.back() == ' ')) {
+        line.pop_back();
+    }
+    if (line.size() > k_longest_message) {
+        std::size_t size = k_longest_message;
+        while (size > 0 && (static_cast<unsigned char>(line[size]) & 0xC0U) == 0x80U) {
+            --size;
+        }
+        line.resize(size);
+        line += "...";
+    }
+    std::ranges::replace_if(
+        line, [](char byte) { return static_cast<unsigned char>(byte) < 0x20U; }, ' ');
+    return line;
+}
+
+const char *level_of(const xmlError &error) noexcept {
+    switch (error.level) {
+    case XML_ERR_WARNING:
+        return "warning";
+    case XML_ERR_FATAL:
+        return "fatal";
+    default:
+        return "error";
+    }
+}
+
+bool tells_of_itself(const xmlError &error) noexcept {
+    return error.domain == XML_FROM_SCHEMASV
+               ? error.code == XML_SCHEMAV_INTERNAL
+               : error.domain == XML_FROM_SCHEMASP && error.code == XML_SCHEMAP_INTERNAL;
+}
+
+} // namespace
+
+long line_of(const xmlNode *node) noexcept {
+    if (node != nullptr && node->type == XML_ATTRIBUTE_NODE) {
+        node = node->parent;
+    }
+    const long line = node == nullptr ? 0 : xmlGetLineNo(const_cast<xmlNodePtr>(node));
+    return std::max(line, 0L);
+}
+
+void note_complaint(void *list, xml_error *error) noexcept {
+    auto &complaints = *static_cast<complaint_list *>(list);
+    if (error == nullptr || error->level == XML_ERR_NONE) {
+        return;
+    }
+    complaints.errors += error->level == XML_ERR_WARNING ? 0 : 1;
+    complaints.internal = complaints.internal || tells_of_itself(*error);
+    if (complaints.is_full()) {
+        return;
+    }
+    try {
+        const auto *const named = static_cast<const xmlNode *>(error->node);
+        const xmlNode *const node = named != nullptr ? named : complaints.current;
+        const long known = complaints.current == nullptr && error->line > 0 ? error->line : 0;
+        complaints.found.push_back({known > 0 ? known : line_of(node), node, level_of(*error),
+                                    error->code, one_line(error->message),
+                                    error->file == nullptr ? "" : error->file});
+    } catch (const std::exception &) {
+        complaints.lost_memory = true;
+    }
+}
+
+} // namespace pkg_dbe_xml::validation

@@ -1,0 +1,270 @@
+// XML Schema, piece by piece: libxml2 is told of elements and texts as if it were parsing.
+//
+// So it never sees the tree, which is not for it to write into, and between two pieces the work can
+// be stopped. The text of an element is told at its end, as a whole: libxml2 would otherwise append
+// each piece to a text that it measures anew.
+#include "services.hpp"
+#include "tree_walk.hpp"
+#include "validating.hpp"
+#include "validation_reports.hpp"
+
+#include <cstring>
+#include <exception>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace pkg_dbe_xml::validation {
+
+namespace {
+
+// Pieces between two looks at whether the work is to stop.
+constexpr unsigned k_pieces_between_looks = 256;
+
+std::string_view view_of(const xmlChar *text) noexcept {
+    return text == nullptr ? std::string_view{} : reinterpret_cast<const char *>(text);
+}
+const xmlChar *bytes_of(const char *text) noexcept {
+    return reinterpret_cast<const xmlChar *>(text);
+}
+
+bool is_text(const xmlNode *node) noexcept {
+    return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE;
+}
+
+// Values as libxml2's parser hands them out: it writes an ampersand as a reference.
+void append_value(const xmlAttr *attribute, std::string &values) {
+    for (const xmlNode *piece = attribute->children; piece != nullptr; piece = piece->next) {
+        for (std::string_view text = view_of(piece->content); !text.empty();) {
+            const std::size_t place = text.find('&');
+            values.append(text.substr(0, place));
+            if (place == std::string_view::npos) {
+                break;
+            }
+            values.append("&#38;");
+            text.remove_prefix(place + 1);
+        }
+    }
+}
+
+std::string_view without_blanks(std::string_view text) noexcept {
+    constexpr std::string_view k_blanks = " \t\r\n";
+    const std::size_t start = text.find_first_not_of(k_blanks);
+    return start == std::string_view::npos
+               ? std::string_view{}
+               : text.substr(start, text.find_last_not_of(k_blanks) - start + 1);
+}
+
+class walk {
+  public:
+    walk(const xmlNode *root, const compiled_schema &schema, complaint_list &complaints) noexcept
+        : root_(root), schema_(schema), complaints_(complaints) {}
+
+    // Runs the whole; no exception leaves it.
+    void run() noexcept {
+        xmlSchemaValidCtxtPtr const context = xmlSchemaNewValidCtxt(schema_.xsd.get());
+        if (context == nullptr) {
+            return;
+        }
+        xmlSchemaSetValidStructuredErrors(context, note_complaint, &complaints_);
+        xmlSchemaSAXPlugPtr const plug = xmlSchemaSAXPlug(context, &handler_, &handler_data_);
+        if (plug != nullptr) {
+            try {
+                go_through();
+            } catch (...) {
+                failure_ = std::current_exception();
+            }
+            xmlSchemaSAXUnplug(plug);
+        }
+        xmlSchemaFreeValidCtxt(context);
+    }
+
+    unrefused_work work;
+    bool finished = false;           // else it was stopped, or libxml2 failed
+    bool same_twice = false;         // identifiers may be the same
+    const xmlNode *entity = nullptr; // a reference that was found
+    [[nodiscard]] std::exception_ptr failure() const noexcept { return failure_; }
+
+  private:
+    void go_through() {
+        const xmlNode *node = root_;
+        while (node != nullptr) {
+            if (!look()) {
+                return;
+            }
+            if (node->type == XML_ELEMENT_NODE) {
+                begin(node);
+                if (node->children != nullptr) {
+                    node = node->children;
+                    continue;
+                }
+                end(node);
+            } else if (is_text(node)) {
+                take_text(node);
+            } else if (node->type == XML_ENTITY_REF_NODE) {
+                entity = node;
+                return;
+            }
+            node = leave(node);
+        }
+        finished = true;
+    }
+
+    // The node behind this one; ends the elements that it stood last in.
+    const xmlNode *leave(const xmlNode *node) {
+        while (node != root_ && node->next == nullptr) {
+            node = node->parent;
+            end(node);
+        }
+        return node == root_ ? nullptr : node->next;
+    }
+
+    // False when the work is to stop.
+    bool look() noexcept {
+        if (complaints_.is_full() || complaints_.internal) {
+            return false;
+        }
+        if (++pieces_ % k_pieces_between_looks != 0 && bytes_ < k_much_text) {
+            return true;
+        }
+        const std::size_t bytes = bytes_;
+        bytes_ = 0;
+        return services().may_go_on(work, bytes);
+    }
+
+    void begin(const xmlNode *element) {
+        complaints_.current = element;
+        collect_namespaces(element);
+        collect_attributes(element);
+        const xmlChar *const uri = element->ns == nullptr || view_of(element->ns->href).empty()
+                                       ? nullptr
+                                       : element->ns->href;
+        handler_->startElementNs(handler_data_, element->name, nullptr, uri,
+                                 static_cast<int>(namespaces_.size() / 2), namespaces_.data(),
+                                 static_cast<int>(attributes_.size() / 5), 0, attributes_.data());
+        text_starts_.push_back(text_.size());
+        bytes_ += view_of(element->name).size() + values_.size();
+    }
+
+    void end(const xmlNode *element) {
+        complaints_.current = element;
+        const std::size_t start = text_starts_.back();
+        if (text_.size() > start) {
+            handler_->characters(handler_data_, bytes_of(text_.data() + start),
+                                 static_cast<int>(text_.size() - start));
+        }
+        const xmlChar *const uri = element->ns == nullptr || view_of(element->ns->href).empty()
+                                       ? nullptr
+                                       : element->ns->href;
+        handler_->endElementNs(handler_data_, element->name, nullptr, uri);
+        text_.resize(start);
+        text_starts_.pop_back();
+    }
+
+    void take_text(const xmlNode *node) {
+        const std::string_view text = view_of(node->content);
+        text_.append(text);
+        bytes_ += text.size();
+    }
+
+    void declare(const xmlNode *element) {
+        for (const xmlNs *record = element->nsDef; record != nullptr; record = record->next) {
+            bool nearer = false;
+            for (std::size_t i = 0; i < namespaces_.size() && !nearer; i += 2) {
+                nearer = view_of(namespaces_[i]) == view_of(record->prefix);
+            }
+            if (!nearer) {
+                namespaces_.push_back(record->prefix);
+                namespaces_.push_back(record->href == nullptr ? bytes_of("") : record->href);
+            }
+        }
+    }
+
+    // Prefixes of names that stand in values may be declared above the tree.
+    void collect_namespaces(const xmlNode *element) {
+        namespaces_.clear();
+        declare(element);
+        if (element == root_) {
+            for (const xmlNode *above = element->parent;
+                 above != nullptr && above->type == XML_ELEMENT_NODE; above = above->parent) {
+                declare(above);
+            }
+        }
+    }
+
+    void collect_attributes(const xmlNode *element) {
+        attributes_.clear();
+        places_.clear();
+        values_.clear();
+        for (const xmlAttr *one = element->properties; one != nullptr; one = one->next) {
+            places_.push_back(values_.size());
+            append_value(one, values_);
+            if (!same_twice && schema_.identifiers.contains(view_of(one->name))) {
+                note_identifier(without_blanks(std::string_view(values_).substr(places_.back())));
+            }
+            const bool qualified = one->ns != nullptr && !view_of(one->ns->href).empty();
+            const xmlChar *const fields[] = {one->name, nullptr,
+                                             qualified ? one->ns->href : nullptr, nullptr, nullptr};
+            attributes_.insert(attributes_.end(), std::begin(fields), std::end(fields));
+        }
+        places_.push_back(values_.size());
+        for (std::size_t i = 0; i + 1 < places_.size(); ++i) {
+            attributes_[i * 5 + 3] = bytes_of(values_.data() + places_[i]);
+            attributes_[i * 5 + 4] = bytes_of(values_.data() + places_[i + 1]);
+        }
+    }
+
+    void note_identifier(std::string_view value) {
+        same_twice = !identifiers_.emplace(value).second;
+    }
+
+    static constexpr std::size_t k_much_text = std::size_t{1} << 20U;
+    const xmlNode *root_;
+    const compiled_schema &schema_;
+    complaint_list &complaints_;
+    xmlSAXHandlerPtr handler_ = nullptr;
+    void *handler_data_ = nullptr;
+    unsigned pieces_ = 0;
+    std::size_t bytes_ = 0; // told since the last look
+    std::vector<const xmlChar *> namespaces_;
+    std::vector<const xmlChar *> attributes_;
+    std::vector<std::size_t> places_; // of the values, one behind the other
+    std::string values_;
+    std::string text_; // of the elements that are open, one behind the other
+    std::vector<std::size_t> text_starts_;
+    std::unordered_set<std::string> identifiers_;
+    std::exception_ptr failure_;
+};
+
+void walk_step(void *state) noexcept { static_cast<walk *>(state)->run(); }
+
+} // namespace
+
+bool validate_by_pieces(const xmlNode *root, const compiled_schema &schema,
+                        complaint_list &complaints) {
+    for (bool polls = true;;) {
+        const std::size_t at_most = complaints.at_most;
+        complaints = complaint_list{};
+        complaints.at_most = at_most;
+        walk task(root, schema, complaints);
+        task.work.polls = polls;
+        task.work.budget = services().budget_for(0);
+        services().run_unrefused(task.work, walk_step, &task);
+        if (task.failure() != nullptr) {
+            std::rethrow_exception(task.failure());
+        }
+        if (task.entity != nullptr) {
+            services().report(reports::entity_in_tree, {view_of(task.entity->name)}, {});
+        }
+        if (task.finished || complaints.is_full() || complaints.internal) {
+            return task.same_twice;
+        }
+        if (!task.work.was_stopped()) {
+            services().report(reports::validation_failed, {"it could not begin"}, {});
+        }
+        services().end_stopped(task.work, reports::validation_over_budget);
+        polls = false;
+    }
+}
+
+} // namespace pkg_dbe_xml::validation

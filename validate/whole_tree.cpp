@@ -1,0 +1,205 @@
+// Validating trees as a whole: Relax NG, document type definitions, and identifiers of XML Schema.
+//
+// These write into the tree, and so they get a copy, unless the tree is of this call alone.
+#include "services.hpp"
+#include "tree_walk.hpp"
+#include "validating.hpp"
+#include "validation_reports.hpp"
+
+#include <libxml/valid.h>
+
+#include <new>
+#include <string>
+
+namespace pkg_dbe_xml::validation {
+
+namespace {
+
+// What the stack of a server surely holds: libxml2 takes up to 1 kB for a level.
+constexpr int k_most_levels = 1000;
+constexpr unsigned k_elements_between_looks = 256;
+
+struct whole_task {
+    xmlDocPtr document;
+    const compiled_schema *schema;
+    complaint_list *complaints;
+    unrefused_work work;
+    bool finished = false;
+};
+
+void run_xsd(whole_task &task) noexcept {
+    xmlSchemaValidCtxtPtr const context = xmlSchemaNewValidCtxt(task.schema->xsd.get());
+    if (context != nullptr) {
+        xmlSchemaSetValidStructuredErrors(context, note_complaint, task.complaints);
+        task.finished = xmlSchemaValidateDoc(context, task.document) >= 0;
+        xmlSchemaFreeValidCtxt(context);
+    }
+}
+
+void run_relax_ng(whole_task &task) noexcept {
+    xmlRelaxNGValidCtxtPtr const context = xmlRelaxNGNewValidCtxt(task.schema->relax_ng.get());
+    if (context != nullptr) {
+        xmlRelaxNGSetValidStructuredErrors(context, note_complaint, task.complaints);
+        const int result = xmlRelaxNGValidateDoc(context, task.document);
+        task.finished = result >= 0;
+        if (result > 0 && task.complaints->errors == 0) {
+            task.complaints->errors = 1;
+        }
+        xmlRelaxNGFreeValidCtxt(context);
+    }
+}
+
+// One element with its attributes and declarations of namespaces.
+void check_by_dtd(xmlValidCtxtPtr context, xmlDocPtr document, xmlNodePtr element) noexcept {
+    static_cast<void>(xmlValidateOneElement(context, document, element));
+    for (xmlAttrPtr one = element->properties; one != nullptr; one = one->next) {
+        xmlChar *const value = xmlNodeListGetString(document, one->children, 0);
+        static_cast<void>(xmlValidateOneAttribute(context, document, element, one, value));
+        xmlFree(value);
+    }
+    const xmlChar *const prefix = element->ns == nullptr ? nullptr : element->ns->prefix;
+    for (xmlNsPtr record = element->nsDef; record != nullptr; record = record->next) {
+        static_cast<void>(
+            xmlValidateOneNamespace(context, document, element, prefix, record, record->href));
+    }
+}
+
+// What xmlValidateDtd does, but element by element, so that the work can be stopped.
+void run_dtd(whole_task &task) noexcept {
+    xmlValidCtxtPtr const context = xmlNewValidCtxt();
+    if (context == nullptr) {
+        return;
+    }
+    xmlDocPtr const document = task.document;
+    xmlDtdPtr const own = document->intSubset;
+    xmlDtdPtr const outer = document->extSubset;
+    document->intSubset = nullptr;
+    document->extSubset = task.schema->dtd.get();
+    xmlFreeIDTable(static_cast<xmlIDTablePtr>(document->ids));
+    xmlFreeRefTable(static_cast<xmlRefTablePtr>(document->refs));
+    document->ids = document->refs = nullptr;
+    if (xmlValidateRoot(context, document) != 0) {
+        unsigned elements = 0;
+        xmlNodePtr const root = xmlDocGetRootElement(document);
+        const xmlNode *node = root;
+        while (node != nullptr && !task.complaints->is_full() &&
+               (++elements % k_elements_between_looks != 0 || services().may_go_on(task.work, 0))) {
+            if (node->type == XML_ELEMENT_NODE) {
+                check_by_dtd(context, document, const_cast<xmlNodePtr>(node));
+            }
+            node = next_in_order(node, root);
+        }
+        task.finished = node == nullptr;
+        if (task.finished) {
+            static_cast<void>(xmlValidateDocumentFinal(context, document));
+        }
+    } else {
+        task.finished = true;
+    }
+    document->intSubset = own;
+    document->extSubset = outer;
+    xmlFreeValidCtxt(context);
+}
+
+void whole_step(void *state) noexcept {
+    auto &task = *static_cast<whole_task *>(state);
+    xmlSetStructuredErrorFunc(task.complaints, note_complaint); // of document type definitions
+    if (task.schema->xsd != nullptr) {
+        run_xsd(task);
+    } else if (task.schema->relax_ng != nullptr) {
+        run_relax_ng(task);
+    } else {
+        run_dtd(task);
+    }
+}
+
+// Levels of elements and references to entities, which are reported. Throws when the statement was
+// asked to stop.
+void check_shape(const xmlNode *top) {
+    int depth = 1;
+    unsigned nodes = 0;
+    for (const xmlNode *node = top; node != nullptr;) {
+        if (++nodes % 4096 == 0) {
+            services().check_for_interrupts();
+        }
+        if (node->type == XML_ENTITY_REF_NODE) {
+            services().report(reports::entity_in_tree, {reinterpret_cast<const char *>(node->name)},
+                              {});
+        }
+        if (node->type == XML_ELEMENT_NODE && node->children != nullptr) {
+            if (++depth > k_most_levels) {
+                services().report(reports::too_deep_to_validate, {std::to_string(k_most_levels)},
+                                  {});
+            }
+            node = node->children;
+            continue;
+        }
+        while (node != top && node->next == nullptr) {
+            node = node->parent;
+            --depth;
+        }
+        node = node == top ? nullptr : node->next;
+    }
+}
+
+const xmlNode *root_of(const xmlNode *tree) noexcept {
+    return tree->type != XML_ELEMENT_NODE
+               ? xmlDocGetRootElement(reinterpret_cast<xmlDocPtr>(const_cast<xmlNodePtr>(tree)))
+               : tree;
+}
+
+// Validates a tree of this call. Reports as validate_tree.
+void validate_whole(xmlDocPtr document, const compiled_schema &schema, complaint_list &complaints) {
+    whole_task task{document, &schema, &complaints, {}};
+    task.work.budget = services().budget_for(0);
+    services().run_unrefused(task.work, whole_step, &task);
+    services().check_for_interrupts();
+    if (!task.finished && !complaints.is_full()) {
+        services().end_stopped(task.work, reports::validation_over_budget);
+        if (task.work.cancelled) { // the request to stop was withdrawn
+            complaints.found.clear();
+            complaints.errors = 0;
+            task.work.polls = false;
+            services().run_unrefused(task.work, whole_step, &task);
+        }
+    }
+    if (!task.finished && !complaints.is_full() && complaints.errors == 0) {
+        services().report(reports::validation_failed, {"it could not go on"}, {});
+    }
+}
+
+} // namespace
+
+outcome::~outcome() { services().free_document(copy); }
+
+void validate_tree(const xmlNode *tree, bool is_own, const compiled_schema &schema,
+                   outcome &result) {
+    const xmlNode *const root = root_of(tree);
+    complaint_list &complaints = result.complaints;
+    if (root == nullptr) {
+        complaints.errors = 1;
+        complaints.found.push_back({0, nullptr, "error", 0, "the document has no element", ""});
+        return;
+    }
+    bool whole = schema.xsd == nullptr || schema.needs_tree;
+    if (!whole) {
+        whole = validate_by_pieces(root, schema, complaints) && !complaints.is_full();
+    }
+    if (whole) {
+        check_shape(root);
+        const std::size_t at_most = complaints.at_most;
+        complaints = complaint_list{};
+        complaints.at_most = at_most;
+        auto *const own = reinterpret_cast<xmlDocPtr>(const_cast<xmlNodePtr>(tree));
+        result.copy = is_own ? nullptr : services().copy(tree);
+        validate_whole(is_own ? own : result.copy, schema, complaints);
+    }
+    if (complaints.lost_memory) {
+        throw std::bad_alloc();
+    }
+    if (complaints.internal) {
+        services().report(reports::validation_failed, {complaints.found.back().message}, {});
+    }
+}
+
+} // namespace pkg_dbe_xml::validation

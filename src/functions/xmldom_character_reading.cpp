@@ -36,6 +36,18 @@ constexpr package_function k_get_owner_element{"xmldom.get_owner_element", {"att
     return content == nullptr ? std::string_view("") : reinterpret_cast<const char *>(content);
 }
 
+// Whether the document type declares that the element holds elements only. Declarations go by the
+// name with its prefix.
+[[nodiscard]] bool holds_elements_only(const xmlNode *element) noexcept {
+    xmlDtd *const type = element->doc == nullptr ? nullptr : element->doc->intSubset;
+    if (type == nullptr) {
+        return false;
+    }
+    const xmlChar *const prefix = element->ns == nullptr ? nullptr : element->ns->prefix;
+    const xmlElement *const declared = xmlGetDtdQElementDesc(type, element->name, prefix);
+    return declared != nullptr && declared->etype == XML_ELEMENT_TYPE_ELEMENT;
+}
+
 [[nodiscard]] host::datum view_result(std::string_view text) {
     return text_result(reinterpret_cast<const xmlChar *>(text.data()), text.size());
 }
@@ -130,11 +142,9 @@ PKG_DBE_XML_FUNCTION(xmldom_is_element_content_whitespace) {
     }
     const xmlNode *const text = named.node;
     const xmlNode *const parent = text->parent;
-    const bool in_element = parent != nullptr && parent->type == XML_ELEMENT_NODE &&
-                            text->doc != nullptr && text->doc->intSubset != nullptr;
-    return host::from_boolean(in_element && text->type == XML_TEXT_NODE &&
-                              xmlIsBlankNode(text) != 0 &&
-                              xmlIsMixedElement(text->doc, parent->name) == 0);
+    return host::from_boolean(text->type == XML_TEXT_NODE && parent != nullptr &&
+                              parent->type == XML_ELEMENT_NODE && xmlIsBlankNode(text) != 0 &&
+                              holds_elements_only(parent));
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_get_value) {

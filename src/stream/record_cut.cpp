@@ -11,6 +11,9 @@
 #include <libxml/dict.h>
 #include <libxml/valid.h>
 
+// The table of references is not for everyone in later versions, and has to be emptied.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace pkg_dbe_xml {
 
 namespace {

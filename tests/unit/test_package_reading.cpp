@@ -583,6 +583,12 @@ TEST_F(package_reading, blanks_between_elements) {
     EXPECT_FALSE(call(xmldom_is_element_content_whitespace, child(child(r, 1), 0)).boolean());
     const sql::handle untyped = root(parsed("<r> <a/></r>"));
     EXPECT_FALSE(call(xmldom_is_element_content_whitespace, child(untyped, 0)).boolean());
+    const sql::handle prefixed =
+        root(parsed("<!DOCTYPE p:r [<!ELEMENT p:r (p:a)><!ELEMENT r ANY><!ELEMENT p:a ANY>"
+                    "<!ELEMENT a (r)>]><p:r xmlns:p='u'> <p:a> </p:a></p:r>"));
+    EXPECT_TRUE(call(xmldom_is_element_content_whitespace, child(prefixed, 0)).boolean());
+    EXPECT_FALSE(
+        call(xmldom_is_element_content_whitespace, child(child(prefixed, 1), 0)).boolean());
 }
 
 // --- documents ----------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 // a parse that was stopped goes no further: the contexts of entities end first, the outermost one
 // at its next callback or when it asks for more text.
 #include "libxml/content_model.hpp"
+#include "libxml/library_version.hpp"
 #include "libxml/xml_parse_run.hpp"
 
 #include "host/limits.hpp"
@@ -11,6 +12,8 @@
 
 #include <libxml/SAX2.h>
 #include <libxml/parserInternals.h>
+
+#include <climits>
 
 // The state of the parser is not for everyone in later versions, but there is no other way to it.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -242,6 +245,14 @@ extent measure_entity(const xmlEntity *entity, std::int64_t most) noexcept {
     return sum;
 }
 
+// Keeps libxml2 from a limit of its own, by which it refuses honest documents that use entities and
+// default values a lot; the budget does not. It compares what comes out of them with this.
+void forget_amplification([[maybe_unused]] xmlParserCtxtPtr context) noexcept {
+#if LIBXML_VERSION >= 21100 && LIBXML_VERSION < 21300 // later versions are told once
+    context->sizeentities = ULONG_MAX;
+#endif
+}
+
 xmlEntityPtr admit_entity(parse_run &run, xmlParserCtxtPtr context, xmlEntityPtr entity) noexcept {
     if (entity == nullptr) {
         return nullptr;
@@ -267,6 +278,20 @@ xmlEntityPtr admit_entity(parse_run &run, xmlParserCtxtPtr context, xmlEntityPtr
     return run.stopped ? nullptr : entity;
 }
 
+// A reference to what only a file can declare, which is not loaded, stays in the tree. From 2.13 on
+// libxml2 leaves it out where references are to be replaced, so it is told here. That it reads
+// content shows in how many more values of xml:space it keeps than there are open elements: within
+// a start tag it is one more than before the first.
+void keep_reference(const parse_run &run, xmlParserCtxtPtr context, const xmlChar *name) noexcept {
+    constexpr int k_first_that_leaves_out = 21300;
+    if (may_be_declared_elsewhere(context) && context->inSubset == 0 &&
+        context->replaceEntities != 0 && context->disableSAX == 0 &&
+        context->spaceNr - context->nameNr == run.spaces &&
+        libxml2_number() >= k_first_that_leaves_out) {
+        context->sax->reference(context->userData, name);
+    }
+}
+
 // Every reference to an entity comes by here, those within attributes and within other entities
 // too.
 xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
@@ -275,7 +300,12 @@ xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
     if (must_stop(run, context)) [[unlikely]] {
         return nullptr;
     }
-    return admit_entity(run, context, xmlSAX2GetEntity(data, name));
+    forget_amplification(context);
+    xmlEntityPtr const entity = xmlSAX2GetEntity(data, name);
+    if (entity == nullptr) [[unlikely]] {
+        keep_reference(run, context, name);
+    }
+    return admit_entity(run, context, entity);
 }
 
 // Takes from an external entity what libxml2 would look for: it asks the file system whether a name
@@ -324,6 +354,7 @@ xmlEntityPtr on_get_parameter_entity(void *data, const xmlChar *name) noexcept {
     if (must_stop(run, context)) [[unlikely]] {
         return nullptr;
     }
+    forget_amplification(context);
     xmlEntityPtr entity = admit_entity(run, context, xmlSAX2GetParameterEntity(data, name));
     if (entity != nullptr) {
         charge_declaration(run, context, entity->length);
@@ -333,7 +364,10 @@ xmlEntityPtr on_get_parameter_entity(void *data, const xmlChar *name) noexcept {
 
 void on_internal_subset(void *data, const xmlChar *name, const xmlChar *external_id,
                         const xmlChar *system_id) noexcept {
+    auto *const context = static_cast<xmlParserCtxtPtr>(data);
     current_run->diagnostics->has_doctype = true;
+    current_run->spaces = context->spaceNr - context->nameNr;
+    forget_amplification(context);
     xmlSAX2InternalSubset(data, name, external_id, system_id);
 }
 
@@ -368,6 +402,10 @@ void on_end_document(void *data) noexcept {
 
 } // namespace
 
+bool may_be_declared_elsewhere(const xmlParserCtxt *context) noexcept {
+    return context->standalone != 1 && (context->hasExternalSubset != 0 || context->hasPErefs != 0);
+}
+
 bool admit_element(parse_run &run, xmlParserCtxtPtr context, const start_tag &tag) noexcept {
     if (run.stopped || gate.budget_spent || gate.cancelled) [[unlikely]] {
         static_cast<void>(must_stop(run, context));
@@ -382,9 +420,12 @@ bool admit_element(parse_run &run, xmlParserCtxtPtr context, const start_tag &ta
         stop_parse(run, context, k_max_attributes_name, parse_limits.max_attributes);
         return false;
     }
-    if (context != run.context && !leaves_room_for_copies(run, context)) [[unlikely]] {
-        stop_for_budget(run, context);
-        return false;
+    if (context != run.context) [[unlikely]] {
+        forget_amplification(context);
+        if (!leaves_room_for_copies(run, context)) {
+            stop_for_budget(run, context);
+            return false;
+        }
     }
     begin_text(run, context);
     if (tag.attributes > k_few || context->nsNr > k_few) [[unlikely]] {

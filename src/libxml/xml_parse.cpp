@@ -319,6 +319,11 @@ void note_xml_error(void * /*context*/, xml_error *error) noexcept {
     if (run == nullptr || run->stopped || error == nullptr) {
         return;
     }
+#if LIBXML_VERSION >= 21100
+    // Otherwise it tells of a hundred of them, and then not even of what ends the parse.
+    run->context->nbErrors = 0;
+    run->context->nbWarnings = 0;
+#endif
     work_for_error(*run);
     if (error->level <= XML_ERR_WARNING) {
         return;

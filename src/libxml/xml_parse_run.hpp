@@ -38,6 +38,7 @@ struct parse_run {
     bool has_heavy_types;  // elements of some types cost more than others
     int depth;             // open elements, entities included
     int namespaces;        // what libxml2 had of them at the last tag
+    int spaces;            // values of xml:space that it has before the first tag
     bool gated;            // the gate counts what libxml2 allocates
     bool polls;            // watches for requests to stop
     bool stopped;          // by a limit or a request; nothing that libxml2 returns counts any more
@@ -105,6 +106,9 @@ struct start_tag; // src/libxml/xml_work.hpp
 [[nodiscard]] bool admit_element(parse_run &run, xmlParserCtxtPtr context,
                                  const start_tag &tag) noexcept;
 void leave_element(parse_run &run, xmlParserCtxtPtr context) noexcept;
+// Whether an entity that nothing declares may be declared in a file, which is not loaded; otherwise
+// libxml2 refuses a reference to it.
+[[nodiscard]] bool may_be_declared_elsewhere(const xmlParserCtxt *context) noexcept;
 // More attributes or namespaces are being collected for one element than are allowed. They are
 // compared with each other before any callback hears of them.
 [[nodiscard]] bool collects_too_many_attributes(const parse_run &run) noexcept;

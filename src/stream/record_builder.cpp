@@ -372,6 +372,9 @@ xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
         host::fail_parse(run, context, k_entity_outside);
         return nullptr;
     }
+    if (entity == nullptr && host::may_be_declared_elsewhere(context)) [[unlikely]] {
+        on_reference(data, name); // libxml2 leaves it out of an attribute
+    }
     return entity;
 }
 

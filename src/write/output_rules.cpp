@@ -9,11 +9,10 @@
 
 #include "error_reports.hpp"
 #include "host/session.hpp"
+#include "libxml/library_version.hpp"
 #include "libxml/xml.hpp"
 #include "write/tree_writer.hpp"
 #include "xml_owner.hpp"
-
-#include <libxml/parserInternals.h>
 
 #include <cstdint>
 #include <cstring>
@@ -37,14 +36,6 @@ struct finding {
     bool writes_alike;
 };
 constinit PKG_DBE_XML_SESSION_STORAGE finding last_finding{};
-
-[[nodiscard]] int libxml2_number() noexcept {
-    int number = 0;
-    for (const char *digit = xmlParserVersion; *digit >= '0' && *digit <= '9'; ++digit) {
-        number = 10 * number + (*digit - '0');
-    }
-    return number;
-}
 
 [[nodiscard]] const xmlChar *xml(const char *text) noexcept {
     return reinterpret_cast<const xmlChar *>(text);
@@ -147,7 +138,7 @@ bool writes_as_libxml2(const output_rules &rules) {
 }
 
 const output_rules *rules_in_force() {
-    const int number = libxml2_number();
+    const int number = host::libxml2_number();
     const output_rules *const rules = rules_of(number);
     if (rules == nullptr || number < k_first_unknown) [[likely]] {
         return rules;

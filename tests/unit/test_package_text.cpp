@@ -255,7 +255,10 @@ TEST_F(package_text, data_that_ends_its_own_markup) {
     EXPECT_TRUE(call(xmldom_to_text, document).failed());
     set("]]>]]>");
     const std::string text = text_of(document);
-    EXPECT_TRUE(call(xmldom_is_equal_node, document, parsed(text)).boolean()) << text;
+    // Later versions of libxml2 keep the sections that it was divided into.
+    const sql::handle again = parsed(text);
+    EXPECT_EQ(call(xmldom_get_text_content, root(again)).text(), "]]>]]>");
+    EXPECT_EQ(text_of(again), text);
 }
 
 // --- bytes --------------------------------------------------------------------------------------

@@ -111,9 +111,11 @@ TEST_F(stream_bounds, depth_is_bounded) {
 }
 
 TEST_F(stream_bounds, levels_of_any_number_are_known) {
+    constexpr int k_levels = 2000; // later versions of libxml2 themselves take 2048
     host::parse_limits.max_depth = 3000;
-    EXPECT_EQ(failure(repeated("<a xmlns:p='u'>", 2500) + "<r p:x=''/>" + repeated("</a>", 2500)),
-              counted(1, ""));
+    EXPECT_EQ(
+        failure(repeated("<a xmlns:p='u'>", k_levels) + "<r p:x=''/>" + repeated("</a>", k_levels)),
+        counted(1, ""));
 }
 
 TEST_F(stream_bounds, names_are_bounded_for_the_stream) {

@@ -2,6 +2,7 @@
 // that are given again.
 #include "package_changing.hpp"
 
+#include "libxml/library_version.hpp"
 #include "registry/dom_map.hpp"
 
 namespace {
@@ -135,6 +136,17 @@ TEST_F(package_documents, references_to_what_a_file_may_declare) {
     EXPECT_TRUE(is_read_again(tree));
     EXPECT_FALSE(call(xmldom_set_xml_standalone, tree, true).failed());
     EXPECT_EQ(call(xmldom_to_text, tree, sql::null, sql::null).error().sqlstate, "2200N");
+}
+
+// In a value of an attribute nothing stands for them. Earlier versions of libxml2 keep one in front
+// of the element, so that the text is not what it was.
+TEST_F(package_documents, references_in_values_to_what_a_file_may_declare) {
+    const char *const text = "<!DOCTYPE a SYSTEM \"a.dtd\">\n<a><b c=\"x&d;y\"/></a>";
+    const sql::handle tree = call(xmldom_parse_text, text, sql::null).handle();
+    const bool is_in_front = host::libxml2_number() < 21300;
+    EXPECT_EQ(markup_of(tree), is_in_front
+                                   ? "<!DOCTYPE a SYSTEM \"a.dtd\">\n<a>&d;<b c=\"xy\"/></a>"
+                                   : "<!DOCTYPE a SYSTEM \"a.dtd\">\n<a><b c=\"xy\"/></a>");
 }
 
 // The functions in long names declare them.

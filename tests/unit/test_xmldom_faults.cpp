@@ -34,6 +34,11 @@ struct stage {
     std::vector<sql::value> arguments;
 };
 
+// 2.12 loses the copy of a declaration for which there is no room in the table of a copied document
+// type (xmlHashCopy).
+constexpr std::int64_t k_lost_declaration =
+    LIBXML_VERSION >= 21200 && LIBXML_VERSION < 21300 ? 1024 : 0;
+
 sql::scenario scenario_of(const changing_call &called, const char *encoding) {
     auto set = std::make_shared<stage>();
     sql::scenario played;
@@ -45,6 +50,7 @@ sql::scenario scenario_of(const changing_call &called, const char *encoding) {
     };
     played.run = [set, &called] { return sql::call_with(called.entry, set->arguments); };
     played.state = [set] { return set->trees->state(); };
+    played.libxml2_may_lose = called.entry == xmldom_new_document ? k_lost_declaration : 0;
     played.shown = [&called](const sql::result &outcome) { return shown(called.entry, outcome); };
     return played;
 }

@@ -244,6 +244,32 @@ constexpr unsigned k_replacement = 0xFFFD;
     return next;
 }
 
+template <escape_rules rules>
+void write_ascii(text_output &output, const xmlChar *text, invalid_bytes rule) {
+    constexpr bool k_passes_last_byte = rules == escape_rules::early;
+    if (is_ascii(text)) {
+        write_escaped<place::attribute, rules>(output, text);
+        return;
+    }
+    std::size_t steps = 0;
+    while (*text != 0) {
+        if (++steps % k_bytes_between_polls == 0) [[unlikely]] {
+            host::check_for_interrupts();
+        }
+        char *next = output.room(k_block + k_longest_reference);
+        if (*text < 0x80 || (k_passes_last_byte && text[1] == 0)) {
+            next = escape<place::attribute, rules>(next, reinterpret_cast<const char *>(text), 1);
+            ++text;
+        } else {
+            const decoded character =
+                rule == invalid_bytes::referred_to ? decode(text) : decode_strictly(text);
+            next = write_hexadecimal_reference(next, character.value);
+            text += character.length;
+        }
+        output.advance_to(next);
+    }
+}
+
 } // namespace
 
 void write_escaped_text(text_output &output, const xmlChar *text, escape_rules rules) {
@@ -262,28 +288,12 @@ void write_escaped_attribute(text_output &output, const xmlChar *text, escape_ru
     }
 }
 
-void write_ascii_attribute(text_output &output, const xmlChar *text, invalid_bytes rule) {
-    if (is_ascii(text)) {
-        write_escaped<place::attribute, escape_rules::early>(output, text);
-        return;
-    }
-    std::size_t steps = 0;
-    while (*text != 0) {
-        if (++steps % k_bytes_between_polls == 0) [[unlikely]] {
-            host::check_for_interrupts();
-        }
-        char *next = output.room(k_block + k_longest_reference);
-        if (*text < 0x80 || text[1] == 0) {
-            next = escape<place::attribute, escape_rules::early>(
-                next, reinterpret_cast<const char *>(text), 1);
-            ++text;
-        } else {
-            const decoded character =
-                rule == invalid_bytes::referred_to ? decode(text) : decode_strictly(text);
-            next = write_hexadecimal_reference(next, character.value);
-            text += character.length;
-        }
-        output.advance_to(next);
+void write_ascii_attribute(text_output &output, const xmlChar *text, escape_rules rules,
+                           invalid_bytes rule) {
+    if (rules == escape_rules::early) {
+        write_ascii<escape_rules::early>(output, text, rule);
+    } else {
+        write_ascii<escape_rules::late>(output, text, rule);
     }
 }
 

@@ -21,13 +21,14 @@ void write_escaped_text(text_output &output, const xmlChar *text, escape_rules r
 // Text of an attribute, in double quotes that are not written here: also '"', tabulators and line
 // feeds.
 void write_escaped_attribute(text_output &output, const xmlChar *text, escape_rules rules);
-// What becomes of bytes that are no valid UTF-8 where only ASCII is written, but for one at the
-// very end, which passes unchanged.
+// What becomes of bytes that are no valid UTF-8 where only ASCII is written. By the early rules one
+// at the very end passes unchanged.
 enum class invalid_bytes {
     referred_to, // each becomes a reference to its own number; to 2.12
-    replaced     // each becomes a reference to the replacement character; 2.13
+    replaced     // each becomes a reference to the replacement character; since 2.13
 };
-// The same by the early rules, where every other character beyond ASCII becomes a reference too.
-void write_ascii_attribute(text_output &output, const xmlChar *text, invalid_bytes rule);
+// The same where every other character beyond ASCII becomes a reference too.
+void write_ascii_attribute(text_output &output, const xmlChar *text, escape_rules rules,
+                           invalid_bytes rule);
 
 } // namespace pkg_dbe_xml

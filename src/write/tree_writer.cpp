@@ -118,7 +118,7 @@ void write_quoted(text_output &output, std::string_view text) {
 // A piece of an attribute's value, without quotes.
 void write_attribute_text(const tree_writer &writer, const xmlDoc *document, const xmlChar *text) {
     if (is_written_in_ascii(writer, document)) {
-        write_ascii_attribute(writer.output, text, writer.rules.invalid);
+        write_ascii_attribute(writer.output, text, escape_rules::early, writer.rules.invalid);
     } else {
         write_escaped_attribute(writer.output, text, writer.rules.escapes);
     }
@@ -234,13 +234,24 @@ void end_element(tree_writer &writer, const xmlNode *element) {
     }
 }
 
+// Text of any length that is written as it is.
+void append_content(text_output &output, std::string_view text) {
+    constexpr std::size_t k_bytes_between_polls = 1024 * 1024;
+    while (text.size() > k_bytes_between_polls) {
+        output.append(text.substr(0, k_bytes_between_polls));
+        text.remove_prefix(k_bytes_between_polls);
+        host::check_for_interrupts();
+    }
+    output.append(text);
+}
+
 // A section ends before each "]]>" in the text, and another begins.
 void write_cdata(text_output &output, std::string_view text) {
     do {
         const std::size_t end = text.find("]]>");
         const std::size_t size = end == std::string_view::npos ? text.size() : end + 2;
         output.append("<![CDATA[");
-        output.append(text.substr(0, size));
+        append_content(output, text.substr(0, size));
         output.append("]]>");
         text.remove_prefix(size);
     } while (!text.empty());
@@ -251,7 +262,7 @@ void write_instruction(text_output &output, const xmlNode *node) {
     output.append(view_of(node->name));
     if (node->content != nullptr) {
         output.append(" ");
-        output.append(view_of(node->content));
+        append_content(output, view_of(node->content));
     }
     output.append("?>");
 }
@@ -265,7 +276,7 @@ void write_instruction(text_output &output, const xmlNode *node) {
             return true;
         }
         if (node->name == xmlStringTextNoenc) {
-            output.append(view_of(node->content));
+            append_content(output, view_of(node->content));
         } else {
             write_escaped_text(output, node->content, writer.rules.escapes);
         }
@@ -284,7 +295,7 @@ void write_instruction(text_output &output, const xmlNode *node) {
     case XML_COMMENT_NODE:
         if (node->content != nullptr) {
             output.append("<!--");
-            output.append(view_of(node->content));
+            append_content(output, view_of(node->content));
             output.append("-->");
         }
         return true;
@@ -399,8 +410,12 @@ bool write_node_by(const output_rules &rules, xmlNodePtr node, text_output &outp
 }
 
 void write_attribute_text(const xmlNode *text, text_output &output) {
-    const tree_writer writer{output, nullptr, *rules_in_force()};
-    write_attribute_text(writer, text->doc, text->content);
+    const output_rules &rules = *rules_in_force();
+    if (text->doc == nullptr || text->doc->encoding == nullptr) { // in ASCII in all versions
+        write_ascii_attribute(output, text->content, rules.escapes, rules.invalid);
+    } else {
+        write_escaped_attribute(output, text->content, rules.escapes);
+    }
 }
 
 bool knows_libxml2() { return rules_in_force() != nullptr; }

@@ -115,11 +115,29 @@ TEST_F(text_escapes, references_stand_for_what_is_beyond_ascii) {
     for (const auto &row : rows) {
         text_output output(k_any_length);
         const std::string text(row.text);
-        pkg_dbe_xml::write_ascii_attribute(output, xml(text), invalid_bytes::referred_to);
+        pkg_dbe_xml::write_ascii_attribute(output, xml(text), escape_rules::early,
+                                           invalid_bytes::referred_to);
         EXPECT_EQ(text_of(output), row.written);
         text_output later(k_any_length);
-        pkg_dbe_xml::write_ascii_attribute(later, xml(text), invalid_bytes::replaced);
+        pkg_dbe_xml::write_ascii_attribute(later, xml(text), escape_rules::early,
+                                           invalid_bytes::replaced);
         EXPECT_EQ(text_of(later), row.replaced.empty() ? row.written : row.replaced);
+    }
+}
+
+TEST_F(text_escapes, references_by_the_late_rules) {
+    constexpr std::string_view k_rows[][2] = {
+        {"plain <&>\"\t\x01", "plain &lt;&amp;&gt;&quot;&#9;&#xFFFD;"},
+        {"\xC3\xA4<\x01", "&#xE4;&lt;&#xFFFD;"},
+        {"\xE2\x82\xAC", "&#x20AC;"},
+        {"\xE2\x82", "&#xFFFD;&#xFFFD;"},
+        {"\xC3", "&#xFFFD;"},
+    };
+    for (const auto &row : k_rows) {
+        text_output output(k_any_length);
+        pkg_dbe_xml::write_ascii_attribute(output, xml(std::string(row[0])), escape_rules::late,
+                                           pkg_dbe_xml::invalid_bytes::replaced);
+        EXPECT_EQ(text_of(output), row[1]);
     }
 }
 

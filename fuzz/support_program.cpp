@@ -92,6 +92,9 @@ constexpr std::array<std::string_view, 32> k_paths{
     "//*[unknown(1)]",
     "count(namespace::*) + 1"};
 
+constexpr std::array<std::string_view, 10> k_record_paths{"//*", "/*/*", "//b",   "/r/*", "/*",
+                                                          "//r", "//q",  "/a//c", "/r/",  "//p:q"};
+
 // Functions that give a text, a number or a truth value change nothing. Other calls stand in for
 // most of theirs.
 constexpr std::size_t k_calls_to_a_reading_one = 4;
@@ -318,6 +321,8 @@ void program::add_argument(program_call &call, char type) {
         add_text(call, pick(k_uris, choice), "text");
     } else if (type == 'q') {
         add_text(call, choice < 250 ? pick(k_paths, choice) : made_text(), "text");
+    } else if (type == 'r') {
+        add_text(call, choice < 250 ? pick(k_record_paths, choice) : made_text(), "text");
     } else if (type == 'c') {
         add_text(call, pick(k_character_sets, choice), "text");
     } else if (type == 'f') {

@@ -78,10 +78,61 @@ sql::result session(const std::vector<sql::value> & /*arguments*/) {
                        nodes_held);
 }
 
-// Rows with three columns of a node, or of a text, each as one text.
+// --- streams ------------------------------------------------------------------------------------
+
+// The text that a value stands for; "" for null.
+std::string text_of(const sql::value &value) {
+    const host::argument argument = value.argument();
+    sql::result read;
+    read.datum_ = argument.value;
+    return argument.is_null ? "" : read.text();
+}
+
+// Up to so many characters from the beginning of a text in UTF-8, in bytes.
+std::size_t size_of_characters(std::string_view text, int count) {
+    std::size_t size = 0;
+    while (size < text.size() &&
+           ((static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80U || count-- > 0)) {
+        ++size;
+    }
+    return size;
+}
+
+constexpr int k_characters_fed_first = 7; // as the statement says below
+
+// The first record of a text that is fed in two pieces, as a document of the session. All in one
+// statement, since a stream ends with its transaction.
+sql::result first_record(const std::vector<sql::value> &arguments) {
+    sql::result stream = sql::call(xmlparser_open_stream, arguments[0], sql::null, false, 0);
+    if (stream.failed()) {
+        return stream;
+    }
+    const sql::handle opened = stream.handle();
+    const std::string text = text_of(arguments[1]);
+    const std::size_t cut = size_of_characters(text, k_characters_fed_first);
+    const bool is_null = arguments[1].argument().is_null;
+    sql::result given;
+    for (const std::string &piece : {text.substr(0, cut), text.substr(cut)}) {
+        given = sql::call(xmlparser_feed_text, opened, is_null ? sql::null : sql::value(piece));
+        if (given.failed()) {
+            break;
+        }
+    }
+    if (!given.failed()) {
+        given = sql::call(xmlparser_next_record, opened);
+    }
+    sql::call(xmlparser_close_stream, opened);
+    return given;
+}
+
+// --- rows ---------------------------------------------------------------------------------------
+
+// Rows with three columns of a node, a text or the records of a text, each as one text.
 template <sql::function entry> sql::result columns_of(const std::vector<sql::value> &arguments) {
     std::vector<sql::value> passed = arguments;
-    passed.emplace_back("descendant-or-self::*");
+    if (passed.size() == 1) {
+        passed.emplace_back("descendant-or-self::*");
+    }
     passed.push_back(sql::value::of_datum(
         host::standalone::make_text_array({"name()", "@*", "count(node())"}, 1)));
     const host::column_form array{true, false, false};
@@ -101,17 +152,20 @@ template <sql::function entry> sql::result columns_of(const std::vector<sql::val
     }
     return text_result(text);
 }
-constexpr const char *k_columns = ", 'descendant-or-self::*', array['name()', '@*', "
-                                  "'count(node())']) as t(a text, b text[], c text))";
+#define COLUMNS ", array['name()', '@*', 'count(node())']) as t(a text, b text[], c text))"
+#define ROWS_FROM "(select string_agg(concat_ws('|', a, array_to_string(b, '/'), c), ',') from "
 
 constexpr std::array k_package{
     signature{k_session, nullptr, "", 't', false, 1, session},
-    signature{
-        "(select string_agg(concat_ws('|', a, array_to_string(b, '/'), c), ',') from xmldom.rows(",
-        nullptr, "N", 't', false, 8, columns_of<xmldom_rows>, k_columns},
-    signature{"(select string_agg(concat_ws('|', a, array_to_string(b, '/'), c), ',') from "
-              "xmldom.rows_of_text(",
-              nullptr, "x", 't', false, 8, columns_of<xmldom_rows_of_text>, k_columns},
+    signature{ROWS_FROM "xmldom.rows(", nullptr, "N", 't', false, 8, columns_of<xmldom_rows>,
+              ", 'descendant-or-self::*'" COLUMNS},
+    signature{ROWS_FROM "xmldom.rows_of_text(", nullptr, "x", 't', false, 8,
+              columns_of<xmldom_rows_of_text>, ", 'descendant-or-self::*'" COLUMNS},
+    signature{ROWS_FROM "xmlparser.rows(", nullptr, "xr", 't', false, 4,
+              columns_of<xmlparser_rows_of_text>, COLUMNS},
+    signature{"(select xmlparser.next_record(xmlparser.feed(xmlparser.feed("
+              "xmlparser.open_stream(p), left(x, 7)), substr(x, 8))) from (select ",
+              nullptr, "rx", 'd', false, 1, first_record, ") as t(p, x))"},
 #include "package_signatures.inc"
 };
 

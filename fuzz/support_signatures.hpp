@@ -17,10 +17,10 @@ namespace fuzz {
 using set_function = sql::result (*)(const std::vector<sql::value> &arguments);
 
 // A function and the types of its arguments: n name, v value, u namespace URI, x text of a
-// document, q path, m XML value, i index, b truth value, f file, c character set, o large object, V
-// an array of nodes, which is the last one; handles as in k_handle_types, by what the function is
-// for: now and then it gets others. Of optional arguments the shorter form stands beside the longer
-// one.
+// document, q path, r path of records, m XML value, i index, b truth value, f file, c character
+// set, o large object, V an array of nodes, which is the last one; handles as in k_handle_types, by
+// what the function is for: now and then it gets others. Of optional arguments the shorter form
+// stands beside the longer one.
 struct signature {
     const char *name; // in SQL; of a set everything up to its arguments
     sql::function entry;

@@ -38,6 +38,8 @@ struct output_file;
 // Writes all bytes; false with the reason in errno.
 [[nodiscard]] bool write_output_file(output_file *file, const void *bytes,
                                      std::size_t size) noexcept;
+// Takes back what was written; false with the reason in errno.
+[[nodiscard]] bool empty_output_file(output_file *file) noexcept;
 // Ends the writing: the bytes are on disk and the file has taken its place, or false with the
 // reason in errno and the old file as it was. Frees `file` in any case.
 [[nodiscard]] bool close_output_file(output_file *file) noexcept;

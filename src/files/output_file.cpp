@@ -230,6 +230,11 @@ bool write_output_file(output_file *file, const void *bytes, std::size_t size) n
     return true;
 }
 
+bool empty_output_file(output_file *file) noexcept {
+    return !fault(file_step::write) && ftruncate(file->descriptor, 0) == 0 &&
+           lseek(file->descriptor, 0, SEEK_SET) == 0;
+}
+
 bool close_output_file(output_file *file) noexcept {
     const bool done =
         finish_bytes(file) && !fault(file_step::rename) &&

@@ -20,7 +20,7 @@ struct file_sink {
     host::output_file *file;
     std::int64_t written = 0; // bytes
     int reason = 0;           // errno of the first failure
-    bool stopped = false;     // the statement was asked to stop
+    bool stopped = false;     // the statement was asked to stop, or the rest is not wanted
 
     bool write(const void *bytes, std::size_t size) noexcept;
 };

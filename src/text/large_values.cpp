@@ -3,6 +3,7 @@
 #include "text/large_values.hpp"
 
 #include "error_reports.hpp"
+#include "host/error.hpp"
 #include "host/lob.hpp"
 #include "host/memory.hpp"
 #include "text/text_limits.hpp"
@@ -18,17 +19,29 @@ namespace {
 
 using value_ptr = std::unique_ptr<host::varlena, host::memory_deleter>;
 
+// Bytes between two looks at whether the statement was asked to stop.
+constexpr std::size_t k_copied_at_once = 16 * 1024 * 1024;
 constexpr int k_large_header = static_cast<int>(host::k_long_header);
 
-// A text value of one allocation.
-[[nodiscard]] host::varlena *make_value(const char *bytes, std::int64_t length) {
+// A text value of one allocation. Throws when the statement was asked to stop.
+[[nodiscard]] value_ptr make_value(const char *bytes, std::int64_t length) {
     const std::size_t total = static_cast<std::size_t>(length) + host::k_long_header;
-    auto *const value =
-        static_cast<host::varlena *>(asserted(host::allocate_result(total), k_no_result_room));
-    host::set_total_size(value, total);
-    host::copy_bytes(reinterpret_cast<char *>(value) + host::k_long_header,
-                     total - host::k_long_header, bytes, total - host::k_long_header);
-    return value;
+    value_ptr value(
+        static_cast<host::varlena *>(asserted(host::allocate_result(total), k_no_result_room)));
+    host::set_total_size(value.get(), total);
+    char *to = reinterpret_cast<char *>(value.get()) + host::k_long_header;
+    std::size_t left = total - host::k_long_header;
+    for (;;) {
+        const std::size_t size = std::min(left, k_copied_at_once);
+        host::copy_bytes(to, left, bytes, size);
+        to += size;
+        bytes += size;
+        left -= size;
+        if (left == 0) {
+            return value;
+        }
+        host::check_for_interrupts();
+    }
 }
 
 } // namespace
@@ -55,13 +68,14 @@ host::varlena *copy_flat_buffer_to_lob(std::int64_t length, const char *buffer) 
         report(reports::piece_length_negative, {"2"});
     }
     if (length + k_large_header <= longest_value()) {
-        return make_value(buffer, length);
+        return make_value(buffer, length).release();
     }
-    value_ptr whole(make_value(buffer, 0));
-    std::int64_t offset = 0;
+    std::int64_t offset = std::min(host::piece_size(), length);
+    value_ptr whole = make_value(buffer, offset);
     while (offset < length) {
+        host::check_for_interrupts();
         const std::int64_t size = std::min(host::piece_size(), length - offset);
-        const value_ptr piece(make_value(buffer + offset, size));
+        const value_ptr piece = make_value(buffer + offset, size);
         whole.reset(host::textcat(whole.get(), piece.get()));
         offset += size;
     }

@@ -15,7 +15,7 @@ inline constexpr std::int64_t k_longest_text = 2147483647;
 // read.
 void copy_lob_to_flat_buffer(host::datum large_value, std::int64_t length, char *destination);
 // A text value of any length in the caller's context, built from pieces. Reports
-// piece_length_negative.
+// piece_length_negative; throws when the statement was asked to stop.
 [[nodiscard]] host::varlena *copy_flat_buffer_to_lob(std::int64_t length, const char *buffer);
 
 } // namespace pkg_dbe_xml

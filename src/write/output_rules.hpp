@@ -35,9 +35,11 @@ struct output_rules {
 [[nodiscard]] bool writes_as_libxml2(const output_rules &rules);
 
 // Write a document and a node by given rules. False, having written something or nothing, when the
-// tree is not for this writer. A statement that was asked to stop ends.
+// tree is not for this writer. A statement that was asked to stop ends. `encoding` is the name in
+// the declaration of a document; the text is in UTF-8.
 [[nodiscard]] bool write_document_by(const output_rules &rules, xmlDocPtr document,
-                                     text_output &output);
-[[nodiscard]] bool write_node_by(const output_rules &rules, xmlNodePtr node, text_output &output);
+                                     text_output &output, const char *encoding = "UTF-8");
+[[nodiscard]] bool write_node_by(const output_rules &rules, xmlNodePtr node, text_output &output,
+                                 const char *encoding = "UTF-8");
 
 } // namespace pkg_dbe_xml

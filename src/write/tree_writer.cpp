@@ -366,7 +366,8 @@ void write_instruction(text_output &output, const xmlNode *node) {
 
 } // namespace
 
-bool write_document_by(const output_rules &rules, xmlDocPtr document, text_output &output) {
+bool write_document_by(const output_rules &rules, xmlDocPtr document, text_output &output,
+                       const char *encoding) {
     if (is_xhtml(document)) {
         return false;
     }
@@ -380,7 +381,9 @@ bool write_document_by(const output_rules &rules, xmlDocPtr document, text_outpu
         output.append(version);
         output.append("\"");
     }
-    output.append(" encoding=\"UTF-8\"");
+    output.append(" encoding=\"");
+    output.append(encoding);
+    output.append("\"");
     if (document->standalone == 0) {
         output.append(" standalone=\"no\"");
     } else if (document->standalone == 1) {
@@ -398,9 +401,10 @@ bool write_document_by(const output_rules &rules, xmlDocPtr document, text_outpu
     return true;
 }
 
-bool write_node_by(const output_rules &rules, xmlNodePtr node, text_output &output) {
+bool write_node_by(const output_rules &rules, xmlNodePtr node, text_output &output,
+                   const char *encoding) {
     if (is_document(node)) {
-        return write_document_by(rules, reinterpret_cast<xmlDocPtr>(node), output);
+        return write_document_by(rules, reinterpret_cast<xmlDocPtr>(node), output, encoding);
     }
     if ((node->type != XML_ELEMENT_NODE && node->type != XML_TEXT_NODE) || is_xhtml(node->doc)) {
         return false;
@@ -425,9 +429,9 @@ bool write_document_directly(xmlDocPtr document, text_output &output) {
     return rules != nullptr && write_document_by(*rules, document, output);
 }
 
-bool write_node_directly(xmlNodePtr node, text_output &output) {
+bool write_node_directly(xmlNodePtr node, text_output &output, const char *encoding) {
     const output_rules *const rules = rules_in_force();
-    return rules != nullptr && write_node_by(*rules, node, output);
+    return rules != nullptr && write_node_by(*rules, node, output, encoding);
 }
 
 void write_document_with_libxml2(xmlDocPtr document, text_output &output) {

@@ -28,9 +28,11 @@ void write_attribute_text(const xmlNode *text, text_output &output);
 // Whether this writer writes as the process's libxml2 does; else libxml2 writes.
 [[nodiscard]] bool knows_libxml2();
 // The two ways of write_document and write_node. The first gives false, having written something
-// or nothing, when the tree is not for it.
+// or nothing, when the tree is not for it. `encoding` is the name in the declaration of a document,
+// for callers that bring the text into it.
 [[nodiscard]] bool write_document_directly(xmlDocPtr document, text_output &output);
-[[nodiscard]] bool write_node_directly(xmlNodePtr node, text_output &output);
+[[nodiscard]] bool write_node_directly(xmlNodePtr node, text_output &output,
+                                       const char *encoding = "UTF-8");
 void write_document_with_libxml2(xmlDocPtr document, text_output &output);
 void write_node_with_libxml2(xmlNodePtr node, text_output &output);
 

@@ -111,6 +111,33 @@ TEST_F(large_values, pieces_are_given_back) {
     EXPECT_EQ(after.bytes - before.bytes, 20004U);
 }
 
+// Between pieces, and within a piece that is long; nothing stays of what was built.
+TEST_F(large_values, building_stops) {
+    standalone::set_piece_size(1000);
+    const std::string text = pattern(20000);
+    const std::int64_t before = standalone::poll_count();
+    EXPECT_EQ(build(text).text(), text);
+    EXPECT_GE(standalone::poll_count() - before, 19);
+    standalone::set_piece_size(0);
+    const std::string long_text(100 << 20, 'x');
+    const std::int64_t before_long = standalone::poll_count();
+    EXPECT_EQ(build(long_text).text(), long_text);
+    EXPECT_GE(standalone::poll_count() - before_long, 6);
+    const auto blocks = [] { return standalone::memory_of(host::current_memory_context()).blocks; };
+    const std::size_t held = blocks();
+    for (const std::string *const of : {&text, &long_text}) {
+        standalone::set_piece_size(of == &text ? 1000 : 0);
+        for (const int at : {1, 2, 5}) {
+            standalone::cancel_after_polls(at);
+            const sql::result stopped = build(*of);
+            standalone::forget_cancel();
+            EXPECT_TRUE(stopped.failed());
+            EXPECT_EQ(stopped.error().sqlstate, "57014");
+            EXPECT_EQ(blocks(), held) << at;
+        }
+    }
+}
+
 // --- reading in slices ------------------------------------------------------------------------
 
 TEST_F(large_values, read_in_slices_of_the_piece_size) {

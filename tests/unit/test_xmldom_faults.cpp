@@ -34,10 +34,10 @@ struct stage {
     std::vector<sql::value> arguments;
 };
 
-// 2.12 loses the copy of a declaration for which there is no room in the table of a copied document
-// type (xmlHashCopy).
+// 2.11 and 2.12 lose the copy of a declaration for which there is no room in the table of a copied
+// document type (xmlHashCopy).
 constexpr std::int64_t k_lost_declaration =
-    LIBXML_VERSION >= 21200 && LIBXML_VERSION < 21300 ? 1024 : 0;
+    LIBXML_VERSION >= 21100 && LIBXML_VERSION < 21300 ? 1024 : 0;
 
 sql::scenario scenario_of(const changing_call &called, const char *encoding) {
     auto set = std::make_shared<stage>();

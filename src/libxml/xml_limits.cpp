@@ -13,6 +13,7 @@
 #include <libxml/SAX2.h>
 #include <libxml/parserInternals.h>
 
+#include <algorithm>
 #include <climits>
 
 // The state of the parser is not for everyone in later versions, but there is no other way to it.
@@ -380,6 +381,28 @@ xmlParserInputPtr on_resolve_entity(void * /*data*/, const xmlChar * /*public_id
     return nullptr;
 }
 
+// Text behind another node: 2.10 looks into the node that it has found no memory for.
+void add_characters(void *data, const xmlChar *text, int length) noexcept {
+    auto *const context = static_cast<xmlParserCtxtPtr>(data);
+    xmlNodePtr const parent = context->node;
+    const xmlNode *const before = parent == nullptr ? nullptr : parent->last;
+    if (before == nullptr || (before->type == XML_TEXT_NODE && before->name == xmlStringText)) {
+        xmlSAX2Characters(data, text, length);
+        return;
+    }
+    xmlNodePtr const made = xmlNewTextLen(text, length);
+    if (made == nullptr) {
+        return; // the gate knows, and the parse fails
+    }
+    made->doc = context->myDoc;
+    if (context->linenumbers != 0 && context->input != nullptr) {
+        made->line = static_cast<unsigned short>(std::min(context->input->line, USHRT_MAX));
+    }
+    xmlAddChild(parent, made);
+    context->nodelen = length;
+    context->nodemem = length + 1;
+}
+
 // Some versions accept text after the root element in some circumstances.
 void on_end_document(void *data) noexcept {
     auto *context = static_cast<xmlParserCtxtPtr>(data);
@@ -404,6 +427,11 @@ void on_end_document(void *data) noexcept {
 
 bool may_be_declared_elsewhere(const xmlParserCtxt *context) noexcept {
     return context->standalone != 1 && (context->hasExternalSubset != 0 || context->hasPErefs != 0);
+}
+
+charactersSAXFunc characters_callback() noexcept {
+    const int number = libxml2_number();
+    return number >= 21000 && number < 21100 ? add_characters : xmlSAX2Characters;
 }
 
 bool admit_element(parse_run &run, xmlParserCtxtPtr context, const start_tag &tag) noexcept {
@@ -473,6 +501,10 @@ void set_limit_callbacks(xmlParserCtxtPtr context) noexcept {
     handler.externalSubset = on_external_subset;
     handler.resolveEntity = on_resolve_entity;
     handler.endDocument = on_end_document;
+    if (handler.ignorableWhitespace == handler.characters) { // libxml2 compares the two
+        handler.ignorableWhitespace = characters_callback();
+    }
+    handler.characters = characters_callback();
 }
 
 } // namespace host

@@ -106,6 +106,8 @@ struct start_tag; // src/libxml/xml_work.hpp
 [[nodiscard]] bool admit_element(parse_run &run, xmlParserCtxtPtr context,
                                  const start_tag &tag) noexcept;
 void leave_element(parse_run &run, xmlParserCtxtPtr context) noexcept;
+// What adds text to a tree.
+[[nodiscard]] charactersSAXFunc characters_callback() noexcept;
 // Whether an entity that nothing declares may be declared in a file, which is not loaded; otherwise
 // libxml2 refuses a reference to it.
 [[nodiscard]] bool may_be_declared_elsewhere(const xmlParserCtxt *context) noexcept;

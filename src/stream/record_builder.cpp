@@ -312,7 +312,8 @@ void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
 
 void on_characters(void *data, const xmlChar *text, int length) noexcept {
     if (is_building(static_cast<xmlParserCtxtPtr>(data))) {
-        xmlSAX2Characters(data, text, length);
+        record_stream &stream = stream_of(*host::current_run);
+        stream.add_characters(data, text, length);
     }
 }
 
@@ -383,6 +384,7 @@ xmlEntityPtr on_get_entity(void *data, const xmlChar *name) noexcept {
 void set_record_callbacks(record_stream &stream) noexcept {
     xmlSAXHandler &handler = *stream.parse.run.context->sax;
     stream.admit_entity = handler.getEntity;
+    stream.add_characters = handler.characters;
     handler.startElementNs = on_start_element;
     handler.endElementNs = on_end_element;
     handler.characters = on_characters;

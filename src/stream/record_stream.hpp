@@ -59,6 +59,7 @@ struct record_stream {
     xmlNodePtr top = nullptr;
     bool root_ended = false;
     getEntitySAXFunc admit_entity = nullptr;
+    charactersSAXFunc add_characters = nullptr;
     xmlDocPtr first_ready = nullptr; // records that wait, chained by `next`
     xmlDocPtr last_ready = nullptr;
     std::int64_t records = 0; // begun, skipped ones included

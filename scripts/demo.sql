@@ -19,25 +19,28 @@ SELECT xmldom.xpath_number(doc, 'count(//m:mime-type)', '{{m, http://www.freedes
            '{{m, http://www.freedesktop.org/standards/shared-mime-info}}', '{{p, *.sql}}') AS "type of *.sql"
 FROM opened;
 
-\echo '3. Turn elements into rows of a table.'
+\echo '3. Turn elements into rows of a table: a path for the rows, a path for each column.'
 \echo
 
 CREATE TABLE mime_type AS
-SELECT type AS element,
-       xmldom.get_attribute(type, 'type') AS name,
-       xmldom.get_text_content(xmldom.first_element_child(type)) AS comment
-FROM opened, xmldom.descendants(doc, 'mime-type') AS type;
+SELECT type.*
+FROM opened, xmldom.rows(doc, '/m:mime-info/m:mime-type', '{@type, m:comment[not(@xml:lang)], count(m:glob)}',
+    '{{m, http://www.freedesktop.org/standards/shared-mime-info}}') AS type (name text, comment text, patterns integer);
 
 \timing off
 \echo
-SELECT split_part(name, '/', 1) AS family, count(*) AS types, min(comment) AS "for example"
+SELECT split_part(name, '/', 1) AS family, count(*) AS types, sum(patterns) AS patterns,
+       min(comment) AS "for example"
 FROM mime_type GROUP BY 1 ORDER BY 2 DESC LIMIT 3;
 
 \echo '4. Look. The outline of one element, its translations and blank texts left out.'
 \echo
 
-SELECT line FROM mime_type, string_to_table(xmldom.outline(element), E'\n') AS line
-WHERE name = 'application/pdf' AND line NOT LIKE '%xml:lang%' AND line !~ '^ *"\\n *"$';
+CREATE TABLE pdf AS SELECT xmldom.xpath_first(doc, '//m:mime-type[@type = "application/pdf"]',
+    '{{m, http://www.freedesktop.org/standards/shared-mime-info}}') AS element FROM opened;
+
+SELECT line FROM pdf, string_to_table(xmldom.outline(element), E'\n') AS line
+WHERE line NOT LIKE '%xml:lang%' AND line !~ '^ *"\\n *"$';
 
 \echo '5. Change. Functions that change something return it, so calls nest.'
 \echo
@@ -46,7 +49,7 @@ SELECT xmldom.outline(xmldom.set_attribute(
            xmldom.append_child(element, xmldom.create_element_ns(doc, 'glob',
                'http://www.freedesktop.org/standards/shared-mime-info')),
            'pattern', '*.portable')) AS appended
-FROM opened, mime_type WHERE name = 'application/pdf';
+FROM opened, pdf;
 
 \echo '6. Write. The changed document goes back into its table.'
 \echo

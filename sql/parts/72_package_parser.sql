@@ -16,6 +16,10 @@ CREATE FUNCTION xmlparser.get_document(parser xmlparser.parser) RETURNS xmldom.d
     AS 'MODULE_PATHNAME', 'xmlparser_get_doc' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.get_document(xmlparser.parser) IS
     'the document parsed last, null when there is none; it outlives the parser';
+CREATE FUNCTION xmlparser.get_complaints(parser xmlparser.parser) RETURNS TABLE (line integer, level text, message text)
+    AS 'MODULE_PATHNAME', 'xmlparser_get_complaints' LANGUAGE C VOLATILE PARALLEL UNSAFE ROWS 10;
+COMMENT ON FUNCTION xmlparser.get_complaints(xmlparser.parser) IS
+    'what the last parse complained of, in the order of the text: warning, error where the document is not valid, fatal where it is none; up to 1000 complaints are kept until the next parse';
 CREATE FUNCTION xmlparser.set_validation_mode(parser xmlparser.parser, validate boolean) RETURNS xmlparser.parser
     AS 'MODULE_PATHNAME', 'xmlparser_set_validation_mode_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.set_validation_mode(xmlparser.parser, boolean) IS

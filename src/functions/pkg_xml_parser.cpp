@@ -7,10 +7,14 @@
 
 #include "functions/call_frame.hpp"
 #include "host/lob.hpp"
+#include "host/records.hpp"
 #include "libxml/xml.hpp"
 #include "parse/parse_text.hpp"
 #include "parse/parser_runs.hpp"
+#include "row_reports.hpp"
 
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace pkg_dbe_xml {
@@ -64,6 +68,30 @@ void parse_value(XmlParserHashEntry &parser, host::datum value) {
                host::k_long_header;
     }
     return host::payload(host::pg_detoast_datum(value)).size();
+}
+
+// A row for each complaint, and one that tells how many were not kept.
+void add_complaints(const host::complaint_log &log, host::record_batch &batch) {
+    constexpr std::string_view k_levels[] = {"warning", "error", "fatal"};
+    std::size_t place = 0;
+    for (std::uint32_t number = 0; number < log.count(); ++number) {
+        const host::logged_complaint one = log.read(place);
+        batch.begin_cell();
+        if (one.line > 0) {
+            batch.add_text(std::to_string(one.line));
+        }
+        batch.begin_cell();
+        batch.add_text(k_levels[static_cast<std::size_t>(one.level)]);
+        batch.begin_cell();
+        batch.add_text(one.message);
+    }
+    if (log.left_out() != 0) {
+        batch.begin_cell();
+        batch.begin_cell();
+        batch.add_text(k_levels[0]);
+        batch.begin_cell();
+        batch.add_text(std::to_string(log.left_out()) + " more complaints were not kept");
+    }
 }
 
 } // namespace
@@ -188,6 +216,22 @@ PKG_DBE_XML_RETURNING(xmlparser_set_validation_mode, call.same_as(0))
 PKG_DBE_XML_FUNCTION(xmlparser_get_validation_mode) {
     using namespace pkg_dbe_xml;
     return host::from_boolean((find_parser(call).ctxt->options & XML_PARSE_DTDVALID) != 0);
+}
+
+// Argument: parser. What its last parse complained of, in a row each: line, null where it is not
+// known, level and message. None for null. Reports handle_not_found and parser_not_found.
+PKG_DBE_XML_FUNCTION(xmlparser_get_complaints) {
+    using namespace pkg_dbe_xml;
+    if (host::record_set::fault(call, false) != host::records_fault::none) {
+        report(reports::rows_without_columns);
+    }
+    host::record_set rows(call, false);
+    host::record_batch batch;
+    if (!call.is_null(0)) {
+        add_complaints(complaints_of(find_parser(call)), batch);
+    }
+    rows.put(batch);
+    return rows.finish();
 }
 
 // Frees a parser and the document it still owns; an unknown parser is passed over in silence.

@@ -3,6 +3,7 @@
 // The text is handed to libxml2 piece by piece: no second copy of it is made, texts of any length
 // can be read, and each piece is an occasion to see that the statement was asked to stop.
 #include "error_reports.hpp"
+#include "libxml/complaint_log.hpp"
 #include "libxml/xml_parse_run.hpp"
 
 #include "host/limits.hpp"
@@ -325,6 +326,10 @@ void note_xml_error(void * /*context*/, xml_error *error) noexcept {
     run->context->nbWarnings = 0;
 #endif
     work_for_error(*run);
+    if (current_log != nullptr && error->level != XML_ERR_NONE) {
+        const place here = place_of(run->context);
+        log_complaint(*error, is_validity_error(*error), error->line > 0 ? error->line : here.line);
+    }
     if (error->level <= XML_ERR_WARNING) {
         return;
     }
@@ -402,6 +407,9 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
     bool polls = true;
     for (;;) {
         diagnostics = {};
+        if (current_log != nullptr) {
+            current_log->forget();
+        }
         parse_run run{};
         run.context = context;
         run.text = text;

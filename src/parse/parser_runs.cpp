@@ -73,6 +73,27 @@ void warn_not_valid(const host::parse_diagnostics &diagnostics) {
     show_warning(k_not_valid, diagnostics.validity_line, diagnostics.validity_column, words);
 }
 
+// While one lives, what the parse complains of is kept.
+class logged_parse {
+  public:
+    explicit logged_parse(host::complaint_log &log) noexcept { host::current_log = &log; }
+    ~logged_parse() { host::current_log = nullptr; }
+    logged_parse(const logged_parse &) = delete;
+    logged_parse &operator=(const logged_parse &) = delete;
+};
+
+// A text without a document type is not invalid; one that gave no document has a reason.
+void complete_log(host::complaint_log &log, const XmlParserHashEntry &parser,
+                  const host::parse_diagnostics &diagnostics) noexcept {
+    if (!diagnostics.has_doctype) {
+        log.forget_validity();
+    }
+    if (parser.doc == nullptr && diagnostics.limit != nullptr) {
+        log.add(host::complaint_level::fatal, false, diagnostics.line,
+                failure_words(diagnostics).view());
+    }
+}
+
 } // namespace
 
 void set_validation(xmlParserCtxt &context, bool validates) noexcept {
@@ -94,8 +115,12 @@ void parse_inner(XmlParserHashEntry &parser, const char *text, std::size_t size)
     xml_parser_ctxt_ptr context(std::exchange(parser.ctxt, next.release()));
     const int options = parser.validates ? k_parse_options | XML_PARSE_DTDVALID : k_parse_options;
     host::parse_diagnostics diagnostics{};
-    parser.doc = host::xml_parse_doc(context.get(), text, size, options, false, diagnostics);
+    {
+        const logged_parse logged(complaints_of(parser));
+        parser.doc = host::xml_parse_doc(context.get(), text, size, options, false, diagnostics);
+    }
     context.reset();
+    complete_log(complaints_of(parser), parser, diagnostics);
     if (parser.doc == nullptr) {
         warn_not_parsed(diagnostics);
     } else if (parser.validates && diagnostics.has_doctype && diagnostics.validity_errors != 0) {

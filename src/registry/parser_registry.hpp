@@ -6,6 +6,7 @@
 // first uses a parser.
 #pragma once
 
+#include "libxml/complaint_log.hpp"
 #include "registry.hpp"
 
 #include <cstddef>
@@ -29,6 +30,9 @@ struct parser_map_entry {
     parser_key key;
     XmlParserHashEntry *parser; // owned
 };
+
+// What the last parse of a parser complained of.
+[[nodiscard]] host::complaint_log &complaints_of(XmlParserHashEntry &parser) noexcept;
 
 // Leaves a record without a document: frees the one that it owns, or takes leave of the one that
 // was handed over.

@@ -9,9 +9,25 @@
 
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace pkg_dbe_xml {
+
+namespace {
+
+// A record as it is allocated.
+struct record_with_log {
+    XmlParserHashEntry parser; // the first member: its address is the whole's
+    host::complaint_log complaints;
+};
+static_assert(std::is_standard_layout_v<record_with_log>);
+
+} // namespace
+
+host::complaint_log &complaints_of(XmlParserHashEntry &parser) noexcept {
+    return reinterpret_cast<record_with_log &>(parser).complaints;
+}
 
 void let_go_of_document(XmlParserHashEntry &parser) noexcept {
     xml_doc_ptr document(std::exchange(parser.doc, nullptr));
@@ -28,13 +44,14 @@ void free_record(XmlParserHashEntry *parser) noexcept {
     --host::counts.parsers;
     let_go_of_document(*parser);
     xmlFreeParserCtxt(parser->ctxt);
+    complaints_of(*parser).forget();
     host::mmgr_free_with_fl(parser, __FILE__, __LINE__);
 }
 
 record_ptr make_record(xml_parser_ctxt_ptr context, bool validates) {
     void *memory =
-        host::mmgr_memory_alloc_zero(host::u_sess.xmlparser_context, sizeof(XmlParserHashEntry));
-    record_ptr parser(new (memory) XmlParserHashEntry{});
+        host::mmgr_memory_alloc_zero(host::u_sess.xmlparser_context, sizeof(record_with_log));
+    record_ptr parser(&(new (memory) record_with_log{})->parser);
     parser->ctxt = context.release();
     parser->validates = validates;
     ++host::counts.parsers;

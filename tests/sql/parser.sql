@@ -122,3 +122,23 @@ BEGIN
     PERFORM xml_dom_free_document(d);
 END
 $$;
+
+-- What a parse complained of, for programs.
+DO $$
+DECLARE
+    p xmlparser.parser := xmlparser.parse(xmlparser.new_parser(), E'<!DOCTYPE a [<!ELEMENT a (b)><!ELEMENT b EMPTY>]>\n<a>\n<c/></a>');
+    found record;
+BEGIN
+    FOR found IN SELECT * FROM xmlparser.get_complaints(p) LOOP
+        RAISE NOTICE '%: %: %', found.line, found.level, found.message;
+    END LOOP;
+    PERFORM xmlparser.parse(p, E'<a>\n<b></a>');
+    RAISE NOTICE '%', (SELECT (line, level) FROM xmlparser.get_complaints(p) LIMIT 1);
+    PERFORM xmlparser.parse(p, '<a/>');
+    RAISE NOTICE '% complaints', (SELECT count(*) FROM xmlparser.get_complaints(p));
+    PERFORM xmlparser.free_parser(p);
+    PERFORM xmlparser.get_complaints(p);
+EXCEPTION WHEN no_data_found OR SQLSTATE '2200U' OR SQLSTATE '2200X' THEN
+    RAISE NOTICE '%: %', sqlstate, sqlerrm;
+END $$;
+SELECT count(*) FROM xmlparser.get_complaints(null);

@@ -97,7 +97,8 @@ $$;
 -- The functions with the types of their arguments, and arguments with which they work.
 create view calls as
     select p.oid::regprocedure::text as call, p.oid::regproc::text as function, p.proretset as is_set,
-        case when p.prorettype = 'record'::regtype then ' as t(value text)' else '' end as columns,
+        case when p.prorettype = 'record'::regtype and p.proallargtypes is null then ' as t(value text)' else '' end
+            as columns,
         -- One node stands for several.
         array_agg(replace(format_type(argument.type, null), 'xmldom.node[]', 'xmldom.node')
             order by argument.position) as types,

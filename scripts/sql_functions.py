@@ -8,6 +8,7 @@ package_signatures  the same of what the packages add
 """
 import collections
 import glob
+import itertools
 import os
 import re
 import sys
@@ -115,7 +116,7 @@ TEXT_LETTERS = {"document": "x", "namespace_uri": "u", "character_set": "c", "ch
                 "local_name": "n", "target": "n", "prefix": "n", "root": "n", "uri": "u",
                 "path": "q"}  # v of others
 RESULT_LETTERS = {
-    "void": None, "text": "t", "integer": "i", "oid": "i", "boolean": "b",
+    "void": None, "text": "t", "bytea": "t", "integer": "i", "oid": "i", "boolean": "b",
     "xmldom.node": "h", "xmldom.text_node": "h", "xmldom.document": "d", "xmldom.element": "e",
     "xmldom.attr": "a", "xmldom.node_list": "l", "xmldom.named_node_map": "l",
     "xmlparser.parser": "p", "xmldom.scope": "S",
@@ -133,7 +134,7 @@ OF_THE_MACHINE = {"xml_dom_get_doc_trees_info", "xml_dom_get_memory_info", "xmld
                   "xmldom.free_all"}
 # What no program calls, and why.
 NOT_PLAYED = {
-    "xmldom.to_bytea": "gives bytes, which the hosts show each in its own way",
+    "xmldom.to_bytea": "gives bytes in any encoding, which the hosts show each in its own way",
     "xmldom.to_xml": "an XML value is shown without its declaration",
     "xmldom.describe_documents": "tells the time",
     "xmldom.describe_sessions": "tells of the host's other sessions",
@@ -183,8 +184,8 @@ def letters_of(function):
     """The letters of all arguments, and those of the shorter calls that leave out what is null, or
     what stands for null."""
     arguments = list(zip(arguments_of(function), function.arguments.split(",")))
-    while arguments and arguments[-1][0][1] == "text[]":  # null, always
-        arguments.pop()
+    # From an array of texts on, everything is left out.
+    arguments = list(itertools.takewhile(lambda each: each[0][1] != "text[]", arguments))
     shapes = ["".join(argument_letter(function, *argument) for argument, _ in arguments)]
     for _, argument in reversed(arguments):
         if not re.search(r"(default\s+|=\s*)(null(::\w+)?|0|'keep')\s*$", argument, re.IGNORECASE):
@@ -203,6 +204,8 @@ def signature(function, letters):
     if function.result.startswith("setof "):
         begin = f"(select string_agg(found::raw::text, ' ') from {begin}"
         entry, rows, end = "nullptr", f"rows_of<{function.entry}>", ") as found)"
+    if function.result == "bytea":  # in UTF-8
+        begin, end = f"convert_from({begin}", "), 'UTF8')"
     text = (f'signature{{"{begin}", {entry}, "{letters}", ' + (f"'{result}'" if result else "0")
             + f', {strict}, {RARITIES.get(function.name, 1)}, {rows}, "{end}", '
             + ("true" if of_the_machine else "false") + "},")

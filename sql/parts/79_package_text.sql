@@ -38,6 +38,17 @@ CREATE FUNCTION xmldom.to_xml(node xmldom.node) RETURNS xml
 COMMENT ON FUNCTION xmldom.to_xml(xmldom.node) IS
     'node with all below it as an XML value; null for null';
 
+-- The canonical form, to be signed, digested or compared.
+
+CREATE FUNCTION xmldom.canonical(node xmldom.node, exclusive boolean DEFAULT false, with_comments boolean DEFAULT false, inclusive_prefixes text[] DEFAULT NULL, version text DEFAULT '1.0') RETURNS bytea
+    AS 'MODULE_PATHNAME', 'xmldom_canonical' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.canonical(xmldom.node, boolean, boolean, text[], text) IS
+    'node with all below it in canonical form, the same bytes for trees that mean the same: Canonical XML ''1.0'' or ''1.1'', or Exclusive XML Canonicalization, which can treat some prefixes (''#default'': the default namespace) as the others do; with or without comments';
+CREATE FUNCTION xmldom.canonical_to_large_object(node xmldom.node, large_object oid DEFAULT NULL, exclusive boolean DEFAULT false, with_comments boolean DEFAULT false, inclusive_prefixes text[] DEFAULT NULL, version text DEFAULT '1.0') RETURNS oid
+    AS 'MODULE_PATHNAME', 'xmldom_canonical_to_large_object' LANGUAGE C VOLATILE PARALLEL UNSAFE;
+COMMENT ON FUNCTION xmldom.canonical_to_large_object(xmldom.node, oid, boolean, boolean, text[], text) IS
+    'the same in a large object, a new one for null; returns its number';
+
 -- Casts.
 
 CREATE CAST (xmldom.node AS xml) WITH FUNCTION xmldom.to_xml(xmldom.node);

@@ -53,8 +53,9 @@ constexpr std::array<sort, 256> k_sorts = make_sorts();
     }
 }
 
-// Bytes of the character that a text begins with, beyond ASCII; 0 when XML has no such character.
-[[nodiscard]] std::size_t character_size(std::string_view text) noexcept {
+} // namespace
+
+std::size_t character_size(std::string_view text) noexcept {
     const auto byte = [text](std::size_t place) -> std::uint32_t {
         return place < text.size() ? static_cast<unsigned char>(text[place]) : 0U;
     };
@@ -73,8 +74,6 @@ constexpr std::array<sort, 256> k_sorts = make_sorts();
                          code <= 0x10FFFFU;
     return allowed ? size : 0;
 }
-
-} // namespace
 
 bool append_markup(text_output &output, std::string_view text, markup_place place) {
     std::size_t begin = 0; // of what was looked at and not yet written

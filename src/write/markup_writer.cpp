@@ -6,12 +6,11 @@
 #include "growing_array.hpp"
 #include "libxml/xml.hpp"
 #include "text/libxml2_text.hpp"
-#include "tree/node_path.hpp"
-#include "tree/node_words.hpp"
 #include "tree/poll_counter.hpp"
 #include "tree/text_compare.hpp"
 #include "write/markup_text.hpp"
 #include "write/name_checks.hpp"
+#include "write/unwritable.hpp"
 #include "xml_owner.hpp"
 
 #include <algorithm>
@@ -22,19 +21,6 @@
 namespace pkg_dbe_xml {
 
 namespace {
-
-// Ends the statement: `node` cannot be written. CONTEXT leads to it.
-[[noreturn]] void refuse(const xmlNode *node, std::string_view reason) {
-    constexpr std::size_t k_longest_path = 400;
-    text_output path(k_longest_path);
-    if (has_path(node)) {
-        path.append("path ");
-        append_path(node, path);
-    }
-    const std::string_view context =
-        path.size() == 0 || path.overflowed() ? std::string_view() : path.c_str();
-    report(reports::unwritable_node, {node_words(node), reason}, {}, context);
-}
 
 [[nodiscard]] bool is_character_data(const xmlNode *node) noexcept {
     return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE ||
@@ -95,13 +81,13 @@ class markup_writer {
 
 void markup_writer::check_bounds(const xmlNode *node, std::string_view text) {
     if (options_.bounds != nullptr && !options_.bounds->holds(text)) {
-        refuse(node, "the encoding does not have all of its characters");
+        refuse_to_write(node, "the encoding does not have all of its characters");
     }
 }
 
 void markup_writer::write_verbatim(const xmlNode *node, std::string_view text) {
     if (!append_markup(output_, text, markup_place::verbatim)) {
-        refuse(node, "it holds a character that XML does not have, or a carriage return");
+        refuse_to_write(node, "it holds a character that XML does not have, or a carriage return");
     }
     check_bounds(node, text);
     poll_.step_over(text.size());
@@ -119,36 +105,9 @@ void markup_writer::begin_line(std::size_t level) {
 
 // --- names --------------------------------------------------------------------------------------
 
-// A name without a namespace may hold a colon: it was read with a prefix that nothing declared.
-// Where it has a namespace, or something declares the prefix now, it would be read otherwise. A
-// default namespace is none of its own.
 void markup_writer::check_name(const xmlNode *node) {
-    const xmlNs *const record = namespace_of(node);
-    if (!names_.is_name(node->name)) {
-        refuse(node, "its name is no name in XML");
-    }
-    if (record != nullptr && record->prefix != nullptr) {
-        if (!scope_.agrees(record, is_attribute(node))) {
-            refuse(node, "no declaration in front of it gives it its namespace");
-        }
-        if (!names_.is_plain_name(record->prefix)) {
-            refuse(node, "its prefix is no name in XML");
-        }
-        return;
-    }
-    const std::string_view name = view_of(node->name);
-    const std::size_t colon =
-        names_.is_plain_name(node->name) ? std::string_view::npos : name.find(':');
-    if (colon != std::string_view::npos) {
-        if (uri_of(record) != nullptr || scope_.meaning(name.substr(0, colon)) != nullptr) {
-            refuse(node, "its name would be read as one with a prefix");
-        }
-    } else if (!scope_.agrees(record, is_attribute(node))) {
-        refuse(node, "no declaration in front of it gives it its namespace");
-    }
-    if (is_attribute(node) && name.substr(0, 5) == "xmlns" &&
-        (name.size() == 5 || name[5] == ':')) {
-        refuse(node, "it would be read as a namespace declaration");
+    if (const char *const reason = name_fault(node, names_, scope_); reason != nullptr) {
+        refuse_to_write(node, reason);
     }
 }
 
@@ -169,17 +128,8 @@ void markup_writer::write_name(const xmlNode *node) {
 
 void markup_writer::write_namespace(const xmlNode *element, const xmlChar *prefix,
                                     const xmlChar *uri) {
-    if (prefix != nullptr) {
-        if (!names_.is_plain_name(prefix) || view_of(prefix) == "xml" ||
-            view_of(prefix) == "xmlns") {
-            refuse(element, "it declares a prefix that cannot be declared");
-        }
-        if (uri == nullptr || *uri == 0) {
-            refuse(element, "it takes a prefix back, which XML 1.0 does not have");
-        }
-    }
-    if (same_text(uri, k_xml_uri) || same_text(uri, k_xmlns_uri)) {
-        refuse(element, "it declares a namespace that xml or xmlns alone stands for");
+    if (const char *const reason = declaration_fault(prefix, uri, names_); reason != nullptr) {
+        refuse_to_write(element, reason);
     }
     output_.append(prefix == nullptr ? std::string_view(" xmlns=\"") : " xmlns:");
     if (prefix != nullptr) {
@@ -188,7 +138,7 @@ void markup_writer::write_namespace(const xmlNode *element, const xmlChar *prefi
         output_.append("=\"");
     }
     if (!append_markup(output_, view_of(uri), markup_place::attribute)) {
-        refuse(element, "it declares a namespace with a character that XML does not have");
+        refuse_to_write(element, "it declares a namespace with a character that XML does not have");
     }
     output_.append("\"");
     scope_.declare(prefix, uri);
@@ -210,7 +160,7 @@ void markup_writer::write_namespaces(const xmlNode *element, bool is_top) {
         return same_or_absent(left, right);
     };
     if (std::adjacent_find(prefixes.begin(), prefixes.end(), alike) != prefixes.end()) {
-        refuse(element, "it declares a prefix twice");
+        refuse_to_write(element, "it declares a prefix twice");
     }
     const xmlNode *above = is_top ? element->parent : nullptr;
     for (; above != nullptr && above->type == XML_ELEMENT_NODE; above = above->parent) {
@@ -247,7 +197,7 @@ void markup_writer::check_attributes(const xmlNode *element) {
     }
     std::sort(ids.begin(), ids.end());
     if (std::adjacent_find(ids.begin(), ids.end()) != ids.end()) {
-        refuse(element, "it has two attributes of one name");
+        refuse_to_write(element, "it has two attributes of one name");
     }
 }
 
@@ -256,7 +206,7 @@ void markup_writer::write_value(const xmlNode *attribute) {
         if (child->type == XML_ENTITY_REF_NODE) {
             write_reference(child);
         } else if (!append_markup(output_, view_of(own_content(child)), markup_place::attribute)) {
-            refuse(attribute, "its value holds a character that XML does not have");
+            refuse_to_write(attribute, "its value holds a character that XML does not have");
         } else {
             poll_.step_over(view_of(own_content(child)).size());
         }
@@ -372,8 +322,8 @@ void markup_writer::write_tree(xmlNodePtr top) {
 
 void markup_writer::write_comment(const xmlNode *comment) {
     const std::string_view text = view_of(comment->content);
-    if (text.find("--") != std::string_view::npos || (!text.empty() && text.back() == '-')) {
-        refuse(comment, "\"--\" would end it");
+    if (const char *const reason = comment_fault(text); reason != nullptr) {
+        refuse_to_write(comment, reason);
     }
     output_.append("<!--");
     write_verbatim(comment, text);
@@ -382,15 +332,8 @@ void markup_writer::write_comment(const xmlNode *comment) {
 
 void markup_writer::write_instruction(const xmlNode *instruction) {
     const std::string_view text = view_of(instruction->content);
-    if (!names_.is_name(instruction->name) ||
-        xmlStrcasecmp(instruction->name, reinterpret_cast<const xmlChar *>("xml")) == 0) {
-        refuse(instruction, "its target is none in XML");
-    }
-    if (text.find("?>") != std::string_view::npos) {
-        refuse(instruction, "\"?>\" would end it");
-    }
-    if (!text.empty() && (text.front() == ' ' || text.front() == '\t' || text.front() == '\n')) {
-        refuse(instruction, "blanks at its beginning would not be read");
+    if (const char *const reason = instruction_fault(instruction, names_); reason != nullptr) {
+        refuse_to_write(instruction, reason);
     }
     output_.append("<?");
     write_name(instruction);
@@ -426,7 +369,7 @@ void markup_writer::write_reference(const xmlNode *reference) {
     const xmlEntity *const entity = xmlGetDocEntity(reference->doc, reference->name);
     if (entity == nullptr ? !may_be_declared_elsewhere(reference->doc)
                           : entity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY) {
-        refuse(reference, "the document declares no such entity");
+        refuse_to_write(reference, "the document declares no such entity");
     }
     output_.append("&");
     write_name(reference);
@@ -437,12 +380,12 @@ void markup_writer::write_reference(const xmlNode *reference) {
 void markup_writer::write_leaf(xmlNodePtr node) {
     if (node->children != nullptr && node->type != XML_ENTITY_REF_NODE &&
         node->type != XML_DTD_NODE) {
-        refuse(node->children, "nothing can stand below a node of the type above it");
+        refuse_to_write(node->children, "nothing can stand below a node of the type above it");
     }
     switch (node->type) {
     case XML_TEXT_NODE:
         if (!append_markup(output_, view_of(node->content), markup_place::text)) {
-            refuse(node, "it holds a character that XML does not have");
+            refuse_to_write(node, "it holds a character that XML does not have");
         }
         poll_.step_over(view_of(node->content).size());
         break;
@@ -462,7 +405,7 @@ void markup_writer::write_leaf(xmlNodePtr node) {
         write_document_type(node);
         break;
     default:
-        refuse(node, "it stands in a document type or for one of its declarations");
+        refuse_to_write(node, "it stands in a document type or for one of its declarations");
     }
 }
 
@@ -479,15 +422,16 @@ void markup_writer::write_document_type(xmlNodePtr type) {
     const auto *const subset = reinterpret_cast<const xmlDtd *>(type);
     const std::string_view system_id = view_of(subset->SystemID);
     if (!names_.is_name(subset->name)) {
-        refuse(type, "its name is no name in XML");
+        refuse_to_write(type, "its name is no name in XML");
     }
     if (subset->ExternalID != nullptr &&
         (subset->SystemID == nullptr || !is_public_id(view_of(subset->ExternalID)))) {
-        refuse(type, "its public identifier is none, or stands without a system identifier");
+        refuse_to_write(type,
+                        "its public identifier is none, or stands without a system identifier");
     }
     if (!has_only_characters(system_id) || (system_id.find('"') != std::string_view::npos &&
                                             system_id.find('\'') != std::string_view::npos)) {
-        refuse(type, "its system identifier is none in XML");
+        refuse_to_write(type, "its system identifier is none in XML");
     }
     text_output text(INT64_MAX);
     append_node_from_libxml2(text, type, false);
@@ -523,16 +467,16 @@ void markup_writer::write_document(xmlDocPtr document) {
         }
         is_first = false;
         if (is_character_data(child)) {
-            refuse(child, "it stands outside of the root element");
+            refuse_to_write(child, "it stands outside of the root element");
         }
         if (has_root && (child->type == XML_ELEMENT_NODE || child->type == XML_DTD_NODE)) {
-            refuse(child, "it stands behind the root element");
+            refuse_to_write(child, "it stands behind the root element");
         }
         has_root = has_root || child->type == XML_ELEMENT_NODE;
         write_tree(child);
     }
     if (!has_root) {
-        refuse(as_node(document), "it has no root element");
+        refuse_to_write(as_node(document), "it has no root element");
     }
 }
 

@@ -34,8 +34,10 @@ using host_text_ptr = std::unique_ptr<char, host::memory_deleter>;
 } // namespace
 
 object_writer::object_writer(host::object_number number)
-    : object_(number, host::object_use::write), piece_(host::object_piece()),
-      encoding_(host::mb_get_database_encoding()) {}
+    : object_writer(number, host::mb_get_database_encoding()) {}
+
+object_writer::object_writer(host::object_number number, int encoding)
+    : object_(number, host::object_use::write), piece_(host::object_piece()), encoding_(encoding) {}
 
 void object_writer::finish() {
     write(held_, held_size_);
@@ -66,7 +68,7 @@ void object_writer::append_piece(std::string_view text) {
     std::memcpy(held_, room + whole, held_size_);
 }
 
-// Writes whole characters, in the encoding of the database.
+// Writes whole characters, in the encoding of the object.
 void object_writer::write(char *text, std::size_t size) {
     if (size == 0) {
         return;

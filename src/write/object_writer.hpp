@@ -1,5 +1,5 @@
-// Large objects that texts are written into, in the encoding of the database and piece by piece: at
-// no time more than a piece is in memory.
+// Large objects that texts are written into, in the encoding of the database or in UTF-8 and piece
+// by piece: at no time more than a piece is in memory.
 #pragma once
 
 #include "host/large_object.hpp"
@@ -21,6 +21,8 @@ class object_writer {
   public:
     // Throws what the host raises for an object that may not be written.
     explicit object_writer(host::object_number number);
+    // The same for a text that is written in that encoding.
+    object_writer(host::object_number number, int encoding);
 
     [[nodiscard]] text_sink sink() noexcept {
         return {this,

@@ -49,6 +49,7 @@ create function good(function text, type text, name text) returns text language 
         when type = 'text' then
             case when name in ('charset', 'character_set', 'encoding') then quote_literal('UTF-8')
                 when name = 'public_id' then quote_literal('size')
+                when name = 'version' and function ~ '^canonical' then quote_literal('1.0')
                 when name = 'blanks' then quote_literal('keep')
                 when name = 'file' then quote_literal('out/größe.xml')
                 when name in ('document', 'source') then quote_literal('<a>größe</a>')
@@ -58,7 +59,8 @@ create function good(function text, type text, name text) returns text language 
                 when function ~ '^xml_directory_(grant|revoke)$' and name = 'name' then quote_literal('out')
                 when name = 'role' then 'current_user::text'
                 else quote_literal('größe') end
-        when type = 'text[]' then case name when 'columns' then 'array[''.'']' else 'null::text[]' end
+        when type = 'text[]' then case name when 'columns' then 'array[''.'']'
+            when 'inclusive_prefixes' then 'array[''p'']' else 'null::text[]' end
         when type = 'xmldom.node[]' then '(select other from held)::xmldom.node'
         when type = 'xml' then '(select markup from held)'
         when type = 'boolean' then 'true'

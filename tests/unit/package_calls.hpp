@@ -5,6 +5,7 @@
 
 #include "package_changing.hpp"
 #include "samples.hpp"
+#include "standalone_session.hpp"
 
 #include <cstddef>
 #include <string>
@@ -82,11 +83,17 @@ inline sql::handle spaced_attribute(const world &w) {
     return sql::call(xmldom_create_attribute_ns, w.nodes.document, "q:b", "urn:p").handle();
 }
 
+// Prefixes for the canonical form.
+inline sql::value prefixes() {
+    return sql::value::of_datum(host::standalone::make_text_array({"p", "#default"}, 1));
+}
+
 struct changing_call {
     const char *name;
     sql::function entry;
     // A letter for each: h a handle, a an array of handles, n a name, u a namespace, d data, i a
-    // number, b a truth value, c a character set or version, . something else.
+    // number, b a truth value, c a character set or version, v a version of a form, . something
+    // else.
     const char *arguments;
     std::vector<sql::value> (*good)(const world &);
 };
@@ -159,6 +166,9 @@ inline const changing_call k_calls[] = {
     PACKAGE_CALL(xmldom_to_text, "hib", w.of(k_root), 2, true),
     PACKAGE_CALL(xmldom_to_bytea, "hcib", w.of(k_root), "ISO-8859-1", 2, true),
     PACKAGE_CALL(xmldom_to_large_object, "h.ib", w.of(k_root), sql::null, 2, true),
+    PACKAGE_CALL(xmldom_canonical, "hbb.v", w.of(k_root), false, true, sql::null, "1.1"),
+    PACKAGE_CALL(xmldom_canonical, ".bb..", w.of(k_element), true, false, prefixes(), "1.0"),
+    PACKAGE_CALL(xmldom_canonical_to_large_object, "h.bb.v", w.of(k_root), sql::null, false, true, sql::null, "1.0"),
     PACKAGE_CALL(xmldom_free_document, "h", w.nodes.document),
 };
 // clang-format on

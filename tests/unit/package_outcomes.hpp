@@ -97,6 +97,8 @@ inline constexpr outcome_row k_outcomes[] = {
     {"xmldom_to_text 0", 0, "kkkkkkkkkkkkrrrkkkkktt0??"},
     {"xmldom_to_bytea 0", 0, "kkkkkkkkkkkkrrrkkkkktt0??"},
     {"xmldom_to_large_object 0", 0, "kkkkkkkkkkkkrrrkkkkktt0??"},
+    {"xmldom_canonical 0", 0, "kkttkktkkkkttttkkktktt0??"},
+    {"xmldom_canonical_to_large_object 0", 0, "kkttkktkkkkttttkkktktt0??"},
     {"xmldom_free_document 0", 0, "tttttttttnttttttttttttnnn"},
     // Names: null, "", n, q:n, xml:n, xmlns, xmlns:n, 1n, "n m", n:, e, p:c, a. Namespaces: null, "",
     // urn:q, urn:p, those of xml and of xmlns, a control character. Data: null, "", x, --, x-, ?>, " x",
@@ -170,6 +172,15 @@ inline constexpr outcome_row k_outcomes[] = {
     {"xmldom_to_bytea 3", 0, "kkk"},
     {"xmldom_to_large_object 2", 0, "kkkkkkk"},
     {"xmldom_to_large_object 3", 0, "kkk"},
+    // Versions of the canonical form: null, "", 1.0, 1.1, 1.2.
+    {"xmldom_canonical 1", 0, "kvk"},
+    {"xmldom_canonical 2", 0, "kkk"},
+    {"xmldom_canonical 4", 0, "kvkkv"},
+    {"xmldom_canonical 1", 1, "vkv"},
+    {"xmldom_canonical 2", 1, "kkk"},
+    {"xmldom_canonical_to_large_object 2", 0, "kkk"},
+    {"xmldom_canonical_to_large_object 3", 0, "kkk"},
+    {"xmldom_canonical_to_large_object 5", 0, "kvkkv"},
 };
 // clang-format on
 

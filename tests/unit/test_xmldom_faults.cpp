@@ -24,8 +24,9 @@ std::string shown(const sql::function entry, const sql::result &outcome) {
     if (outcome.is_null()) {
         return "null";
     }
-    return entry == xmldom_to_large_object ? std::to_string(outcome.datum())
-                                           : outcome.stored_bytes();
+    return entry == xmldom_to_large_object || entry == xmldom_canonical_to_large_object
+               ? std::to_string(outcome.datum())
+               : outcome.stored_bytes();
 }
 
 // What a scenario is played in: made anew for each round.

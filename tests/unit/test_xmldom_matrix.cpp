@@ -33,6 +33,7 @@ char letter_of(const sql::result &outcome) {
         {"XD014", 'x'}, // namespaces
         {"XD024", 't'}, // of another type
         {"22021", 'e'}, // no such encoding
+        {"22023", 'v'}, // no such version of a form
         {"2200N", 'r'}, // would not be read again
     };
     const auto found = k_letters.find(outcome.error().sqlstate);
@@ -177,6 +178,8 @@ listed_values values_for(char letter) {
         return {{sql::null, -1, 0, 1, 4, 5, 2147483647}};
     case 'b':
         return {{sql::null, true, false}};
+    case 'v':
+        return {{sql::null, "", "1.0", "1.1", "1.2"}};
     case 'c':
         return {{sql::null, "", "UTF-8", "UTF-16", "HTML", "none", "1.0", "1.2"}};
     default:

@@ -76,8 +76,7 @@ inline std::optional<std::string> by_libxml2(xmlNodePtr top, const form &wanted)
 }
 
 // Of any node; nothing when the library refuses.
-inline std::optional<std::string> by_library(xmlNodePtr top, const form &wanted,
-                                             std::string *refusal = nullptr) {
+inline std::optional<std::string> by_library(xmlNodePtr top, const form &wanted) {
     std::vector<const xmlChar *> prefixes;
     for (const char *const prefix : wanted.prefixes) {
         prefixes.push_back(trees::xml(prefix));
@@ -87,9 +86,6 @@ inline std::optional<std::string> by_library(xmlNodePtr top, const form &wanted,
         pkg_dbe_xml::write_canonical(top, {wanted.form, wanted.with_comments, prefixes}, output);
         return std::string(output.c_str(), static_cast<std::size_t>(output.size()));
     } catch (const host::raised &) {
-        if (refusal != nullptr) {
-            *refusal = "refused";
-        }
         return std::nullopt;
     }
 }
@@ -225,31 +221,33 @@ struct compared {
         return *this;
     }
 };
-// The document and every element in it, in every form, by both. `differing` is told each pair that
-// differs: the top, the form and both texts.
-template <class Differing> compared compare_all(xmlDocPtr document, Differing differing) {
+// The document and the first elements in it, in every form, by both. `differing` is told each pair
+// that differs: the top, the form and both texts.
+template <class Differing>
+compared compare_all(xmlDocPtr document, Differing differing, std::size_t elements = SIZE_MAX) {
     compared sums;
-    xmlNodePtr const whole = reinterpret_cast<xmlNodePtr>(document);
-    for (xmlNodePtr top = whole; top != nullptr;) {
+    std::vector<xmlNodePtr> tops{reinterpret_cast<xmlNodePtr>(document)};
+    for (xmlNodePtr next = document->children; next != nullptr && tops.size() - 1 < elements;) {
+        if (next->type == XML_ELEMENT_NODE) {
+            tops.push_back(next);
+        }
+        xmlNodePtr at = next;
+        next = at->type == XML_ELEMENT_NODE ? at->children : nullptr;
+        for (; next == nullptr && at != tops[0]; at = at->parent) {
+            next = at->next;
+        }
+    }
+    for (xmlNodePtr const top : tops) {
         for (const form &wanted : forms()) {
-            if (top == whole || top->type == XML_ELEMENT_NODE) {
-                const std::optional<std::string> theirs = by_libxml2(top, wanted);
-                const std::optional<std::string> ours = by_library(top, wanted);
-                ++sums.pairs;
-                sums.refused += ours || theirs ? 0U : 1U;
-                sums.bytes += ours ? ours->size() : 0U;
-                if (ours != theirs) {
-                    differing(top, wanted, ours.value_or("(refused)"),
-                              theirs.value_or("(refused)"));
-                }
+            const std::optional<std::string> theirs = by_libxml2(top, wanted);
+            const std::optional<std::string> ours = by_library(top, wanted);
+            ++sums.pairs;
+            sums.refused += ours || theirs ? 0U : 1U;
+            sums.bytes += ours ? ours->size() : 0U;
+            if (ours != theirs) {
+                differing(top, wanted, ours.value_or("(refused)"), theirs.value_or("(refused)"));
             }
         }
-        xmlNodePtr next = top->type == XML_ELEMENT_NODE || top == whole ? top->children : nullptr;
-        while (next == nullptr && top != whole && top != nullptr) {
-            next = top->next;
-            top = top->parent;
-        }
-        top = next;
     }
     return sums;
 }

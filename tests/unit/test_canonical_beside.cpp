@@ -15,7 +15,7 @@ class canonical_random : public sql::session_test {};
 TEST_F(canonical_random, documents_and_subtrees_as_by_libxml2) {
     compared sums;
     int differing = 0;
-    for (std::uint32_t seed = 0; seed < 600 && differing < 5; ++seed) {
+    for (std::uint32_t seed = 0; seed < 250 && differing < 5; ++seed) {
         const std::string text = random_document(seed).text();
         const sql::result parsed = sql::call(xmldom_parse_text, text);
         ASSERT_FALSE(parsed.failed()) << parsed.error().context << "\n" << text;
@@ -29,7 +29,7 @@ TEST_F(canonical_random, documents_and_subtrees_as_by_libxml2) {
         };
         sums += compare_all(trees::document_of(parsed.handle()), report);
     }
-    EXPECT_GT(sums.pairs, 20000U);
+    EXPECT_GT(sums.pairs, 10000U);
     EXPECT_EQ(sums.refused, 0U);
     std::printf("             %zu pairs, %zu bytes\n", sums.pairs, sums.bytes);
 }

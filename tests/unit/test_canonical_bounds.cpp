@@ -196,7 +196,7 @@ TEST_F(canonical_bounds, large_objects_are_in_utf_8_whatever_the_database_is_in)
 constexpr int k_many = 1000000;
 
 // A document whose root has that many elements, each in the one before it or all beside each other.
-sql::handle many_elements(bool is_deep, const char *attribute) {
+sql::handle many_elements(bool is_deep) {
     const sql::handle made = trees::parsed("<r xmlns='urn:r'/>");
     const host::tree_scope scope;
     xmlDocPtr const tree = trees::document_of(made);
@@ -204,9 +204,6 @@ sql::handle many_elements(bool is_deep, const char *attribute) {
     xmlNodePtr above = top;
     for (int count = 0; count < k_many; ++count) {
         xmlNodePtr const next = xmlNewDocNode(tree, top->ns, trees::xml("e"), nullptr);
-        if (attribute != nullptr) {
-            xmlNewProp(next, trees::xml(attribute), trees::xml("v"));
-        }
         xmlAddChild(above, next);
         above = is_deep ? next : top;
     }
@@ -214,7 +211,7 @@ sql::handle many_elements(bool is_deep, const char *attribute) {
 }
 
 TEST_F(canonical_bounds, a_million_levels) {
-    const sql::handle d = many_elements(true, nullptr);
+    const sql::handle d = many_elements(true);
     for (const bool exclusive : {false, true}) {
         const std::string text = call(xmldom_canonical, d, exclusive).text();
         EXPECT_EQ(text.size(), 21U + 7U * k_many);
@@ -233,9 +230,9 @@ TEST_F(canonical_bounds, a_million_levels) {
 }
 
 TEST_F(canonical_bounds, a_million_beside_each_other) {
-    const sql::handle d = many_elements(false, "a");
-    EXPECT_EQ(call(xmldom_canonical, d).text().size(), 21U + 13U * k_many);
-    EXPECT_EQ(call(xmldom_canonical, d, true).text().size(), 21U + 13U * k_many);
+    const sql::handle d = many_elements(false);
+    EXPECT_EQ(call(xmldom_canonical, d).text().size(), 21U + 7U * k_many);
+    EXPECT_EQ(call(xmldom_canonical, d, true).text().size(), 21U + 7U * k_many);
 }
 
 TEST_F(canonical_bounds, many_attributes_and_declarations) {
@@ -365,7 +362,7 @@ TEST(canonical_failures, stopped_wherever_it_looks) {
             continue; // nothing much stands there
         }
         const sql::sweep_figures figures =
-            sql::sweep_failures(scenario_of(each, long_text(2000)), standalone::service::poll);
+            sql::sweep_failures(scenario_of(each, long_text(1200)), standalone::service::poll);
         EXPECT_GE(figures.reported, 3) << each.name;
         EXPECT_EQ(figures.harmless, 0) << each.name;
         std::printf("             %s: stopped at %lld places\n", each.name,

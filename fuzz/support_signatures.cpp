@@ -155,6 +155,20 @@ template <sql::function entry> sql::result columns_of(const std::vector<sql::val
 #define COLUMNS ", array['name()', '@*', 'count(node())']) as t(a text, b text[], c text))"
 #define ROWS_FROM "(select string_agg(concat_ws('|', a, array_to_string(b, '/'), c), ',') from "
 
+// Canonical forms by the later version, and with prefixes that the exclusive form treats as the
+// others do.
+sql::result later_form(const std::vector<sql::value> &arguments) {
+    std::vector<sql::value> passed = arguments;
+    passed.insert(passed.end(), {false, true, sql::null, "1.1"});
+    return sql::call_with(xmldom_canonical, passed);
+}
+sql::result form_with_prefixes(const std::vector<sql::value> &arguments) {
+    std::vector<sql::value> passed = arguments;
+    passed.push_back(sql::value::of_datum(
+        host::standalone::make_text_array({"p", "ns", "#default", "none"}, 1)));
+    return sql::call_with(xmldom_canonical, passed);
+}
+
 constexpr std::array k_package{
     signature{k_session, nullptr, "", 't', false, 1, session},
     signature{ROWS_FROM "xmldom.rows(", nullptr, "N", 't', false, 8, columns_of<xmldom_rows>,
@@ -166,6 +180,10 @@ constexpr std::array k_package{
     signature{"(select xmlparser.next_record(xmlparser.feed(xmlparser.feed("
               "xmlparser.open_stream(p), left(x, 7)), substr(x, 8))) from (select ",
               nullptr, "rx", 'd', false, 1, first_record, ") as t(p, x))"},
+    signature{"convert_from(xmldom.canonical(", nullptr, "N", 't', false, 2, later_form,
+              ", false, true, null, '1.1'), 'UTF8')"},
+    signature{"convert_from(xmldom.canonical(", nullptr, "Nbb", 't', false, 2, form_with_prefixes,
+              ", array['p', 'ns', '#default', 'none']), 'UTF8')"},
 #include "package_signatures.inc"
 };
 

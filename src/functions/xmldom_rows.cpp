@@ -42,7 +42,7 @@ class parsed_rows {
     // `steps` lead from the document to the rows.
     parsed_rows(row_maker &rows, const paths::plain_steps &steps) noexcept
         : rows_(rows),
-          steps_(steps), watch_{this, show, start_over, static_cast<int>(steps.count())} {
+          steps_(steps), watch_{this, wants, show, start_over, static_cast<int>(steps.count())} {
         rows.wait_with_code();
     }
     parsed_rows(const parsed_rows &) = delete;
@@ -56,19 +56,19 @@ class parsed_rows {
     }
 
   private:
+    static bool wants(void *state, xmlNodePtr element) noexcept {
+        return static_cast<parsed_rows *>(state)->steps_.lead_to(element);
+    }
     // Called from within libxml2: what is thrown waits until that has returned.
-    static host::watch_answer show(void *state, xmlNodePtr element) noexcept {
+    static bool show(void *state, xmlNodePtr element) noexcept {
         auto &self = *static_cast<parsed_rows *>(state);
-        if (!self.steps_.lead_to(element)) {
-            return host::watch_answer::drop;
-        }
         try {
             self.rows_.add(element);
         } catch (...) {
             self.failure_ = std::current_exception();
-            return host::watch_answer::stop;
+            return false;
         }
-        return host::watch_answer::drop;
+        return true;
     }
     static void start_over(void *state) noexcept {
         auto &self = *static_cast<parsed_rows *>(state);

@@ -140,19 +140,19 @@ struct parse_diagnostics {
 };
 
 // Someone who is shown elements of a document while it is parsed, each when it has ended and
-// nothing behind it was read. Documents with a document type are not shown: what entities give is
-// put into the tree in other ways.
-enum class watch_answer {
-    keep, // the element stays where it is
-    drop, // nobody will look at it again, nor at the text in front of it
-    stop  // the parse is of no use any more: it ends without a document
-};
+// nothing behind it was read. They are dropped afterwards: the document that the parse gives has
+// neither them nor any text that stands beside them or above. Documents with a document type are
+// not shown, and are whole: what entities give is put into the tree in other ways.
 struct element_watch {
     void *state;
-    watch_answer (*show)(void *state, xmlNodePtr element) noexcept;
+    // Whether an element that has just begun is to be shown. It knows its attributes and what is
+    // above it.
+    bool (*wants)(void *state, xmlNodePtr element) noexcept;
+    // Shows it. False when the parse is of no use any more: it ends without a document.
+    bool (*show)(void *state, xmlNodePtr element) noexcept;
     // The parse begins anew: what was shown does not count.
     void (*start_over)(void *state) noexcept;
-    int depth;            // of the elements that are shown; that of the document's element is 1
+    int depth;            // of the elements that are shown, from 2: that of the document's is 1
     bool stopped = false; // the last answer was to stop
 };
 

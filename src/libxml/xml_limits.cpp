@@ -86,8 +86,11 @@ bool leaves_room_for_copies(const parse_run &run, const xmlParserCtxt *context) 
 void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, const xmlChar *uri,
                       int namespace_count, const xmlChar **namespaces, int attribute_count,
                       int defaulted_count, const xmlChar **attributes) noexcept {
-    if (admit_element(*current_run, static_cast<xmlParserCtxtPtr>(data),
-                      {name, prefix, uri, namespace_count, attribute_count, attributes})) {
+    parse_run &run = *current_run;
+    auto *const context = static_cast<xmlParserCtxtPtr>(data);
+    const start_tag tag{name, prefix, uri, namespace_count, attribute_count, attributes};
+    if (admit_element(run, context, tag) &&
+        (run.watch == nullptr || !begin_shown(run, context, tag, namespaces))) {
         xmlSAX2StartElementNs(data, name, prefix, uri, namespace_count, namespaces, attribute_count,
                               defaulted_count, attributes);
     }
@@ -98,12 +101,8 @@ void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
     parse_run &run = *current_run;
     auto *const context = static_cast<xmlParserCtxtPtr>(data);
     leave_element(run, context);
-    xmlNodePtr const ended = context->node;
-    const int depth = context->nodeNr;
-    xmlSAX2EndElementNs(data, name, prefix, uri);
-    if (run.watch != nullptr && run.watch->depth == depth && context == run.context &&
-        ended != nullptr) [[unlikely]] {
-        show_element(run, context, ended);
+    if (run.watch == nullptr || !end_shown(run, context)) {
+        xmlSAX2EndElementNs(data, name, prefix, uri);
     }
 }
 

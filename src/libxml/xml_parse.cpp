@@ -7,6 +7,7 @@
 #include "libxml/xml_parse_run.hpp"
 
 #include "host/limits.hpp"
+#include "libxml/passing_tree.hpp"
 #include "libxml/xml_work.hpp"
 
 #include <algorithm>
@@ -170,6 +171,11 @@ void set_declared_encoding(xmlDocPtr document, std::string_view text) noexcept {
 // Runs libxml2 over the text. Null when there is no document, or none that may be trusted.
 xmlDocPtr run_parse(parse_run &run, int options) noexcept {
     xmlDocPtr document = nullptr;
+    passing_tree passing;
+    if (run.watch != nullptr) {
+        run.passing = &passing;
+        set_watch_callbacks(run.context, true);
+    }
     {
         const watched_parse watched(run);
         set_limit_callbacks(run.context);
@@ -181,6 +187,9 @@ xmlDocPtr run_parse(parse_run &run, int options) noexcept {
                                  options | XML_PARSE_IGNORE_ENC);
         static_cast<void>(must_stop(run, nullptr));
         forget_weights(run);
+    }
+    if (run.watch != nullptr) {
+        set_watch_callbacks(run.context, false);
     }
     if (document == nullptr) {
         return nullptr;
@@ -422,7 +431,6 @@ xmlDocPtr xml_parse_doc(xmlParserCtxtPtr context, const char *text, std::size_t 
         run.gated = gate_in_force();
         run.polls = polls;
         run.watch = watch;
-        run.shown_at = run.start;
         context->recovery = 0;
         xmlDocPtr document = nullptr;
         bool starved = false;

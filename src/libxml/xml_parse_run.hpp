@@ -11,6 +11,9 @@
 
 namespace host {
 
+class passing_tree; // src/libxml/passing_tree.hpp
+struct start_tag;   // src/libxml/xml_work.hpp
+
 // Up to how many entries the tables of a document are wide enough.
 struct table_widths {
     int ids, refs, weights, special, defaults;
@@ -47,7 +50,7 @@ struct parse_run {
     bool text_left;        // the document ended before its text did
     void *stream;          // whom the callbacks of a stream's parse belong to; null in others
     element_watch *watch;  // null: nobody watches
-    std::int64_t shown_at; // bytes in use when it was shown an element last
+    passing_tree *passing; // what it is shown is built there; null when nobody watches
 };
 // Null while no parse is in progress.
 extern constinit PKG_DBE_XML_SESSION_STORAGE parse_run *current_run;
@@ -92,8 +95,13 @@ void charge_declaration(parse_run &run, xmlParserCtxtPtr context, std::int64_t b
 // Frees a document as far as that can be done at once, and keeps the rest for release_abandoned.
 void discard_document(xmlDocPtr document) noexcept;
 
-// Shows an element that has just ended to who watches.
-void show_element(parse_run &run, xmlParserCtxtPtr context, xmlNodePtr element) noexcept;
+// At the start and the end of an element of a parse that somebody watches: true when it is shown or
+// passed over, and libxml2 is not to build it.
+[[nodiscard]] bool begin_shown(parse_run &run, xmlParserCtxtPtr context, const start_tag &tag,
+                               const xmlChar **namespaces) noexcept;
+[[nodiscard]] bool end_shown(parse_run &run, xmlParserCtxtPtr context) noexcept;
+// Puts the other callbacks that a watched parse needs into a context, or takes them out again.
+void set_watch_callbacks(xmlParserCtxtPtr context, bool watched) noexcept;
 
 // Frees the context that is kept for the next parse.
 void forget_parser_ctxt() noexcept;
@@ -102,7 +110,6 @@ void forget_parser_ctxt() noexcept;
 void set_limit_callbacks(xmlParserCtxtPtr context) noexcept;
 // What these do at the start of an element before it is built, false when the parse was stopped,
 // and at its end.
-struct start_tag; // src/libxml/xml_work.hpp
 [[nodiscard]] bool admit_element(parse_run &run, xmlParserCtxtPtr context,
                                  const start_tag &tag) noexcept;
 void leave_element(parse_run &run, xmlParserCtxtPtr context) noexcept;

@@ -161,6 +161,14 @@ TEST_F(package_rows, of_a_text_leave_nothing) {
     EXPECT_EQ(sql::call(xml_dom_get_session_tree_num).integer(), 0);
 }
 
+std::string long_text(std::string_view piece, int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        text += piece;
+    }
+    return text;
+}
+
 // Rows are read while the text is parsed where their paths allow it: the rows are the same.
 TEST_F(package_rows, of_a_text_are_those_of_its_tree) {
     const std::vector<std::string> documents{
@@ -177,11 +185,30 @@ TEST_F(package_rows, of_a_text_are_those_of_its_tree) {
         "<s><o id='1'/></s>",
         "<o/>",
         "<r><o id='&lt;&#233;'><n>&amp;<b>x</b>&#10;</n></o></r>",
+        "<r><o id=''><n><![CDATA[a]]><![CDATA[b]]>c&amp;<![CDATA[]]>d</n><!----><?p?></o></r>",
+        "<r><o id='1'>a<!--b-->c<?p i?>d<n/>e<![CDATA[f]]></o>g<o>&#x20AC;&lt;&gt;</o></r>",
+        "<r xmlns:p='urn:p'><o id='1' p:id='2' xml:lang='de'><p:n/><n xmlns='u'/><n/></o></r>",
+        "<r><o id='1' q:id='2'><q:n>unknown</q:n><n xmlns:p='a'><p:n xmlns:p='b'/></n></o></r>",
+        "<r><o><n>" + long_text("text", 20000) + "</n></o><o>" + long_text("&amp;b", 20000) +
+            "<n>" + long_text("<![CDATA[x]]>", 5000) + "</n></o><o id='1'/></r>",
+        "<r>" + long_text("<o id='1'><n>2</n>", 200) + long_text("</o>", 200) + "</r>",
+        "<r>" + long_text("<s><o id='1'><n>2</n></o>t</s>", 200) + "</r>",
     };
     const std::vector<std::vector<std::string>> columns{
-        {"@id", "n"},      {"string(n)", "count(*)"},        {"n | .//n", "*[last()]"},
-        {"../@x", "n"},    {"preceding-sibling::*", "n"},    {"id('a')/@id", "n"},
-        {"/r/@x", "n[1]"}, {"sum(.//@id)", "descendant::n"}, {".", "text()"}};
+        {"@id", "n"},
+        {"string(n)", "count(*)"},
+        {"n | .//n", "*[last()]"},
+        {"../@x", "n"},
+        {"preceding-sibling::*", "n"},
+        {"id('a')/@id", "n"},
+        {"/r/@x", "n[1]"},
+        {"sum(.//@id)", "descendant::n"},
+        {".", "text()"},
+        {"name(*[1])", "namespace-uri(*[1])"},
+        {"name(@*[2])", "namespace-uri(@*[2])"},
+        {"comment() | processing-instruction()", "count(text())"},
+        {"@*", "*"},
+        {"lang('de')", "text()[last()]"}};
     int rows_seen = 0;
     for (const std::string &text : documents) {
         const sql::handle document = sql::call(xmldom_parse_text, text).handle();
@@ -312,6 +339,31 @@ TEST_F(package_rows, of_many_nodes_are_complete_and_can_be_cancelled) {
     host::standalone::cancel_after_polls(5);
     EXPECT_EQ(rows(document, "/r/x", {column("n")}, {"@n"}).report.sqlstate, "57014");
     host::standalone::forget_cancel();
+}
+
+// What a row needs is refused at every place: many nodes, a text that grows, a name without a
+// namespace.
+TEST_F(package_rows, of_a_long_row_fail_cleanly) {
+    const std::string text = "<r><o id='1'><n>" + long_text("12345678&amp;", 4000) + "</n>" +
+                             long_text("<q:m a='b' q:c='d'>x</q:m>", 300) + "</o></r>";
+    int failures = 0;
+    for (int at = 1;; at += 1 + at / 20) {
+        restart_session();
+        const sql::value source{text};
+        host::standalone::fail_call(host::standalone::service::libxml2_allocation, at);
+        const host::call_record told = call(xmldom_rows_of_text, {column("id"), column("n")},
+                                            {source, "/r/o", texts({"@id", "count(*)"})});
+        const std::int64_t injected =
+            host::standalone::faults_of(host::standalone::service::libxml2_allocation);
+        host::standalone::clear_faults();
+        if (injected == 0) {
+            EXPECT_EQ(shown(told), "1|301");
+            break;
+        }
+        EXPECT_TRUE(told.failed) << at;
+        ++failures;
+    }
+    EXPECT_GT(failures, 20);
 }
 
 TEST_F(package_rows, fail_cleanly_whatever_fails) {

@@ -109,6 +109,7 @@ class audit {
     void check_parsers();
     void check_host();
     [[nodiscard]] bool known_dead(const void *node) const;
+    [[nodiscard]] static std::size_t left_to_free(const dbe::family &owner);
     [[nodiscard]] const place *place_of(const xmlNode *node) const;
 
     std::string problems_;
@@ -482,7 +483,27 @@ void audit::check_detached_trees() {
     }
 }
 
-// Whatever node is alive stands in a tree that somebody keeps.
+// Nodes that the statement was asked to stop before freeing: they go with their family.
+std::size_t audit::left_to_free(const dbe::family &owner) {
+    std::size_t count = 0;
+    const auto add = [&count](const void *node) { count += t_watched->alive.contains(node); };
+    for (xmlNodePtr root = owner.remains; root != nullptr; root = root->next) {
+        for (xmlNodePtr node = root; node != nullptr; node = dbe::next_below(node, root)) {
+            add(node);
+            for (const xmlAttr *attribute = dbe::first_attribute(node); attribute != nullptr;
+                 attribute = attribute->next) {
+                add(attribute);
+                for (const xmlNode *text = attribute->children; text != nullptr;
+                     text = text->next) {
+                    add(text);
+                }
+            }
+        }
+    }
+    return count;
+}
+
+// Whatever node is alive stands in a tree that somebody keeps, or is to go.
 void audit::check_nothing_is_forgotten() {
     if (t_watched == nullptr || host::u_sess.xmlparser_map != nullptr) {
         return; // parsers may hold documents of their own
@@ -490,6 +511,9 @@ void audit::check_nothing_is_forgotten() {
     std::size_t forgotten = 0;
     for (const auto &[node, nothing_else] : t_watched->alive) {
         forgotten += place_of(static_cast<const xmlNode *>(node)) == nullptr ? 1 : 0;
+    }
+    for (const auto &[owner, nothing_else] : families_) {
+        forgotten -= left_to_free(*owner);
     }
     if (forgotten != 0) {
         problem(std::to_string(forgotten) + " nodes are alive that nobody keeps");

@@ -172,13 +172,13 @@ void set_declared_encoding(xmlDocPtr document, std::string_view text) noexcept {
 xmlDocPtr run_parse(parse_run &run, int options) noexcept {
     xmlDocPtr document = nullptr;
     passing_tree passing;
-    if (run.watch != nullptr) {
-        run.passing = &passing;
-        set_watch_callbacks(run.context, true);
-    }
     {
         const watched_parse watched(run);
         set_limit_callbacks(run.context);
+        if (run.watch != nullptr) {
+            run.passing = &passing;
+            set_watch_callbacks(run.context, true);
+        }
 #if LIBXML_VERSION >= 21300
         // Of its own it refuses honest documents that use entities a lot; the budget does not.
         xmlCtxtSetMaxAmplification(run.context, k_no_amplification_limit);

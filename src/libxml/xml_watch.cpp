@@ -47,7 +47,7 @@ void add_text(void *data, xmlElementType type, const xmlChar *text, int size) no
 
 void on_characters(void *data, const xmlChar *text, int size) noexcept {
     if (is_hidden(*current_run, static_cast<xmlParserCtxtPtr>(data))) {
-        xmlSAX2Characters(data, text, size);
+        characters_callback()(data, text, size);
     } else {
         add_text(data, XML_TEXT_NODE, text, size);
     }
@@ -115,7 +115,8 @@ bool end_shown(parse_run &run, xmlParserCtxtPtr context) noexcept {
 
 void set_watch_callbacks(xmlParserCtxtPtr context, bool watched) noexcept {
     xmlSAXHandler &handler = *context->sax;
-    handler.characters = handler.ignorableWhitespace = watched ? on_characters : xmlSAX2Characters;
+    handler.characters = handler.ignorableWhitespace =
+        watched ? on_characters : characters_callback();
     handler.cdataBlock = watched ? on_cdata : xmlSAX2CDataBlock;
     handler.comment = watched ? on_comment : xmlSAX2Comment;
     handler.processingInstruction = watched ? on_instruction : xmlSAX2ProcessingInstruction;

@@ -2,34 +2,13 @@
 // attribute in a namespace.
 
 #include "functions/call_frame.hpp"
+#include "tree/fixed_name.hpp"
 #include "tree/node_text.hpp"
 #include "tree/text_compare.hpp"
 
 #include <cstring>
 
 namespace pkg_dbe_xml {
-
-namespace {
-
-// The name that DOM fixes for nodes of a type; null for types whose nodes have names of their own.
-const char *fixed_name(xmlElementType type) noexcept {
-    switch (type) {
-    case XML_TEXT_NODE:
-        return "#text";
-    case XML_CDATA_SECTION_NODE:
-        return "#cdata-section";
-    case XML_COMMENT_NODE:
-        return "#comment";
-    case XML_DOCUMENT_NODE:
-        return "#document";
-    case XML_DOCUMENT_FRAG_NODE:
-        return "#document-fragment";
-    default:
-        return nullptr;
-    }
-}
-
-} // namespace
 
 PKG_DBE_XML_FUNCTION(xml_dom_get_node_value) {
     if (call.is_null(0)) {

@@ -5,6 +5,7 @@
 #include "libxml/xml.hpp"
 #include "text/text_limits.hpp"
 #include "tree/base_uri.hpp"
+#include "tree/fixed_name.hpp"
 #include "tree/node_path.hpp"
 #include "tree/node_text.hpp"
 #include "tree/text_compare.hpp"
@@ -45,24 +46,6 @@ constexpr node_wish k_instruction{type_bits(XML_PI_NODE), "a processing instruct
         return 6;
     default:
         return static_cast<std::int32_t>(node->type);
-    }
-}
-
-// The name that the DOM fixes for nodes of a type; null for those with names of their own.
-[[nodiscard]] const char *fixed_name(xmlElementType type) noexcept {
-    switch (type) {
-    case XML_TEXT_NODE:
-        return "#text";
-    case XML_CDATA_SECTION_NODE:
-        return "#cdata-section";
-    case XML_COMMENT_NODE:
-        return "#comment";
-    case XML_DOCUMENT_NODE:
-        return "#document";
-    case XML_DOCUMENT_FRAG_NODE:
-        return "#document-fragment";
-    default:
-        return nullptr;
     }
 }
 

@@ -7,6 +7,7 @@
 #include "host/large_object.hpp"
 #include "parse/byte_text.hpp"
 #include "parse/document_parsing.hpp"
+#include "text/fetched_value.hpp"
 #include "text/text_limits.hpp"
 #include "write/encoded_text.hpp"
 #include "write/markup_writer.hpp"
@@ -15,7 +16,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -47,21 +47,6 @@ constexpr int k_widest_indent = 32;
     }
     return k_options;
 }
-
-// The bytes of a bytea argument.
-class bytes_argument {
-  public:
-    explicit bytes_argument(host::datum value) : stored_(host::pg_detoast_datum(value)) {
-        if (host::from_pointer(stored_) != value) {
-            fetched_.reset(const_cast<host::varlena *>(stored_));
-        }
-    }
-    [[nodiscard]] std::string_view view() const noexcept { return host::text_view(stored_); }
-
-  private:
-    const host::varlena *stored_;
-    std::unique_ptr<host::varlena, host::memory_deleter> fetched_;
-};
 
 [[nodiscard]] const xmlDoc *as_document(const xmlNode *node) noexcept {
     return is_document(node) ? reinterpret_cast<const xmlDoc *>(node) : nullptr;
@@ -116,7 +101,7 @@ PKG_DBE_XML_FUNCTION(xmldom_parse_bytes) {
     const int options = parse_options(call);
     xml_doc_ptr document;
     {
-        const bytes_argument bytes(call.value(0));
+        const fetched_value bytes(call.value(0));
         const byte_text text(bytes.view());
         document = parse_document(text.bytes(), text.size(), options);
     }

@@ -5,6 +5,7 @@
 #include "host/encoding.hpp"
 #include "stream/stream_table.hpp"
 #include "stream_reports.hpp"
+#include "text/fetched_value.hpp"
 
 #include <cstring>
 #include <memory>
@@ -51,21 +52,6 @@ constexpr int k_piece = 1;
     }
     return *stream;
 }
-
-// A value that was fetched for the call, given back at its end.
-class fetched_value {
-  public:
-    explicit fetched_value(host::datum value) : stored_(host::pg_detoast_datum(value)) {
-        if (host::from_pointer(stored_) != value) {
-            fetched_.reset(const_cast<host::varlena *>(stored_));
-        }
-    }
-    [[nodiscard]] std::string_view view() const noexcept { return host::text_view(stored_); }
-
-  private:
-    const host::varlena *stored_;
-    std::unique_ptr<host::varlena, host::memory_deleter> fetched_;
-};
 
 [[nodiscard]] host::datum from_int8(std::int64_t value) noexcept {
     return static_cast<host::datum>(value);

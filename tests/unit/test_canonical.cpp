@@ -316,6 +316,7 @@ TEST_F(canonical, relative_uris_have_no_form) {
         EXPECT_EQ(refusal(text).context.substr(0, 8), "path /a/") << text;
         EXPECT_EQ(refusal(text, true).sqlstate, "2200N") << text;
     }
+    EXPECT_EQ(form(parsed("<a xmlns='urn:\xC3\xB6'/>")), "<a xmlns=\"urn:\xC3\xB6\"></a>");
     // What is declared above counts, what is declared beside does not.
     const sql::handle r = root(parsed("<r xmlns:p='x'><a/><b xmlns:p='urn:x'/></r>"));
     EXPECT_REPORT(call(xmldom_canonical, child(r, {0})), reports::relative_namespace,

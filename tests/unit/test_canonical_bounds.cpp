@@ -313,6 +313,20 @@ sql::scenario scenario_of(const failing &each, const std::string &text) {
     return played;
 }
 
+// However long one node is, each megabyte of it is looked at several times whether to stop.
+TEST_F(canonical_bounds, looks_within_one_long_node) {
+    const std::string words(8U << 20U, 'x');
+    for (const std::string &text :
+         {"<a>" + words + "</a>", "<a><![CDATA[" + words + "]]></a>", "<a b='" + words + "'/>",
+          "<a><!--" + words + "--></a>", "<a><?p " + words + "?></a>",
+          "<a xmlns:p='urn:" + words + "'/>"}) {
+        const sql::handle d = document(text);
+        const std::int64_t before = standalone::poll_count();
+        ASSERT_GT(call(xmldom_canonical, d, false, true).text().size(), words.size());
+        EXPECT_GE(standalone::poll_count() - before, 32) << text.substr(0, 16);
+    }
+}
+
 TEST(canonical_failures, every_allocation) {
     sql::sweep_figures figures;
     for (const failing &each : k_calls) {

@@ -8,6 +8,7 @@
 #include "validating.hpp"
 #include "validation_reports.hpp"
 
+#include <climits>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -26,6 +27,15 @@ std::string_view view_of(const xmlChar *text) noexcept {
 }
 const xmlChar *bytes_of(const char *text) noexcept {
     return reinterpret_cast<const xmlChar *>(text);
+}
+
+const xmlChar *uri_of(const xmlNs *record) noexcept {
+    return record == nullptr || record->href == nullptr || *record->href == 0 ? nullptr
+                                                                              : record->href;
+}
+
+bool is_blank(char byte) noexcept {
+    return byte == ' ' || byte == '\n' || byte == '\t' || byte == '\r';
 }
 
 bool is_text(const xmlNode *node) noexcept {
@@ -48,11 +58,13 @@ void append_value(const xmlAttr *attribute, std::string &values) {
 }
 
 std::string_view without_blanks(std::string_view text) noexcept {
-    constexpr std::string_view k_blanks = " \t\r\n";
-    const std::size_t start = text.find_first_not_of(k_blanks);
-    return start == std::string_view::npos
-               ? std::string_view{}
-               : text.substr(start, text.find_last_not_of(k_blanks) - start + 1);
+    while (!text.empty() && is_blank(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && is_blank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
 }
 
 class walk {
@@ -136,14 +148,12 @@ class walk {
         complaints_.current = element;
         collect_namespaces(element);
         collect_attributes(element);
-        const xmlChar *const uri = element->ns == nullptr || view_of(element->ns->href).empty()
-                                       ? nullptr
-                                       : element->ns->href;
+        const xmlChar *const uri = uri_of(element->ns);
         handler_->startElementNs(handler_data_, element->name, nullptr, uri,
                                  static_cast<int>(namespaces_.size() / 2), namespaces_.data(),
                                  static_cast<int>(attributes_.size() / 5), 0, attributes_.data());
         text_starts_.push_back(text_.size());
-        bytes_ += view_of(element->name).size() + values_.size();
+        bytes_ += k_bytes_of_element + values_.size();
     }
 
     void end(const xmlNode *element) {
@@ -153,18 +163,29 @@ class walk {
             handler_->characters(handler_data_, bytes_of(text_.data() + start),
                                  static_cast<int>(text_.size() - start));
         }
-        const xmlChar *const uri = element->ns == nullptr || view_of(element->ns->href).empty()
-                                       ? nullptr
-                                       : element->ns->href;
+        const xmlChar *const uri = uri_of(element->ns);
         handler_->endElementNs(handler_data_, element->name, nullptr, uri);
         text_.resize(start);
         text_starts_.pop_back();
     }
 
+    // Blanks between elements are no content whatever the type; the only text of an element is
+    // told as it is; the rest is put together.
     void take_text(const xmlNode *node) {
         const std::string_view text = view_of(node->content);
-        text_.append(text);
         bytes_ += text.size();
+        const bool alone = node->prev == nullptr && node->next == nullptr;
+        if (alone && node != root_ && text.size() <= INT_MAX) {
+            complaints_.current = node->parent;
+            handler_->characters(handler_data_, node->content, static_cast<int>(text.size()));
+        } else if (!stands_beside_element(node) || !without_blanks(text).empty()) {
+            text_.append(text);
+        }
+    }
+
+    static bool stands_beside_element(const xmlNode *node) noexcept {
+        return (node->prev != nullptr && node->prev->type == XML_ELEMENT_NODE) ||
+               (node->next != nullptr && node->next->type == XML_ELEMENT_NODE);
     }
 
     void declare(const xmlNode *element) {
@@ -199,12 +220,11 @@ class walk {
         for (const xmlAttr *one = element->properties; one != nullptr; one = one->next) {
             places_.push_back(values_.size());
             append_value(one, values_);
-            if (!same_twice && schema_.identifiers.contains(view_of(one->name))) {
+            if (has_identifiers_ && !same_twice &&
+                schema_.identifiers.contains(view_of(one->name))) {
                 note_identifier(without_blanks(std::string_view(values_).substr(places_.back())));
             }
-            const bool qualified = one->ns != nullptr && !view_of(one->ns->href).empty();
-            const xmlChar *const fields[] = {one->name, nullptr,
-                                             qualified ? one->ns->href : nullptr, nullptr, nullptr};
+            const xmlChar *const fields[] = {one->name, nullptr, uri_of(one->ns), nullptr, nullptr};
             attributes_.insert(attributes_.end(), std::begin(fields), std::end(fields));
         }
         places_.push_back(values_.size());
@@ -218,9 +238,11 @@ class walk {
         same_twice = !identifiers_.emplace(value).second;
     }
 
+    static constexpr std::size_t k_bytes_of_element = 16;
     static constexpr std::size_t k_much_text = std::size_t{1} << 20U;
     const xmlNode *root_;
     const compiled_schema &schema_;
+    const bool has_identifiers_ = !schema_.identifiers.empty();
     complaint_list &complaints_;
     xmlSAXHandlerPtr handler_ = nullptr;
     void *handler_data_ = nullptr;

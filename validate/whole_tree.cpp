@@ -6,8 +6,10 @@
 #include "validating.hpp"
 #include "validation_reports.hpp"
 
+#include <libxml/hash.h>
 #include <libxml/valid.h>
 
+#include <algorithm>
 #include <new>
 #include <string>
 
@@ -18,13 +20,17 @@ namespace {
 // What the stack of a server surely holds: libxml2 takes up to 1 kB for a level.
 constexpr int k_most_levels = 1000;
 constexpr unsigned k_elements_between_looks = 256;
+// What a node counts as text, for the budget.
+constexpr std::size_t k_bytes_of_node = 16;
 
 struct whole_task {
     xmlDocPtr document;
     const compiled_schema *schema;
     complaint_list *complaints;
-    unrefused_work work;
+    unsigned nodes;
+    unrefused_work work{};
     bool finished = false;
+    bool unexplained = false; // not valid, and libxml2 does not say why
 };
 
 void run_xsd(whole_task &task) noexcept {
@@ -42,10 +48,21 @@ void run_relax_ng(whole_task &task) noexcept {
         xmlRelaxNGSetValidStructuredErrors(context, note_complaint, task.complaints);
         const int result = xmlRelaxNGValidateDoc(context, task.document);
         task.finished = result >= 0;
-        if (result > 0 && task.complaints->errors == 0) {
-            task.complaints->errors = 1;
-        }
+        task.unexplained = result > 0 && task.complaints->errors == 0;
         xmlRelaxNGFreeValidCtxt(context);
+    }
+}
+
+// libxml2's tables of identifiers stop growing, and chains of thousands are gone through for each
+// more: they are made as wide as they may need to be. A parse that found identifiers did so itself;
+// those stay, since their attributes are not entered twice.
+void make_tables(xmlDocPtr document, unsigned nodes) noexcept {
+    const int size = static_cast<int>(std::clamp(nodes, 64U, 1U << 22U));
+    if (document->ids == nullptr) {
+        document->ids = xmlHashCreateDict(size, document->dict);
+    }
+    if (document->refs == nullptr) {
+        document->refs = xmlHashCreateDict(size, document->dict);
     }
 }
 
@@ -78,6 +95,7 @@ void run_dtd(whole_task &task) noexcept {
     xmlFreeIDTable(static_cast<xmlIDTablePtr>(document->ids));
     xmlFreeRefTable(static_cast<xmlRefTablePtr>(document->refs));
     document->ids = document->refs = nullptr;
+    make_tables(document, task.nodes);
     if (xmlValidateRoot(context, document) != 0) {
         unsigned elements = 0;
         xmlNodePtr const root = xmlDocGetRootElement(document);
@@ -103,6 +121,9 @@ void run_dtd(whole_task &task) noexcept {
 
 void whole_step(void *state) noexcept {
     auto &task = *static_cast<whole_task *>(state);
+    if (task.schema->dtd == nullptr) {
+        make_tables(task.document, task.nodes);
+    }
     xmlSetStructuredErrorFunc(task.complaints, note_complaint); // of document type definitions
     if (task.schema->xsd != nullptr) {
         run_xsd(task);
@@ -113,9 +134,9 @@ void whole_step(void *state) noexcept {
     }
 }
 
-// Levels of elements and references to entities, which are reported. Throws when the statement was
-// asked to stop.
-void check_shape(const xmlNode *top) {
+// Levels of elements and references to entities, which are reported. Returns the number of nodes.
+// Throws when the statement was asked to stop.
+unsigned check_shape(const xmlNode *top) {
     int depth = 1;
     unsigned nodes = 0;
     for (const xmlNode *node = top; node != nullptr;) {
@@ -140,6 +161,7 @@ void check_shape(const xmlNode *top) {
         }
         node = node == top ? nullptr : node->next;
     }
+    return nodes;
 }
 
 const xmlNode *root_of(const xmlNode *tree) noexcept {
@@ -149,9 +171,10 @@ const xmlNode *root_of(const xmlNode *tree) noexcept {
 }
 
 // Validates a tree of this call. Reports as validate_tree.
-void validate_whole(xmlDocPtr document, const compiled_schema &schema, complaint_list &complaints) {
-    whole_task task{document, &schema, &complaints, {}};
-    task.work.budget = services().budget_for(0);
+void validate_whole(xmlDocPtr document, const compiled_schema &schema, complaint_list &complaints,
+                    unsigned nodes) {
+    whole_task task{document, &schema, &complaints, nodes};
+    task.work.budget = services().budget_for(nodes * k_bytes_of_node);
     services().run_unrefused(task.work, whole_step, &task);
     services().check_for_interrupts();
     if (!task.finished && !complaints.is_full()) {
@@ -162,6 +185,11 @@ void validate_whole(xmlDocPtr document, const compiled_schema &schema, complaint
             task.work.polls = false;
             services().run_unrefused(task.work, whole_step, &task);
         }
+    }
+    if (task.unexplained) {
+        complaints.errors = 1;
+        complaints.found.push_back(
+            {0, nullptr, "error", 0, "the document is not valid, and libxml2 gives no reason", ""});
     }
     if (!task.finished && !complaints.is_full() && complaints.errors == 0) {
         services().report(reports::validation_failed, {"it could not go on"}, {});
@@ -186,13 +214,13 @@ void validate_tree(const xmlNode *tree, bool is_own, const compiled_schema &sche
         whole = validate_by_pieces(root, schema, complaints) && !complaints.is_full();
     }
     if (whole) {
-        check_shape(root);
+        const unsigned nodes = check_shape(root);
         const std::size_t at_most = complaints.at_most;
         complaints = complaint_list{};
         complaints.at_most = at_most;
         auto *const own = reinterpret_cast<xmlDocPtr>(const_cast<xmlNodePtr>(tree));
         result.copy = is_own ? nullptr : services().copy(tree);
-        validate_whole(is_own ? own : result.copy, schema, complaints);
+        validate_whole(is_own ? own : result.copy, schema, complaints, nodes);
     }
     if (complaints.lost_memory) {
         throw std::bad_alloc();

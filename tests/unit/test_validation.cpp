@@ -1,0 +1,184 @@
+// Validation by schemas, below its SQL functions, with a store of schemas of the test's own.
+#include "standalone_faults.hpp"
+#include "standalone_session.hpp"
+#include "support/sql.hpp"
+
+#include "compiled_schema.hpp"
+#include "libxml/xml.hpp"
+#include "schema_store.hpp"
+#include "services.hpp"
+#include "validating.hpp"
+
+#include <libxml/xmlschemastypes.h>
+
+#include <map>
+#include <string>
+
+namespace {
+
+std::map<std::string, std::string, std::less<>> stored;
+bool stored_anew = false;
+
+} // namespace
+
+namespace pkg_dbe_xml::validation {
+
+const library_services &services() noexcept {
+    static const library_services record = own_services();
+    return record;
+}
+
+bool find_schema(std::string_view location, std::string &text) {
+    const auto found = stored.find(location);
+    if (found == stored.end()) {
+        return false;
+    }
+    text = found->second;
+    return true;
+}
+
+bool schemas_have_changed() {
+    const bool result = stored_anew;
+    stored_anew = false;
+    return result;
+}
+
+} // namespace pkg_dbe_xml::validation
+
+namespace {
+
+using namespace pkg_dbe_xml::validation;
+
+class validation : public sql::session_test {
+  protected:
+    static void store(const std::string &location, const std::string &text) {
+        stored[location] = text;
+        stored_anew = true;
+    }
+    static std::string xsd(const std::string &body) {
+        return "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema'>" + body + "</xs:schema>";
+    }
+    // Line and path of each complaint, "-" where it names no node.
+    static std::string complaints(const std::string &text, std::string_view location,
+                                  bool is_own = true, std::size_t at_most = 1000) {
+        char words[512] = "";
+        int line = 0;
+        xmlDocPtr const document = services().parse_text(text, words, line);
+        EXPECT_NE(document, nullptr) << words;
+        std::string lines;
+        {
+            outcome result;
+            result.complaints.at_most = at_most;
+            validate_tree(reinterpret_cast<const xmlNode *>(document), is_own, schema_at(location),
+                          result);
+            for (const complaint &one : result.complaints.found) {
+                lines += std::to_string(one.line) + " ";
+                lines += one.node == nullptr ? "-" : std::string(services().path_of(one.node));
+                lines += ";";
+            }
+            EXPECT_EQ(lines.empty(), result.complaints.errors == 0);
+        }
+        services().free_document(document);
+        return lines;
+    }
+    void SetUp() override {
+        // libxml2 keeps these for the process.
+        xmlSchemaInitTypes();
+        xmlRelaxNGInitTypes();
+        sql::session_test::SetUp();
+    }
+    void TearDown() override {
+        forget_schemas();
+        stored.clear();
+        sql::session_test::TearDown();
+    }
+};
+
+TEST_F(validation, says_where_a_document_breaks_a_rule) {
+    store("a.xsd", xsd("<xs:element name='a'><xs:complexType><xs:sequence><xs:element name='b' "
+                       "type='xs:int' maxOccurs='9'/></xs:sequence><xs:attribute name='c' "
+                       "type='xs:int'/></xs:complexType></xs:element>"));
+    EXPECT_EQ(complaints("<a c='1'>\n<b>1</b> <b>2</b></a>", "a.xsd"), "");
+    EXPECT_EQ(complaints("<a c='x'>\n<b>1</b>\n<b>y</b></a>", "a.xsd"), "1 /a;3 /a/b[2];");
+    EXPECT_EQ(complaints("<a c='x'>\n<b>1</b>\n<b>y</b></a>", "a.xsd", true, 1), "1 /a;");
+    EXPECT_EQ(complaints("<a>text<b>1</b></a>", "a.xsd"), "1 /a;");
+    EXPECT_EQ(complaints("<a><b>1<![CDATA[2]]></b></a>", "a.xsd"), "");
+    EXPECT_EQ(complaints("<z/>", "a.xsd"), "1 /z;");
+}
+
+TEST_F(validation, hands_values_over_as_they_are) {
+    store("v.xsd", xsd("<xs:element name='a'><xs:complexType><xs:attribute name='v'><xs:simpleType>"
+                       "<xs:restriction base='xs:string'><xs:enumeration value='a&amp;b&amp;#38;'/>"
+                       "<xs:enumeration value=''/></xs:restriction></xs:simpleType></xs:attribute>"
+                       "</xs:complexType></xs:element>"));
+    EXPECT_EQ(complaints("<a v='a&amp;b&amp;#38;'/>", "v.xsd"), "");
+    EXPECT_EQ(complaints("<a v=''/>", "v.xsd"), "");
+    EXPECT_EQ(complaints("<a v='a&amp;b&amp;'/>", "v.xsd"), "1 /a;");
+}
+
+TEST_F(validation, finds_identifiers_that_are_there_twice) {
+    store("i.xsd", xsd("<xs:simpleType name='key'><xs:restriction base='xs:ID'/></xs:simpleType>"
+                       "<xs:element name='a'><xs:complexType><xs:sequence><xs:element name='b' "
+                       "maxOccurs='9'><xs:complexType><xs:attribute name='k' type='key'/>"
+                       "</xs:complexType></xs:element></xs:sequence></xs:complexType>"
+                       "</xs:element>"));
+    for (const bool is_own : {true, false}) {
+        EXPECT_EQ(complaints("<a><b k='x'/>\n<b k='y'/></a>", "i.xsd", is_own), "");
+        EXPECT_EQ(complaints("<a><b k='x'/>\n<b k=' x '/></a>", "i.xsd", is_own), "2 /a/b[2];");
+    }
+}
+
+TEST_F(validation, checks_by_relax_ng_and_by_dtd) {
+    store("r.rng", "<element name='a' xmlns='http://relaxng.org/ns/structure/1.0'><oneOrMore>"
+                   "<element name='b'><empty/></element></oneOrMore></element>");
+    store("d.dtd", "<!ENTITY % p SYSTEM 'p.mod'>%p;<!ELEMENT a (b)+>");
+    store("p.mod", "<!ELEMENT b EMPTY><!ATTLIST b i ID #IMPLIED r IDREF #IMPLIED>");
+    for (const bool is_own : {true, false}) {
+        EXPECT_EQ(complaints("<a><b/><b/></a>", "r.rng", is_own), "");
+        EXPECT_NE(complaints("<a><b/>\n<c/></a>", "r.rng", is_own), "");
+        EXPECT_EQ(complaints("<a><b i='x'/><b r='x'/></a>", "d.dtd", is_own), "");
+        EXPECT_EQ(complaints("<a><b i='x'/>\n<b r='y'/></a>", "d.dtd", is_own), "2 /a/b[2];");
+        EXPECT_EQ(complaints("<a><b i='x'/>\n<b i='x'/></a>", "d.dtd", is_own), "2 /a/b[2];");
+    }
+}
+
+TEST_F(validation, keeps_schemas_until_they_change_and_gives_all_memory_back) {
+    store("a.xsd", xsd("<xs:include schemaLocation='b.xsd'/><xs:element name='a' type='t'/>"));
+    store("b.xsd", xsd("<xs:simpleType name='t'><xs:restriction base='xs:int'/></xs:simpleType>"));
+    EXPECT_EQ(complaints("<a>1</a>", "a.xsd"), "");
+    const compiled_schema *const first = &schema_at("a.xsd");
+    EXPECT_EQ(&schema_at("a.xsd"), first);
+    store("b.xsd", xsd("<xs:simpleType name='t'><xs:restriction base='xs:date'/></xs:simpleType>"));
+    EXPECT_EQ(complaints("<a>1</a>", "a.xsd"), "1 /a;");
+    forget_schemas();
+    const std::int64_t before = host::gate.bytes_in_use;
+    EXPECT_EQ(complaints("<a>1</a>", "a.xsd"), "1 /a;");
+    forget_schemas();
+    EXPECT_EQ(host::gate.bytes_in_use, before);
+}
+
+TEST_F(validation, refuses_schemas_that_are_none) {
+    store("n.xsd", "<a/>");
+    store("i.xsd", xsd("<xs:include schemaLocation='i.xsd'/>"));
+    store("m.xsd", xsd("<xs:import namespace='u' schemaLocation='gone.xsd'/>"));
+    store("x.xsd", "<xs:schema");
+    for (const char *location : {"n.xsd", "i.xsd", "m.xsd", "x.xsd", "gone.xsd"}) {
+        EXPECT_THROW(static_cast<void>(schema_at(location)), host::raised) << location;
+    }
+}
+
+TEST_F(validation, keeps_no_more_than_sixteen_schemas) {
+    std::int64_t sixteen = 0;
+    for (int number = 0; number < 24; ++number) {
+        const std::string location = std::to_string(number) + ".xsd";
+        store(location, xsd("<xs:element name='a'/>"));
+        stored_anew = false;
+        EXPECT_EQ(complaints("<a/>", location), "");
+        if (number == 15) {
+            sixteen = host::gate.bytes_in_use;
+        }
+    }
+    EXPECT_LE(host::gate.bytes_in_use, sixteen + 1024);
+}
+
+} // namespace

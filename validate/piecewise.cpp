@@ -8,6 +8,7 @@
 #include "validating.hpp"
 #include "validation_reports.hpp"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <exception>
@@ -160,8 +161,9 @@ class walk {
         complaints_.current = element;
         const std::size_t start = text_starts_.back();
         if (text_.size() > start) {
-            handler_->characters(handler_data_, bytes_of(text_.data() + start),
-                                 static_cast<int>(text_.size() - start));
+            handler_->characters(
+                handler_data_, bytes_of(text_.data() + start),
+                static_cast<int>(std::min<std::size_t>(text_.size() - start, INT_MAX)));
         }
         const xmlChar *const uri = uri_of(element->ns);
         handler_->endElementNs(handler_data_, element->name, nullptr, uri);

@@ -32,16 +32,18 @@ constexpr unsigned k_no_amplification_limit = 1000000000;
 
 // --- tokens ------------------------------------------------------------------------------------
 
-// Bytes of a comment or an instruction up to its end; all of them where it does not end there.
+// Bytes of a comment, a section or an instruction up to its end; all of them where it does not end
+// there.
 std::size_t scan_marked(open_token &token, std::string_view bytes) noexcept {
-    const bool is_comment = token.is == open_token::kind::comment;
+    const bool is_instruction = token.is == open_token::kind::instruction;
+    const char mark = token.is == open_token::kind::comment ? '-' : ']';
     const auto byte_before = [&](std::size_t place, std::size_t back) noexcept {
         return back <= place ? bytes[place - back] : token.last[2 - (back - place)];
     };
     std::size_t end = bytes.find('>');
     while (end != std::string_view::npos) {
-        if (is_comment ? byte_before(end, 1) == '-' && byte_before(end, 2) == '-'
-                       : byte_before(end, 1) == '?') {
+        if (is_instruction ? byte_before(end, 1) == '?'
+                           : byte_before(end, 1) == mark && byte_before(end, 2) == mark) {
             token.is = open_token::kind::none;
             return end + 1;
         }
@@ -78,6 +80,9 @@ std::size_t scan(open_token &token, std::string_view bytes) noexcept {
 open_token::kind kind_of(std::string_view held) noexcept {
     if (held.starts_with("<!--")) {
         return open_token::kind::comment;
+    }
+    if (held.starts_with("<![CDATA[")) { // held back by libxml2 2.14 and later
+        return open_token::kind::section;
     }
     if (held.starts_with("<?")) {
         return open_token::kind::instruction;

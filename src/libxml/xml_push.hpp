@@ -18,7 +18,7 @@ namespace host {
 
 // What libxml2 waits for the end of, once that is long.
 struct open_token {
-    enum class kind : std::uint8_t { none, comment, instruction, tag };
+    enum class kind : std::uint8_t { none, comment, section, instruction, tag };
     kind is = kind::none;
     char quote = '\0';      // within a value of a tag
     char last[2] = {0, 0};  // bytes of it seen last

@@ -183,6 +183,8 @@ TEST_F(stream_bounds, long_tokens_come_whole) {
     EXPECT_EQ(read_text("//r", "<f><r><![CDATA[" + tricky + "]]></r></f>"),
               "<r><![CDATA[" + tricky + "]]></r>|");
     EXPECT_EQ(failure("<f><r a=\"" + repeated(">='--", 100'000) + "\"/></f>"), counted(1, ""));
+    EXPECT_EQ(failure("<f><r><![CDATA[" + repeated("a='b=\"=", 50'000) + "]]></r></f>"),
+              counted(1, ""));
 }
 
 TEST_F(stream_bounds, long_tokens_may_come_in_small_pieces) {

@@ -13,6 +13,10 @@
 #include <new>
 #include <string>
 
+// Validating by parts is not for everyone in later versions, but there is no other way that can be
+// stopped.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace pkg_dbe_xml::validation {
 
 namespace {

@@ -14,8 +14,6 @@ namespace {
 // An XML declaration is shorter; the first bytes are looked at as far.
 constexpr std::size_t k_longest_declaration = 1024;
 constexpr std::size_t k_piece = 65536;
-// More than a character has.
-constexpr int k_cut_character = 8;
 
 // Whether more bytes could say something else of the encoding.
 [[nodiscard]] bool is_undecided(std::string_view beginning) noexcept {

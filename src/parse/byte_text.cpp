@@ -74,6 +74,23 @@ using encoding_name = std::array<char, k_longest_name + 1>;
            is_name(name, "ISO-10646-UCS-2") || is_name(name, "ISO-10646-UCS-4");
 }
 
+// Adds bytes to a piece and converts them behind `made`. What is left in the piece is a character
+// that its end cuts, or none of the encoding. libxml2 makes room for two bytes for each one, and
+// stops where that does not do. False when memory runs out.
+[[nodiscard]] bool convert_piece(xmlCharEncodingHandler *handler, xmlBuffer *piece,
+                                 std::string_view bytes, xmlBuffer *made) {
+    if (xmlBufferAdd(piece, reinterpret_cast<const xmlChar *>(bytes.data()),
+                     static_cast<int>(bytes.size())) != 0) {
+        return false;
+    }
+    int left = xmlBufferLength(piece);
+    for (int before = left + 1; left > 0 && left < before; left = xmlBufferLength(piece)) {
+        before = left;
+        static_cast<void>(xmlCharEncInFunc(handler, made, piece));
+    }
+    return true;
+}
+
 } // namespace
 
 bytes_encoding encoding_of(std::string_view bytes) noexcept {
@@ -117,16 +134,11 @@ void byte_text::convert(std::string_view bytes, const char *encoding) {
     xmlBufferSetAllocationScheme(converted_.get(), XML_BUFFER_ALLOC_DOUBLEIT);
     while (!bytes.empty()) {
         const std::size_t size = std::min(bytes.size(), k_piece);
-        const bool added =
-            xmlBufferAdd(piece.get(), reinterpret_cast<const xmlChar *>(bytes.data()),
-                         static_cast<int>(size)) == 0;
-        // A character that the piece cuts stays in it.
-        const int result =
-            added ? xmlCharEncInFunc(handler.get(), converted_.get(), piece.get()) : -1;
-        if (!added || scope.refused()) {
+        if (!convert_piece(handler.get(), piece.get(), bytes.substr(0, size), converted_.get()) ||
+            scope.refused()) {
             report(reports::out_of_memory);
         }
-        if (result < 0 && xmlBufferLength(piece.get()) > 8) {
+        if (xmlBufferLength(piece.get()) > k_cut_character) {
             report(reports::undecodable_text, {encoding});
         }
         bytes.remove_prefix(size);

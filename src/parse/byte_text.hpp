@@ -9,6 +9,9 @@
 
 namespace pkg_dbe_xml {
 
+// Bytes of a character that the end of a piece may leave over: more than a character has.
+inline constexpr int k_cut_character = 8;
+
 // How bytes say that they are encoded.
 struct bytes_encoding {
     std::array<char, 61> name{}; // "" for UTF-8

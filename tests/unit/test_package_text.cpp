@@ -288,6 +288,18 @@ TEST_F(package_text, bytes_say_how_they_are_encoded) {
     EXPECT_EQ(call(xmldom_parse_bytes, sql::null).error_->sqlstate, "22004");
 }
 
+// A byte that becomes three: libxml2 makes room for two at a time.
+TEST_F(package_text, bytes_that_become_longer_are_read_whole) {
+    const std::size_t count = 300000;
+    const sql::result document =
+        call(xmldom_parse_bytes, "<?xml version='1.0' encoding='windows-1252'?><a>" +
+                                     std::string(count, '\x80') + "</a>");
+    ASSERT_FALSE(document.failed()) << document.error().message;
+    const std::string text = call(xmldom_get_text_content, root(document.handle())).text();
+    EXPECT_EQ(text.size(), 3 * count);
+    EXPECT_EQ(text.find_first_not_of("\xE2\x82\xAC"), std::string::npos);
+}
+
 TEST_F(package_text, bytes_come_back_in_every_encoding) {
     const std::string text = "<a x=\"\xE2\x82\xAC\">gr\xC3\xB6\xC3\x9F"
                              "e \xE2\x82\xAC</a>";

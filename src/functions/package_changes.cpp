@@ -103,6 +103,11 @@ void require_same_document(const package_call &here, int index, const named_node
                            const named_node &node) {
     const bool is_same_id = parent.entry->key.document_id() == node.entry->key.document_id();
     if (!is_same_id && find_family(*parent.entry) != find_family(*node.entry)) {
+        // No adoption would let a document stand below a node.
+        if (is_document(node.node)) {
+            here.fail(reports::child_not_allowed, index,
+                      {node_words(node.node), node_words(parent.node)}, node.node);
+        }
         here.fail(reports::wrong_document, index, {node_words(node.node)}, node.node);
     }
 }

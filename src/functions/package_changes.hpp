@@ -68,7 +68,8 @@ void require_namespace(const package_call &here, int index, namespace_fault faul
 
 // Declarations and what stands in them never change. Reports no_modification_allowed.
 void require_changeable(const package_call &here, int index, const xmlNode *node);
-// Both belong to the same document. Reports wrong_document about argument `index`.
+// Both belong to the same document. Reports wrong_document about argument `index`, or
+// child_not_allowed when it is a document itself.
 void require_same_document(const package_call &here, int index, const named_node &parent,
                            const named_node &node);
 // The node of a member of an array of handles (0: null). Reports null_member, unknown_handle,

@@ -281,6 +281,11 @@ TEST_F(package_place, other_documents_are_hinted_at_import) {
                   reports::not_found, "an element <f>", "an element <r>");
     EXPECT_REPORT(call(xmldom_append, root_, array({root(foreign)})), reports::wrong_document,
                   "an element <f>");
+    // A document could not stand there if it were of the same one.
+    EXPECT_REPORT(call(xmldom_append_child, root_, foreign), reports::child_not_allowed,
+                  "a document", "an element <r>");
+    EXPECT_REPORT(call(xmldom_append, root_, array({foreign})), reports::child_not_allowed,
+                  "a document", "an element <r>");
     const sql::handle copy = trees::handle_of(
         call(xml_dom_import_node, tree_, foreign).datum()); // a document of the same family
     EXPECT_REPORT(call(xmldom_append_child, root_, child(copy, {0})), reports::wrong_document,

@@ -60,11 +60,10 @@ void PrintTo(const shape &printed, std::ostream *out) { *out << printed.name; }
 
 class long_nodes : public sql::session_test, public ::testing::WithParamInterface<shape> {
   protected:
-    // What a call made comes to nothing: kept as little as possible between two calls.
-    template <class Action> static sql::result forgetful(Action action) {
-        sql::result outcome = action();
+    // Gives back what a call made, and what it left in memory: as little as possible is kept.
+    template <class Settle> static void end(Settle settle, const sql::result &outcome) {
+        settle(outcome);
         standalone::reset_caller_context();
-        return outcome;
     }
 
     // Plays a call to its end, which looks so many times at least, then stops it at some of the
@@ -72,13 +71,13 @@ class long_nodes : public sql::session_test, public ::testing::WithParamInterfac
     // held before.
     template <class Action, class Settle>
     void stop_at_looks(std::int64_t fewest, Action action, Settle settle) {
-        settle(forgetful(action)); // what is made once
+        end(settle, action()); // what is made once
         const std::int64_t held = host::gate.bytes_in_use;
         const std::int64_t begin = standalone::poll_count();
-        const sql::result whole = forgetful(action);
+        const sql::result whole = action();
         ASSERT_FALSE(whole.failed());
         const std::int64_t looks = standalone::poll_count() - begin;
-        settle(whole);
+        end(settle, whole);
         EXPECT_EQ(host::gate.bytes_in_use, held);
         EXPECT_GE(looks, fewest);
         std::int64_t most_after = 0;
@@ -88,12 +87,12 @@ class long_nodes : public sql::session_test, public ::testing::WithParamInterfac
              at = at == looks ? looks + 1 : std::min(factor * at, looks)) {
             const std::int64_t before = standalone::poll_count();
             standalone::cancel_after_polls(at);
-            const sql::result outcome = forgetful(action);
+            const sql::result outcome = action();
             ASSERT_TRUE(outcome.failed()) << "at look " << at;
             EXPECT_EQ(outcome.error().sqlstate, "57014");
             most_after = std::max(most_after, standalone::poll_count() - before - at);
             standalone::forget_cancel();
-            settle(outcome);
+            end(settle, outcome);
             EXPECT_EQ(host::gate.bytes_in_use, held) << "at look " << at;
             ++stopped;
         }
@@ -116,6 +115,7 @@ class long_nodes : public sql::session_test, public ::testing::WithParamInterfac
                 return sql::result();
             },
             nothing);
+        standalone::reset_caller_context();
     }
 
   private:
@@ -130,9 +130,7 @@ class long_nodes : public sql::session_test, public ::testing::WithParamInterfac
     template <class Action> static double time_of(Action action, sql::result &outcome) {
         const double begin = now();
         outcome = action();
-        const double end = now();
-        standalone::reset_caller_context();
-        return end - begin;
+        return now() - begin;
     }
     // How much longer a call takes that is told to stop at a look than it takes to get there. Looks
     // lie evenly in it.
@@ -140,13 +138,13 @@ class long_nodes : public sql::session_test, public ::testing::WithParamInterfac
     void measure(std::int64_t looks, Action action, Settle settle) const {
         sql::result outcome;
         const double whole = time_of(action, outcome) - passing_;
-        settle(outcome);
+        end(settle, outcome);
         double longest = 0;
         for (const std::int64_t at : {std::int64_t{1}, looks / 4, looks / 2, looks - looks / 4}) {
             standalone::cancel_after_polls(std::max<std::int64_t>(at, 1));
             const double taken = time_of(action, outcome) - passing_;
             standalone::forget_cancel();
-            settle(outcome);
+            end(settle, outcome);
             longest = std::max(longest, taken - whole * static_cast<double>(at - 1) /
                                                     static_cast<double>(looks));
         }

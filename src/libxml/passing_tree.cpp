@@ -10,6 +10,9 @@
 #include <cstring>
 #include <new>
 
+// Where a namespace is kept is deprecated in later versions, and read there all the same.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace host {
 
 namespace {

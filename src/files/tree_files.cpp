@@ -2,6 +2,7 @@
 #include "files/tree_files.hpp"
 
 #include "host/error.hpp"
+#include "libxml/library_version.hpp"
 #include "text/encoding_handler.hpp"
 #include "text/text_output.hpp"
 #include "tree/typed_access.hpp"
@@ -16,6 +17,7 @@
 #include <climits>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -201,7 +203,9 @@ dump_result dump_document(const char *path, xmlDocPtr document, const char *enco
         return {false, errno, scope.refused()};
     }
     if (!is_html(document)) {
-        if (auto result = dump_directly(file.get(), as_node(document), encoding, handler)) {
+        // From 2.15 on libxml2 declares the character set by the name that it has for it.
+        const std::string declared = host::libxml2_number() < 21500 ? encoding : handler->name;
+        if (auto result = dump_directly(file.get(), as_node(document), declared.c_str(), handler)) {
             result->out_of_memory = scope.refused();
             return *result;
         }

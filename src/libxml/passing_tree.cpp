@@ -1,6 +1,7 @@
 // Trees that pass. See passing_tree.hpp.
 #include "libxml/passing_tree.hpp"
 
+#include "libxml/library_version.hpp"
 #include "libxml/xml_work.hpp"
 
 #include <libxml/dict.h>
@@ -255,7 +256,9 @@ bool passing_tree::add_text(xmlElementType type, const xmlChar *text, int size) 
         return true;
     }
     const auto length = static_cast<std::size_t>(size);
-    if (at_->last != nullptr && at_->last->type == type) {
+    // Neighbouring sections are one up to libxml2 2.14.
+    const bool is_joined = type == XML_TEXT_NODE || libxml2_number() < 21500;
+    if (is_joined && at_->last != nullptr && at_->last->type == type) {
         return grow_text(at_->last, text, length);
     }
     xmlNodePtr const node = add_node(type, type == XML_TEXT_NODE ? xmlStringText : nullptr);

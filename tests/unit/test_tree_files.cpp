@@ -113,6 +113,10 @@ class tree_files : public sql::session_test {
     }
     void expect_same(xmlDocPtr document, const std::string &name) const {
         for (const char *const encoding : k_encodings) {
+            if (pkg_dbe_xml::find_encoding_handler(encoding) == nullptr) {
+                EXPECT_STREQ(encoding, "HTML") << "which 2.15 has no more";
+                continue;
+            }
             EXPECT_EQ(document_by_us(document, encoding), document_by_libxml2(document, encoding))
                 << name << " in " << encoding;
             expect_same_node(pkg_dbe_xml::as_node(document), encoding, name);

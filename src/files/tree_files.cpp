@@ -175,6 +175,16 @@ class text_file {
     return {done, sink.reason, false};
 }
 
+// The name of the character set that a document declares in a file. From 2.15 on libxml2 takes the
+// one that it has for it, and advises everybody else against looking at it.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+[[nodiscard]] const char *declared_name(const char *encoding,
+                                        const xmlCharEncodingHandler *handler) noexcept {
+    return host::libxml2_number() < 21500 ? encoding : handler->name;
+}
+#pragma GCC diagnostic pop
+
 } // namespace
 
 dump_result xml_elem_dump(host::output_file *file, xmlDocPtr document, xmlNodePtr node,
@@ -203,8 +213,7 @@ dump_result dump_document(const char *path, xmlDocPtr document, const char *enco
         return {false, errno, scope.refused()};
     }
     if (!is_html(document)) {
-        // From 2.15 on libxml2 declares the character set by the name that it has for it.
-        const std::string declared = host::libxml2_number() < 21500 ? encoding : handler->name;
+        const std::string declared = declared_name(encoding, handler.get());
         if (auto result = dump_directly(file.get(), as_node(document), declared.c_str(), handler)) {
             result->out_of_memory = scope.refused();
             return *result;

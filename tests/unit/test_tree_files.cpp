@@ -6,6 +6,7 @@
 #include "written_trees.hpp"
 
 #include "files/tree_files.hpp"
+#include "libxml/library_version.hpp"
 #include "text/encoding_handler.hpp"
 #include "write/tree_writer.hpp"
 
@@ -177,7 +178,9 @@ TEST_F(tree_files, random_trees) {
         refused += document_by_us(tree.document(), "UTF8").done ? 0 : 1;
         standalone::reset_caller_context();
     }
-    EXPECT_GT(refused, 0U) << "some hold bytes that are no UTF-8";
+    if (host::libxml2_number() < 21500) { // later it is converted as "UTF-8" is: not at all
+        EXPECT_GT(refused, 0U) << "some hold bytes that are no UTF-8";
+    }
     EXPECT_LT(refused, 150U);
 }
 

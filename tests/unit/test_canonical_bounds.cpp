@@ -252,7 +252,8 @@ TEST_F(canonical_bounds, many_attributes_and_declarations) {
 // --- failures and requests to stop --------------------------------------------------------------
 
 constexpr const char *k_document =
-    "<!DOCTYPE r [<!ENTITY v 'v&#38;lt;'><!ENTITY e '&v;<x/>'>]><r xmlns='urn:d' xmlns:p='urn:p' "
+    "<!DOCTYPE r [<!ENTITY v 'v&#38;lt;'><!ENTITY e '&v;<x xmlns=\"urn:x\"/>'>]><r xmlns='urn:d' "
+    "xmlns:p='urn:p' "
     "p:a='1&lt;' b='2' "
     "xml:base='a/'><p:b xml:base='b/' xmlns:q='urn:q' q:c='&v;'><c xml:base='d'/></p:b>t\xC3\xB6"
     "<![CDATA[d]]>&e;<!--c--><?p i?></r>";

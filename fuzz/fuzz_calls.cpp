@@ -1,6 +1,6 @@
-// Fuzzer of call sequences: bytes become calls of all 65 functions, in any order and with any
-// handle. The invariants of the registry hold after every few calls, and a session that has ended
-// leaves nothing. At its end it tells how many calls that were.
+// Fuzzer of call sequences: bytes become calls of the functions that SQL has, in any order and with
+// any handle. The invariants of the registry hold after every few calls, and a session that has
+// ended leaves nothing. At its end it tells how many calls that were.
 #include "support_program.hpp"
 
 #include <cstdio>

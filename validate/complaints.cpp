@@ -1,6 +1,8 @@
 // What libxml2 complains of. See complaints.hpp.
 #include "complaints.hpp"
 
+#include "message_line.hpp"
+
 #include <libxml/schemasInternals.h>
 
 #include <algorithm>
@@ -14,23 +16,13 @@ namespace {
 // One of them would otherwise hold a value of any length.
 constexpr std::size_t k_longest_message = 2000;
 
-// A message of libxml2's: one line, cut between characters.
+// A message of libxml2's, with dots where it was cut.
 std::string one_line(const char *text) {
-    std::string line(text == nullptr ? "" : text);
-    while (!line.empty() && (line.back() == '\n' || line.back() == ' ')) {
-        line.pop_back();
-    }
-    if (line.size() > k_longest_message) {
-        std::size_t size = k_longest_message;
-        while (size > 0 && (static_cast<unsigned char>(line[size]) & 0xC0U) == 0x80U) {
-            --size;
-        }
-        line.resize(size);
-        line += "...";
-    }
-    std::ranges::replace_if(
-        line, [](char byte) { return static_cast<unsigned char>(byte) < 0x20U; }, ' ');
-    return line;
+    const std::string_view whole =
+        message_line(text == nullptr ? "" : text, std::string_view::npos);
+    std::string line(message_line(whole, k_longest_message));
+    std::ranges::transform(line, line.begin(), message_byte);
+    return line.size() < whole.size() ? line + "..." : line;
 }
 
 const char *level_of(const xmlError &error) noexcept {

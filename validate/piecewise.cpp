@@ -43,9 +43,13 @@ bool is_text(const xmlNode *node) noexcept {
     return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE;
 }
 
-// Values as libxml2's parser hands them out: it writes an ampersand as a reference.
-void append_value(const xmlAttr *attribute, std::string &values) {
+// Values as libxml2's parser hands them out: it writes an ampersand as a reference. Returns a
+// reference to an entity that is found in the value, else null.
+const xmlNode *append_value(const xmlAttr *attribute, std::string &values) {
     for (const xmlNode *piece = attribute->children; piece != nullptr; piece = piece->next) {
+        if (piece->type == XML_ENTITY_REF_NODE) {
+            return piece;
+        }
         for (std::string_view text = view_of(piece->content); !text.empty();) {
             const std::size_t place = text.find('&');
             values.append(text.substr(0, place));
@@ -56,6 +60,7 @@ void append_value(const xmlAttr *attribute, std::string &values) {
             text.remove_prefix(place + 1);
         }
     }
+    return nullptr;
 }
 
 std::string_view without_blanks(std::string_view text) noexcept {
@@ -107,6 +112,9 @@ class walk {
             }
             if (node->type == XML_ELEMENT_NODE) {
                 begin(node);
+                if (entity != nullptr) {
+                    return;
+                }
                 if (node->children != nullptr) {
                     node = node->children;
                     continue;
@@ -190,27 +198,31 @@ class walk {
                (node->next != nullptr && node->next->type == XML_ELEMENT_NODE);
     }
 
-    void declare(const xmlNode *element) {
+    void declare(const xmlNs &record) {
+        namespaces_.push_back(record.prefix);
+        namespaces_.push_back(record.href == nullptr ? bytes_of("") : record.href);
+    }
+
+    void collect_namespaces(const xmlNode *element) {
+        namespaces_.clear();
+        if (element == root_) {
+            collect_scope();
+            return;
+        }
         for (const xmlNs *record = element->nsDef; record != nullptr; record = record->next) {
-            bool nearer = false;
-            for (std::size_t i = 0; i < namespaces_.size() && !nearer; i += 2) {
-                nearer = view_of(namespaces_[i]) == view_of(record->prefix);
-            }
-            if (!nearer) {
-                namespaces_.push_back(record->prefix);
-                namespaces_.push_back(record->href == nullptr ? bytes_of("") : record->href);
-            }
+            declare(*record);
         }
     }
 
     // Prefixes of names that stand in values may be declared above the tree.
-    void collect_namespaces(const xmlNode *element) {
-        namespaces_.clear();
-        declare(element);
-        if (element == root_) {
-            for (const xmlNode *above = element->parent;
-                 above != nullptr && above->type == XML_ELEMENT_NODE; above = above->parent) {
-                declare(above);
+    void collect_scope() {
+        std::unordered_set<std::string_view> known;
+        for (const xmlNode *each = root_; each != nullptr && each->type == XML_ELEMENT_NODE;
+             each = each->parent) {
+            for (const xmlNs *record = each->nsDef; record != nullptr; record = record->next) {
+                if (known.insert(view_of(record->prefix)).second) {
+                    declare(*record);
+                }
             }
         }
     }
@@ -221,7 +233,9 @@ class walk {
         values_.clear();
         for (const xmlAttr *one = element->properties; one != nullptr; one = one->next) {
             places_.push_back(values_.size());
-            append_value(one, values_);
+            if (const xmlNode *const found = append_value(one, values_)) {
+                entity = found;
+            }
             if (has_identifiers_ && !same_twice &&
                 schema_.identifiers.contains(view_of(one->name))) {
                 note_identifier(without_blanks(std::string_view(values_).substr(places_.back())));

@@ -138,6 +138,22 @@ void whole_step(void *state) noexcept {
     }
 }
 
+// Reports a reference to an entity.
+void refuse_entity(const xmlNode *reference) {
+    services().report(reports::entity_in_tree, {reinterpret_cast<const char *>(reference->name)},
+                      {});
+}
+
+void check_attributes(const xmlNode *element) {
+    for (const xmlAttr *one = element->properties; one != nullptr; one = one->next) {
+        for (const xmlNode *piece = one->children; piece != nullptr; piece = piece->next) {
+            if (piece->type == XML_ENTITY_REF_NODE) {
+                refuse_entity(piece);
+            }
+        }
+    }
+}
+
 // Levels of elements and references to entities, which are reported. Returns the number of nodes.
 // Throws when the statement was asked to stop.
 unsigned check_shape(const xmlNode *top) {
@@ -148,8 +164,10 @@ unsigned check_shape(const xmlNode *top) {
             services().check_for_interrupts();
         }
         if (node->type == XML_ENTITY_REF_NODE) {
-            services().report(reports::entity_in_tree, {reinterpret_cast<const char *>(node->name)},
-                              {});
+            refuse_entity(node);
+        }
+        if (node->type == XML_ELEMENT_NODE) {
+            check_attributes(node);
         }
         if (node->type == XML_ELEMENT_NODE && node->children != nullptr) {
             if (++depth > k_most_levels) {

@@ -17,7 +17,6 @@
 #include <climits>
 #include <memory>
 #include <optional>
-#include <string>
 #include <string_view>
 #include <utility>
 
@@ -213,8 +212,8 @@ dump_result dump_document(const char *path, xmlDocPtr document, const char *enco
         return {false, errno, scope.refused()};
     }
     if (!is_html(document)) {
-        const std::string declared = declared_name(encoding, handler.get());
-        if (auto result = dump_directly(file.get(), as_node(document), declared.c_str(), handler)) {
+        const char *const declared = declared_name(encoding, handler.get());
+        if (auto result = dump_directly(file.get(), as_node(document), declared, handler)) {
             result->out_of_memory = scope.refused();
             return *result;
         }

@@ -1,6 +1,8 @@
 // What a parse complained of. See complaint_log.hpp.
 #include "libxml/complaint_log.hpp"
 
+#include "message_line.hpp"
+
 #include <libxml/xmlmemory.h>
 
 #include <algorithm>
@@ -14,21 +16,6 @@ namespace {
 
 constexpr std::size_t k_longest_message = 1000;
 constexpr std::size_t k_first_capacity = 1024;
-
-// Without the end of the line, and cut between characters.
-std::string_view one_line(std::string_view text) noexcept {
-    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) {
-        text.remove_suffix(1);
-    }
-    if (text.size() > k_longest_message) {
-        std::size_t size = k_longest_message;
-        while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80U) {
-            --size;
-        }
-        text = text.substr(0, size);
-    }
-    return text;
-}
 
 } // namespace
 
@@ -48,7 +35,7 @@ bool complaint_log::reserve(std::size_t bytes) noexcept {
 
 void complaint_log::add(complaint_level level, bool is_validity, int line,
                         std::string_view message) noexcept {
-    message = one_line(message);
+    message = pkg_dbe_xml::message_line(message, k_longest_message);
     const std::size_t size = sizeof(head) + message.size();
     if (count_ == k_most || size_ + size > k_most_bytes || !reserve(size_ + size)) {
         left_out_ += left_out_ == UINT32_MAX ? 0 : 1;
@@ -57,7 +44,7 @@ void complaint_log::add(complaint_level level, bool is_validity, int line,
     const head start{line, static_cast<std::uint16_t>(message.size()), level, is_validity};
     std::memcpy(bytes_ + size_, &start, sizeof start);
     std::transform(message.begin(), message.end(), bytes_ + size_ + sizeof start,
-                   [](char byte) { return static_cast<unsigned char>(byte) < 0x20U ? ' ' : byte; });
+                   pkg_dbe_xml::message_byte);
     size_ += size;
     ++count_;
 }

@@ -9,6 +9,7 @@
 #include "host/limits.hpp"
 #include "libxml/passing_tree.hpp"
 #include "libxml/xml_work.hpp"
+#include "message_line.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -32,22 +33,10 @@ constexpr unsigned k_no_amplification_limit = 1000000000;
 
 // --- notes on what went wrong -------------------------------------------------------------------
 
-// Copies a message of libxml2: one line, cut between characters.
 template <std::size_t Size> void copy_message(char (&destination)[Size], std::string_view text) {
-    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) {
-        text.remove_suffix(1);
-    }
-    std::size_t count = std::min(text.size(), Size - 1);
-    if (count < text.size()) {
-        while (count > 0 && (static_cast<unsigned char>(text[count]) & 0xC0U) == 0x80U) {
-            --count;
-        }
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        destination[i] = byte < 0x20U || byte == 0x7FU ? ' ' : text[i];
-    }
-    destination[count] = '\0';
+    text = pkg_dbe_xml::message_line(text, Size - 1);
+    std::transform(text.begin(), text.end(), destination, pkg_dbe_xml::message_byte);
+    destination[text.size()] = '\0';
 }
 
 struct place {

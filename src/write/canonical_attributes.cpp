@@ -2,7 +2,6 @@
 
 #include "write/canonical_attributes.hpp"
 
-#include "tree/node_text.hpp"
 #include "tree/text_compare.hpp"
 #include "write/unwritable.hpp"
 
@@ -57,10 +56,20 @@ using attributes_above = growing_array<found_above, 16>;
     return attribute;
 }
 
+// The value of a base that is joined, of texts and of entities that stand for text.
 void append_value(const xmlAttr *attribute, joined_base &text) {
-    text_room room;
-    const text_piece value = node_text(reinterpret_cast<const xmlNode *>(attribute), room);
-    text.append(reinterpret_cast<const char *>(value.bytes), value.size);
+    for (const xmlNode *piece = attribute->children; piece != nullptr; piece = piece->next) {
+        const xmlChar *content = piece->content;
+        if (piece->type == XML_ENTITY_REF_NODE) {
+            const xmlEntity *const entity = entity_to_write(piece);
+            if (!is_text_only(entity)) {
+                refuse_to_write(piece, "its entity is more than text, in a base that is joined");
+            }
+            content = entity->content;
+        }
+        const std::string_view bytes = view_of(content);
+        text.append(bytes.data(), bytes.size());
+    }
 }
 
 [[nodiscard]] const xmlNode *element_above(const xmlNode *element) noexcept {

@@ -383,20 +383,13 @@ void canonical_writer::write_content(const xmlNode *node, std::string_view text,
 
 // What stands for a reference: its first node, or null when all of it has been written.
 const xmlNode *canonical_writer::unfold(const xmlNode *reference, canonical_place place) {
-    const xmlEntity *const entity = xmlGetDocEntity(reference->doc, reference->name);
-    if (entity == nullptr || entity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY) {
-        refuse_to_write(reference, "the document declares no such entity");
-    }
+    const xmlEntity *const entity = entity_to_write(reference);
     const xmlNode *const first = entity->children;
     if (first == nullptr || first->parent != reinterpret_cast<const xmlNode *>(entity)) {
-        const std::string_view text = view_of(entity->content);
-        const bool is_text = entity->etype == XML_INTERNAL_PREDEFINED_ENTITY ||
-                             (entity->etype == XML_INTERNAL_GENERAL_ENTITY &&
-                              text.find_first_of("<&") == std::string_view::npos);
-        if (!is_text) {
+        if (!is_text_only(entity)) {
             refuse_to_write(reference, "its entity has not been read");
         }
-        write_content(reference, text, place);
+        write_content(reference, view_of(entity->content), place);
         return nullptr;
     }
     const auto is_same = [entity](const unfolding &each) noexcept { return each.entity == entity; };

@@ -23,6 +23,20 @@ void refuse_to_write(const xmlNode *node, std::string_view reason, const report_
     report(row, {node_words(node), reason}, {}, context);
 }
 
+const xmlEntity *entity_to_write(const xmlNode *reference) {
+    const xmlEntity *const entity = xmlGetDocEntity(reference->doc, reference->name);
+    if (entity == nullptr || entity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY) {
+        refuse_to_write(reference, "the document declares no such entity");
+    }
+    return entity;
+}
+
+bool is_text_only(const xmlEntity *entity) noexcept {
+    return entity->etype == XML_INTERNAL_PREDEFINED_ENTITY ||
+           (entity->etype == XML_INTERNAL_GENERAL_ENTITY &&
+            view_of(entity->content).find_first_of("<&") == std::string_view::npos);
+}
+
 // Where a name with a colon has a namespace, or something declares its prefix now, it would be read
 // otherwise. A default namespace is none of its own.
 const char *name_fault(const xmlNode *node, known_names &names, written_scope &scope) {

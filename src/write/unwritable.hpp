@@ -16,6 +16,12 @@ namespace pkg_dbe_xml {
 [[noreturn]] void refuse_to_write(const xmlNode *node, std::string_view reason,
                                   const report_row &row = reports::unwritable_node);
 
+// What an entity reference stands for. Refuses the reference when nothing declares it, and when it
+// is one to a file that is no text.
+[[nodiscard]] const xmlEntity *entity_to_write(const xmlNode *reference);
+// Whether the content of an entity is its text as it stands, without markup or references.
+[[nodiscard]] bool is_text_only(const xmlEntity *entity) noexcept;
+
 // Each of these gives the reason why something cannot be written, null when it can be.
 
 // The name of an element or attribute, where `scope` is what prefixes mean. A name without a

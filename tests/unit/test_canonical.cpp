@@ -462,4 +462,29 @@ TEST_F(canonical, references_are_unfolded) {
         "an entity reference x cannot be written as XML: the document declares no such entity");
 }
 
+// A base that is joined is not written without what an entity in it stands for.
+TEST_F(canonical, entities_in_bases_that_are_joined) {
+    const auto joined = [](const char *name) {
+        const sql::handle d = document("<!DOCTYPE r [<!ENTITY t 'text'><!ENTITY n '&t;'>]>"
+                                       "<r xml:base='a/'><b xml:base='c'/></r>");
+        xmlDocPtr const tree = trees::document_of(d);
+        {
+            const host::tree_scope scope;
+            xmlAttrPtr const base = xmlDocGetRootElement(tree)->children->properties;
+            xmlNodePtr const made = xmlNewReference(tree, trees::xml(name));
+            made->parent = reinterpret_cast<xmlNodePtr>(base);
+            made->prev = base->last;
+            base->last = base->last->next = made;
+        }
+        const sql::result made =
+            call(xmldom_canonical, child(root(d), {0}), false, false, sql::null, "1.1");
+        return made.failed() ? made.error().message : made.text();
+    };
+    EXPECT_EQ(joined("t"), "<b xml:base=\"a/ctext\"></b>");
+    EXPECT_EQ(joined("n"), "an entity reference n cannot be written as XML: its entity is "
+                           "more than text, in a base that is joined");
+    EXPECT_EQ(joined("x"), "an entity reference x cannot be written as XML: the document declares "
+                           "no such entity");
+}
+
 } // namespace

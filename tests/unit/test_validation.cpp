@@ -167,6 +167,62 @@ TEST_F(validation, refuses_schemas_that_are_none) {
     }
 }
 
+// A reference to an entity is found in attributes too, by pieces and in a copy.
+TEST_F(validation, refuses_references_in_attributes) {
+    store("x.xsd", xsd("<xs:element name='a'><xs:complexType><xs:attribute name='b'/>"
+                       "</xs:complexType></xs:element>"));
+    store("x.dtd", "<!ELEMENT a EMPTY><!ATTLIST a b CDATA #IMPLIED>");
+    char words[512] = "";
+    int line = 0;
+    xmlDocPtr const document = services().parse_text("<a b='1'/>", words, line);
+    const auto validated = [document](const char *location) {
+        outcome result;
+        validate_tree(reinterpret_cast<const xmlNode *>(document), false, schema_at(location),
+                      result);
+        return result.complaints.errors;
+    };
+    EXPECT_EQ(validated("x.xsd"), 0U);
+    EXPECT_EQ(validated("x.dtd"), 0U);
+    {
+        const host::tree_scope scope;
+        xmlAttrPtr const attribute = xmlDocGetRootElement(document)->properties;
+        xmlNodePtr const made = xmlNewReference(document, BAD_CAST "e");
+        made->parent = reinterpret_cast<xmlNodePtr>(attribute);
+        made->prev = attribute->last;
+        attribute->last = attribute->last->next = made;
+    }
+    EXPECT_THROW(validated("x.xsd"), host::raised);
+    EXPECT_THROW(validated("x.dtd"), host::raised);
+    services().free_document(document);
+}
+
+// All prefixes of an element are told to libxml2 in a time that grows with their number, and those
+// above the topmost one hide each other.
+TEST_F(validation, tells_of_many_prefixes) {
+    store("q.xsd", xsd("<xs:element name='a'><xs:complexType><xs:attribute name='b' "
+                       "type='xs:QName'/></xs:complexType></xs:element>"));
+    constexpr int k_many = 100000;
+    char words[512] = "";
+    int line = 0;
+    xmlDocPtr const document = services().parse_text("<o><a b='p99999:c'/></o>", words, line);
+    xmlNodePtr const outer = xmlDocGetRootElement(document);
+    {
+        const host::tree_scope scope;
+        for (xmlNodePtr const element : {outer->children, outer}) {
+            xmlNsPtr *end = &element->nsDef;
+            for (int each = 0; each < k_many; ++each) {
+                const std::string prefix = "p" + std::to_string(each);
+                *end = xmlNewNs(nullptr, BAD_CAST "urn:u", BAD_CAST prefix.c_str());
+                end = &(*end)->next;
+            }
+        }
+    }
+    outcome result;
+    validate_tree(outer->children, false, schema_at("q.xsd"), result);
+    EXPECT_EQ(result.complaints.errors, 0U);
+    services().free_document(document);
+}
+
 TEST_F(validation, keeps_no_more_than_sixteen_schemas) {
     std::int64_t sixteen = 0;
     for (int number = 0; number < 24; ++number) {

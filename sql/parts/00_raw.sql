@@ -24,6 +24,8 @@ COMMENT ON TYPE raw IS 'string of bytes; names documents, nodes and parsers of t
 
 CREATE CAST (raw AS bytea) WITHOUT FUNCTION AS ASSIGNMENT;
 CREATE CAST (bytea AS raw) WITHOUT FUNCTION AS ASSIGNMENT;
+COMMENT ON CAST (raw AS bytea) IS 'the same bytes';
+COMMENT ON CAST (bytea AS raw) IS 'the same bytes';
 
 -- Comparison, byte by byte.
 
@@ -81,6 +83,10 @@ CREATE OPERATOR CLASS raw_ops DEFAULT FOR TYPE raw USING hash AS
     OPERATOR 1 =,
     FUNCTION 1 raw_hash(raw),
     FUNCTION 2 raw_hash_extended(raw, bigint);
+COMMENT ON OPERATOR CLASS raw_ops USING btree IS 'order byte by byte';
+COMMENT ON OPERATOR FAMILY raw_ops USING btree IS 'order byte by byte';
+COMMENT ON OPERATOR CLASS raw_ops USING hash IS 'equality byte by byte';
+COMMENT ON OPERATOR FAMILY raw_ops USING hash IS 'equality byte by byte';
 
 COMMENT ON FUNCTION raw_in(cstring) IS 'reads raw from hexadecimal, as bytea is read';
 COMMENT ON FUNCTION raw_out(raw) IS 'writes raw as bytea is written';

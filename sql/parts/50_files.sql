@@ -22,6 +22,8 @@ COMMENT ON FUNCTION xml_directory_role_out(xml_directory_role) IS 'writes the na
 
 CREATE CAST (xml_directory_role AS oid) WITHOUT FUNCTION;
 CREATE CAST (oid AS xml_directory_role) WITHOUT FUNCTION;
+COMMENT ON CAST (xml_directory_role AS oid) IS 'number of the role';
+COMMENT ON CAST (oid AS xml_directory_role) IS 'role of that number';
 
 -- Changed only by the functions below. The order of the columns is fixed: the library reads them by
 -- number.

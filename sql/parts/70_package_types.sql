@@ -53,6 +53,8 @@ BEGIN
             COMMENT ON FUNCTION PREFIX_send(TYPE_NAME) IS 'writes a handle in binary form';
             CREATE CAST (TYPE_NAME AS raw) WITHOUT FUNCTION AS ASSIGNMENT;
             CREATE CAST (raw AS TYPE_NAME) WITHOUT FUNCTION AS ASSIGNMENT;
+            COMMENT ON CAST (TYPE_NAME AS raw) IS 'the same handle for the long-named functions';
+            COMMENT ON CAST (raw AS TYPE_NAME) IS 'the same handle, which functions look at when it is passed';
         $statements$, 'TYPE_NAME', type_name), 'PREFIX', prefix), 'DESCRIPTION', description);
     END LOOP;
 END
@@ -63,3 +65,7 @@ CREATE CAST (xmldom.document AS xmldom.node) WITHOUT FUNCTION AS IMPLICIT;
 CREATE CAST (xmldom.element AS xmldom.node) WITHOUT FUNCTION AS IMPLICIT;
 CREATE CAST (xmldom.attr AS xmldom.node) WITHOUT FUNCTION AS IMPLICIT;
 CREATE CAST (xmldom.text_node AS xmldom.node) WITHOUT FUNCTION AS IMPLICIT;
+COMMENT ON CAST (xmldom.document AS xmldom.node) IS 'the same handle: a document is a node';
+COMMENT ON CAST (xmldom.element AS xmldom.node) IS 'the same handle: an element is a node';
+COMMENT ON CAST (xmldom.attr AS xmldom.node) IS 'the same handle: an attribute is a node';
+COMMENT ON CAST (xmldom.text_node AS xmldom.node) IS 'the same handle: a text is a node';

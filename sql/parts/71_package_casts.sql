@@ -27,6 +27,11 @@ CREATE CAST (xmldom.node AS xmldom.attr)
     WITH FUNCTION xmldom_internal.as_attr(xmldom.node) AS ASSIGNMENT;
 CREATE CAST (xmldom.node AS xmldom.text_node)
     WITH FUNCTION xmldom_internal.as_text_node(xmldom.node) AS ASSIGNMENT;
+COMMENT ON CAST (xmldom.node AS xmldom.document) IS 'the same handle; an error unless it names a document';
+COMMENT ON CAST (xmldom.node AS xmldom.element) IS 'the same handle; an error unless it names an element';
+COMMENT ON CAST (xmldom.node AS xmldom.attr) IS 'the same handle; an error unless it names an attribute';
+COMMENT ON CAST (xmldom.node AS xmldom.text_node) IS
+    'the same handle; an error unless it names a text or a CDATA section';
 
 -- Equality, for joins, DISTINCT and GROUP BY, and an order, for indexes. Documents, elements,
 -- attributes and texts are compared as nodes, so that they can be compared with each other. The
@@ -82,6 +87,10 @@ BEGIN
                 OPERATOR 1 =,
                 FUNCTION 1 PREFIX_hash(TYPE_NAME),
                 FUNCTION 2 PREFIX_hash_extended(TYPE_NAME, bigint);
+            COMMENT ON OPERATOR CLASS SHORT_ops USING btree IS 'an order of handles, for indexes';
+            COMMENT ON OPERATOR FAMILY SHORT_ops USING btree IS 'an order of handles, for indexes';
+            COMMENT ON OPERATOR CLASS SHORT_ops USING hash IS 'equality of handles';
+            COMMENT ON OPERATOR FAMILY SHORT_ops USING hash IS 'equality of handles';
         $statements$, 'TYPE_NAME', type_name), 'PREFIX', prefix),
             'SHORT', 'dom_' || pg_catalog.split_part(type_name, '.', 2));
     END LOOP;

@@ -17,6 +17,11 @@ CREATE VIEW xmldom.documents AS
     ) AS lines;
 COMMENT ON VIEW xmldom.documents IS
     'the documents of this session: when each was made, with what it ends, its nodes, and the bytes of tree and handles';
+COMMENT ON COLUMN xmldom.documents.document IS 'handle of the document';
+COMMENT ON COLUMN xmldom.documents.made IS 'when it was parsed or made';
+COMMENT ON COLUMN xmldom.documents.lifetime IS 'what it ends with when nobody frees it: session or transaction';
+COMMENT ON COLUMN xmldom.documents.nodes IS 'nodes of its trees, the document, attributes and their texts included';
+COMMENT ON COLUMN xmldom.documents.bytes IS 'memory of its trees and handles';
 GRANT SELECT ON xmldom.documents TO PUBLIC;
 
 CREATE FUNCTION xmldom.describe_sessions() RETURNS text
@@ -39,4 +44,10 @@ CREATE VIEW xmldom.sessions AS
     ) AS lines;
 COMMENT ON VIEW xmldom.sessions IS
     'what each session of the server holds, where pkg_dbe_xml is in shared_preload_libraries; for the role pg_monitor';
+COMMENT ON COLUMN xmldom.sessions.pid IS 'number of the process, as in pg_stat_activity';
+COMMENT ON COLUMN xmldom.sessions.documents IS 'open documents';
+COMMENT ON COLUMN xmldom.sessions.transaction_documents IS 'those of them that end with their transaction';
+COMMENT ON COLUMN xmldom.sessions.parsers IS 'parser objects';
+COMMENT ON COLUMN xmldom.sessions.tree_bytes IS 'memory of trees';
+COMMENT ON COLUMN xmldom.sessions.handle_bytes IS 'memory of handles';
 GRANT SELECT ON xmldom.sessions TO pg_monitor;

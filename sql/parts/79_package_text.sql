@@ -52,13 +52,16 @@ COMMENT ON FUNCTION xmldom.canonical_to_large_object(xmldom.node, oid, boolean, 
 -- Casts.
 
 CREATE CAST (xmldom.node AS xml) WITH FUNCTION xmldom.to_xml(xmldom.node);
+COMMENT ON CAST (xmldom.node AS xml) IS 'what xmldom.to_xml gives';
 CREATE FUNCTION xmldom.to_xml(document xmldom.document) RETURNS xml
     AS 'MODULE_PATHNAME', 'xmldom_to_xml' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.to_xml(xmldom.document) IS
     'document as an XML value; null for null';
 CREATE CAST (xmldom.document AS xml) WITH FUNCTION xmldom.to_xml(xmldom.document);
+COMMENT ON CAST (xmldom.document AS xml) IS 'what xmldom.to_xml gives';
 CREATE FUNCTION xmldom.to_xml(element xmldom.element) RETURNS xml
     AS 'MODULE_PATHNAME', 'xmldom_to_xml' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.to_xml(xmldom.element) IS
     'element with all below it as an XML value; null for null';
 CREATE CAST (xmldom.element AS xml) WITH FUNCTION xmldom.to_xml(xmldom.element);
+COMMENT ON CAST (xmldom.element AS xml) IS 'what xmldom.to_xml gives';

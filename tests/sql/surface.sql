@@ -19,8 +19,27 @@ SELECT oid::regprocedure FROM declared
     WHERE oid NOT IN (SELECT oid FROM functions) AND proname ~ '^(raw|xml)_'
     ORDER BY proname COLLATE "C";
 
--- Described, with named arguments; never taken for constant, never run in a parallel worker.
-SELECT proname FROM declared WHERE obj_description(oid, 'pg_proc') IS NULL ORDER BY 1;
+-- Everything is described: each object of both extensions, each column and each setting.
+BEGIN;
+CREATE EXTENSION pkg_dbe_xml_validate;
+CREATE TEMPORARY VIEW members AS
+    SELECT d.classid, d.objid FROM pg_depend AS d JOIN pg_extension AS e ON e.oid = d.refobjid
+        WHERE d.refclassid = 'pg_extension'::regclass AND d.deptype = 'e' AND e.extname ~ '^pkg_dbe_xml';
+SELECT count(DISTINCT classid) >= 8 AS kinds, count(*) > 400 AS objects FROM members;
+SELECT pg_describe_object(classid, objid, 0) AS not_described FROM members
+    WHERE obj_description(objid, classid::regclass::text) IS NULL ORDER BY pg_describe_object(classid, objid, 0) COLLATE "C";
+SELECT attrelid::regclass AS relation, attname AS not_described
+    FROM members JOIN pg_class ON classid = 'pg_class'::regclass AND pg_class.oid = objid
+        JOIN pg_attribute ON attrelid = objid AND attnum > 0 AND NOT attisdropped
+    WHERE relkind IN ('r', 'v', 'm', 'c') AND col_description(objid, attnum) IS NULL ORDER BY 1, attnum;
+SELECT extname AS not_described FROM pg_extension
+    WHERE extname ~ '^pkg_dbe_xml' AND obj_description(oid, 'pg_extension') IS NULL;
+SELECT documents FROM xmldom.session;
+SELECT count(*) > 10 AS settings, count(*) FILTER (WHERE short_desc = '') AS not_described
+    FROM pg_settings WHERE name ~ '^pkg_dbe_xml';
+ROLLBACK;
+
+-- With named arguments; never taken for constant, never run in a parallel worker.
 SELECT proname FROM functions WHERE pronargs > 0 AND proargnames IS NULL ORDER BY 1;
 SELECT proname FROM functions WHERE '' = ANY (proargnames) ORDER BY 1;
 SELECT DISTINCT provolatile, proparallel, prosecdef, prokind, proretset FROM functions;

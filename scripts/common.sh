@@ -1,11 +1,14 @@
-# Shared by ./test, ./demo, examples/scale_out/run and scripts. Sourced, from the root of the project.
+# Shared by ./test, ./demo, examples/scale_out/run and scripts. Sourced.
 
 # Runs a command with root's rights.
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
-    else
+    elif command -v sudo >/dev/null; then
         sudo -E "$@"
+    else
+        echo "needs root or sudo for: $*" >&2
+        return 1
     fi
 }
 
@@ -22,26 +25,43 @@ find_server() {
     server_version=$("$PG_CONFIG" --version | sed -E 's/^[^0-9]*([0-9]+).*/\1/')
 }
 
-# Reads what make prints and counts the files compiled, for whoever waits at a terminal.
-show_progress() {
-    if [ -t 1 ]; then
-        awk '/ -c -o / { printf "\r%d files compiled", ++files; fflush() } END { if (files) print "" }'
-    else
-        cat >/dev/null
-    fi
+# with_progress LOG HOW_FAR COMMAND...: runs a command, its output in LOG. Whoever waits is told how
+# far it is, by what HOW_FAR prints of the log: at a terminal every second, else twice a minute.
+with_progress() {
+    local log=$1 how_far=$2 begin=$SECONDS every=30 ticker status=0
+    shift 2
+    : >"$log"
+    [ ! -t 1 ] || every=1
+    # It ends with the shell that waits for the command, however that ends.
+    while sleep "$every" >/dev/null 2>&1 && kill -0 $$ 2>/dev/null; do
+        if [ -t 1 ]; then
+            printf '\r\033[K%s, %d s' "$("$how_far" "$log")" $((SECONDS - begin))
+        else
+            printf '%s, %d s\n' "$("$how_far" "$log")" $((SECONDS - begin))
+        fi
+    done &
+    ticker=$!
+    "$@" >"$log" 2>&1 || status=$?
+    kill "$ticker" 2>/dev/null
+    wait "$ticker" 2>/dev/null || true
+    [ ! -t 1 ] || printf '\r\033[K'
+    return "$status"
+}
+
+# How far a build is, by what make printed; `to_compile` is the number of files that it begins with.
+files_compiled() { echo "$(grep -c ' -c -o ' "$1") of $to_compile files compiled"; }
+make_and_install() {
+    make -j2 PG_CONFIG="$PG_CONFIG" && as_root make install PG_CONFIG="$PG_CONFIG"
 }
 
 # Builds the extension and installs it into the server of PG_CONFIG; the output goes to the file $1.
 build_and_install() {
-    local log=$1 begin
+    local log=$1 begin to_compile
     begin=$(now)
     mkdir -p "$(dirname "$log")"
+    to_compile=$(make -n PG_CONFIG="$PG_CONFIG" 2>/dev/null | grep -c ' -c -o ' || true)
     echo "building the extension for $("$PG_CONFIG" --version); the first time takes some minutes"
-    if ! (
-        set -o pipefail
-        { make -j2 PG_CONFIG="$PG_CONFIG" && as_root make install PG_CONFIG="$PG_CONFIG"; } 2>&1 |
-            tee "$log" | show_progress
-    ); then
+    if ! with_progress "$log" files_compiled make_and_install; then
         tail -n 30 "$log" >&2
         echo "the build failed; all of its output is in $log" >&2
         return 1

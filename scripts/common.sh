@@ -49,7 +49,13 @@ with_progress() {
 }
 
 # How far a build is, by what make printed; `to_compile` is the number of files that it begins with.
-files_compiled() { echo "$(grep -c ' -c -o ' "$1") of $to_compile files compiled"; }
+files_compiled() {
+    if [ "$to_compile" -eq 0 ]; then
+        echo "installing"
+    else
+        echo "$(grep -c ' -c -o ' "$1") of $to_compile files compiled"
+    fi
+}
 make_and_install() {
     make -j2 PG_CONFIG="$PG_CONFIG" && as_root make install PG_CONFIG="$PG_CONFIG"
 }
@@ -69,22 +75,35 @@ build_and_install() {
     echo "built and installed in $(since "$begin") s"
 }
 
+# At a terminal, tells every second that a server is being started, until the file $1 is there.
+show_start() {
+    local begin=$SECONDS
+    [ -t 1 ] || return 0
+    while sleep 1 >/dev/null 2>&1 && [ ! -e "$1" ] && kill -0 $$ 2>/dev/null; do
+        printf '\r\033[Kstarting a private server, %d s' $((SECONDS - begin))
+    done
+}
+
 # Runs a command against a private server that is thrown away afterwards. A runaway backend ends
 # in an error and not in a machine that stops answering. Tries again when another server took the
 # port in the meantime.
 on_private_server() {
-    local begun status attempt
+    local begun status attempt starting
     begun=$(mktemp -u)
     for attempt in 1 2 3; do
+        show_start "$begun" &
+        starting=$!
+        status=0
         (
             ulimit -v 8000000
             # shellcheck disable=SC2016  # for the shell inside
             # All private servers have one name: each gets its own file that says whether it runs.
             exec pg_virtualenv -t -v "$server_version" -i '--locale=C.UTF-8 --encoding=UTF8' \
                 -o "external_pid_file=$begun.pid" \
-                bash -c 'touch "$0" && exec "$@"' "$begun" "$@"
-        )
-        status=$?
+                bash -c 'touch "$0" && { [ ! -t 1 ] || printf "\r\033[K"; } && exec "$@"' "$begun" "$@"
+        ) || status=$?
+        kill "$starting" 2>/dev/null || true
+        wait "$starting" 2>/dev/null || true
         [ ! -e "$begun" ] || break
         echo "the private server did not start (attempt $attempt)" >&2
         sleep 2

@@ -190,7 +190,8 @@ column_list *known_columns(FmgrInfo &function, TupleDesc wanted) {
         palloc0(offsetof(column_list, columns) + count * sizeof(column_input)));
     list->shape = CreateTupleDescCopy(wanted);
     for (std::size_t column = 0; column < count; ++column) {
-        const FormData_pg_attribute &attribute = *TupleDescAttr(list->shape, column);
+        const FormData_pg_attribute &attribute =
+            *TupleDescAttr(list->shape, static_cast<int>(column));
         prepare_column(list->columns[column], attribute, function.fn_mcxt);
         list->runs_code = list->runs_code || !is_server_code(attribute.atttypid);
     }
@@ -416,7 +417,7 @@ column_form record_set::form_of(std::size_t column) const noexcept {
 bool record_set::runs_code() const noexcept { return state_->list->runs_code; }
 
 std::string_view record_set::column_name(std::size_t column) const {
-    char *name = NameStr(TupleDescAttr(state_->list->shape, column)->attname);
+    char *name = NameStr(TupleDescAttr(state_->list->shape, static_cast<int>(column))->attname);
     if (GetDatabaseEncoding() != PG_UTF8) {
         guard([&name] { name = pg_server_to_any(name, static_cast<int>(strlen(name)), PG_UTF8); });
     }

@@ -198,10 +198,11 @@ void *resize_in_arena(void *block, std::size_t old_size, std::size_t size) noexc
 }
 
 void *resize_in_heap(void *block, std::size_t old_size, std::size_t size) noexcept {
-    void *moved = std::realloc(block, size);
-    if (moved == nullptr && give_up_reserve()) [[unlikely]] {
+    void *moved = nullptr;
+    // The block is as it was when it could not be moved; of a second call alone g++ 16 doubts it.
+    do {
         moved = std::realloc(block, size);
-    }
+    } while (moved == nullptr && give_up_reserve());
     if (moved == nullptr) [[unlikely]] {
         note_refusal(size);
         return nullptr;

@@ -61,6 +61,16 @@ Oid number_of_table() {
     return number;
 }
 
+// The index of the locations. Raises.
+Oid index_of(Relation relation) {
+#if PG_VERSION_NUM >= 180000
+    constexpr bool k_even_deferrable = false;
+    return RelationGetPrimaryKeyIndex(relation, k_even_deferrable);
+#else
+    return RelationGetPrimaryKeyIndex(relation);
+#endif
+}
+
 // The text at a location, in the caller's memory; null when there is none. Raises.
 text *read_text(Datum location) {
     table_number = number_of_table();
@@ -69,7 +79,7 @@ text *read_text(Datum location) {
     ScanKeyInit(&key, k_location_column, BTEqualStrategyNumber, F_TEXTEQ, location);
     const Snapshot snapshot = RegisterSnapshot(GetLatestSnapshot());
     const SysScanDesc scan =
-        systable_beginscan(relation, RelationGetPrimaryKeyIndex(relation), true, snapshot, 1, &key);
+        systable_beginscan(relation, index_of(relation), true, snapshot, 1, &key);
     text *found = nullptr;
     const HeapTuple row = systable_getnext(scan);
     if (HeapTupleIsValid(row)) {

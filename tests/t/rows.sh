@@ -76,6 +76,43 @@ for paths in '/a/b @c d' '//b @c d' '/a/b/d ../@c .' '/a/b count(*) string(d)' '
         "$(sql "select t.* from $documents, xmltable('$rows' passing (x::xml) columns c text path '$first', d text path '$second') as t")"
 done
 
+# Nulls for values that do not convert, from PostgreSQL 16 on.
+version=$(sql 'show server_version_num')
+# nulls NAME CALL EXPECTED: three columns, of which a number and a date need not convert.
+nulls() {
+    local got expected=$3
+    [ "$version" -ge 160000 ] || expected='ERROR:  0A000: this server cannot make nulls of values that do not convert'
+    got=$(sql "select * from $2 as t(number int, name text, day date)")
+    is "$1: nulls, or a server that says that it makes none" "$(sed '/^DETAIL/,$d' <<<"$got")" "$expected"
+}
+kept='<a><b>1<d>2026-11-22</d></b><b>one<d>no day</d></b><b>3<d>2026-02-30</d></b></a>'
+columns="'/a/b', array['text()', 'text()', 'd'], on_error => 'null'"
+rows=$'1|1|2026-11-22\n|one|\n3|3|'
+nulls 'rows of a text' "xmldom.rows_of_text('$kept', $columns)" "$rows"
+nulls 'rows of a text that is made a tree' "xmldom.rows_of_text('$kept', '//b', array['text()', 'text()', 'd'], on_error => 'null')" "$rows"
+nulls 'rows of a tree' "xmldom.rows(xmldom.parse('$kept'), $columns)" "$rows"
+nulls 'rows of a stream' "xmlparser.rows('$kept'::text, $columns)" "$rows"
+# What is no failed conversion stays an error.
+refused=$([ "$version" -ge 160000 ] && echo 57014 || echo 0A000)
+open_session
+like 'a conversion that is stopped makes no null' "$(tell 'set statement_timeout = 300' \
+    "select count(d) from big, xmldom.rows_of_text(x, '/a/b', array['d'], on_error => 'null') as t(d slow)" \
+    'reset statement_timeout')" "$refused"
+is 'nothing is left of it' "$(tell "$left")" '0|0|0'
+close_session
+if [ "$version" -ge 160000 ]; then
+    grown=$(sql "do \$\$ declare before integer; made integer; begin
+            for i in 1 .. 20 loop
+                if i = 5 then before := $(cut -d ' ' -f 2- <<<"$peak"); end if;
+                select count(*) filter (where c is null) into made from xmldom.rows_of_text('<a>' || repeat('<b>x</b>', 20000)
+                    || '</a>', '/a/b', array['.'], on_error => 'null') as t(c int);
+                if made <> 20000 then raise exception 'only % nulls', made; end if;
+            end loop;
+            raise notice 'grown by % kB', $(cut -d ' ' -f 2- <<<"$peak") - before;
+        end \$\$" | sed -n 's/^NOTICE:.*grown by \(-\{0,1\}[0-9]*\) kB$/\1/p')
+    at_most 'four hundred thousand nulls, kB' "${grown:-no answer}" 2000
+fi
+
 # Another encoding: names, paths and values are shown in it.
 sql "create database rows_latin1 encoding 'LATIN1' template template0 locale 'C'" >/dev/null
 export PGDATABASE=rows_latin1

@@ -41,7 +41,7 @@ struct totals {
     std::size_t files = 0;
     std::size_t passed = 0;
     std::size_t differing = 0;
-    std::size_t not_read = 0;     // not in UTF-8, or no document for libxml2
+    std::size_t not_read = 0;     // not in UTF-8, or no whole document for libxml2
     std::size_t no_canonical = 0; // of those passed: libxml2 gives no canonical form
     // Of those passed: blanks between texts and elements, which indenting adds or the parser drops,
     // count in the canonical form.
@@ -81,14 +81,52 @@ xmlParserInputPtr load_nothing(const char * /*url*/, const char * /*id*/,
     return nullptr;
 }
 
-xml_doc_ptr parsed_by_libxml2(const std::string &text) {
+xml_doc_ptr parsed_by_libxml2(const std::string &text, int options = k_parse_options) {
     const xmlExternalEntityLoader loader = xmlGetExternalEntityLoader();
     xmlSetExternalEntityLoader(load_nothing);
     xml_doc_ptr document(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, "UTF-8",
-                                       k_parse_options | XML_PARSE_IGNORE_ENC | XML_PARSE_NOERROR |
+                                       options | XML_PARSE_IGNORE_ENC | XML_PARSE_NOERROR |
                                            XML_PARSE_NOWARNING));
     xmlSetExternalEntityLoader(loader);
     return document;
+}
+
+bool is_unknown_reference(const xmlNode *node) {
+    return node->type == XML_ENTITY_REF_NODE && xmlGetDocEntity(node->doc, node->name) == nullptr;
+}
+
+bool has_unknown_reference(const xmlNode *element) {
+    for (const xmlAttr *attribute = element->properties; attribute != nullptr;
+         attribute = attribute->next) {
+        for (const xmlNode *part = attribute->children; part != nullptr; part = part->next) {
+            if (is_unknown_reference(part)) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+// Whether a reference names an entity that only a file could declare. From 2.13 on libxml2 leaves
+// such references out of the tree, where the library keeps them; before, it refuses the text.
+bool has_unknown_reference(const std::string &text) {
+    const xml_doc_ptr document = parsed_by_libxml2(text, k_parse_options & ~XML_PARSE_NOENT);
+    const xmlNode *node = document == nullptr ? nullptr : xmlDocGetRootElement(document.get());
+    while (node != nullptr) {
+        if (is_unknown_reference(node) ||
+            (node->type == XML_ELEMENT_NODE && has_unknown_reference(node))) {
+            return true;
+        }
+        if (node->type == XML_ELEMENT_NODE && node->children != nullptr) {
+            node = node->children;
+            continue;
+        }
+        while (node->next == nullptr && node->parent != nullptr) {
+            node = node->parent;
+        }
+        node = node->next;
+    }
+    return false;
 }
 
 std::string written_by_libxml2(xmlDocPtr document) {
@@ -157,7 +195,7 @@ void take(const std::filesystem::path &path, totals &sums) {
         return;
     }
     xml_doc_ptr expected = parsed_by_libxml2(text);
-    if (expected == nullptr) {
+    if (expected == nullptr || has_unknown_reference(text)) {
         ++sums.not_read;
         return;
     }

@@ -8,7 +8,7 @@ COMMENT ON FUNCTION xmlparser_new_parser() IS
 CREATE FUNCTION xmlparser_parse_clob(parser raw, document text) RETURNS void
     AS 'MODULE_PATHNAME', 'xmlparser_parse_clob' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser_parse_clob(raw, text) IS
-    'parses a text and keeps the document; a text that does not parse draws a warning and leaves none';
+    'parses a text and keeps the document; a text that does not parse raises a warning, and there is no document';
 
 CREATE FUNCTION xmlparser_parse_buffer(parser raw, document text) RETURNS void
     AS 'MODULE_PATHNAME', 'xmlparser_parse_buffer' LANGUAGE C VOLATILE PARALLEL UNSAFE;

@@ -9,7 +9,7 @@ COMMENT ON FUNCTION xml_dom_new_document_clob(oid) IS
 CREATE FUNCTION xmlparser_parse_clob(parser raw, large_object oid) RETURNS void
     AS 'MODULE_PATHNAME', 'xmlparser_parse_large_object' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser_parse_clob(raw, oid) IS
-    'parses a large object of at most 2147483647 bytes and keeps the document; a text that does not parse draws a warning and leaves none';
+    'parses a large object of at most 2147483647 bytes and keeps the document; a text that does not parse raises a warning, and there is no document';
 
 CREATE FUNCTION xml_dom_write_to_clob_doc(document raw, large_object oid) RETURNS oid
     AS 'MODULE_PATHNAME', 'xml_dom_write_to_large_object_doc' LANGUAGE C VOLATILE PARALLEL UNSAFE;

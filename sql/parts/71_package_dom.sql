@@ -5,15 +5,15 @@
 CREATE FUNCTION xmldom.set_charset(document xmldom.document, character_set text) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmldom_set_charset' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_charset(xmldom.document, text) IS
-    'sets the character set that the document declares, UTF-8 for null; the document';
+    'sets the character set that the document declares, UTF-8 for null; returns the document';
 CREATE FUNCTION xmldom.set_doctype(document xmldom.document, name text, system_id text, public_id text) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmldom_set_doctype' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_doctype(xmldom.document, text, text, text) IS
-    'sets name and identifiers of the document type, which is made if there is none; the document';
+    'sets name and identifiers of the document type, which is made if there is none; returns the document';
 CREATE FUNCTION xmldom.free_document(document xmldom.document) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmldom_free_document' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.free_document(xmldom.document) IS
-    'releases a document with every handle that belongs to it, and the documents imported into it; null';
+    'releases a document with every handle that belongs to it, and the documents imported into it; returns null';
 
 -- Handles that name nothing.
 
@@ -67,31 +67,31 @@ COMMENT ON FUNCTION xmldom.write_to_clob(xmldom.node) IS
 CREATE FUNCTION xmldom.write_to_file(document xmldom.document, file text) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xml_dom_write_to_file_doc_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.write_to_file(xmldom.document, text) IS
-    'writes a document into DIRECTORY/NAME.xml; the document';
+    'writes a document into DIRECTORY/NAME.xml; returns the document';
 CREATE FUNCTION xmldom.write_to_file(document xmldom.document, file text, character_set text) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xml_dom_write_to_file_doc_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.write_to_file(xmldom.document, text, text) IS
-    'the same in a character set; the document';
+    'the same in a character set; returns the document';
 CREATE FUNCTION xmldom.write_to_file(node xmldom.node, file text) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xml_dom_write_to_file_node_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.write_to_file(xmldom.node, text) IS
-    'writes a node into DIRECTORY/NAME.xml; the node';
+    'writes a node into DIRECTORY/NAME.xml; returns the node';
 CREATE FUNCTION xmldom.write_to_file(node xmldom.node, file text, character_set text) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xml_dom_write_to_file_node_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.write_to_file(xmldom.node, text, text) IS
-    'the same in a character set; the node';
+    'the same in a character set; returns the node';
 
 -- Giving handles up.
 
 CREATE FUNCTION xmldom.free_node(node xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xml_dom_free_node_returning' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.free_node(xmldom.node) IS
-    'gives a handle up, the tree stays; null';
+    'gives a handle up, the tree stays; returns null';
 CREATE FUNCTION xmldom.free_node_list(list xmldom.node_list) RETURNS xmldom.node_list
     AS 'MODULE_PATHNAME', 'xml_dom_free_nodelist_returning' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.free_node_list(xmldom.node_list) IS
-    'gives a list up, its members stay; null';
+    'gives a list up, its members stay; returns null';
 CREATE FUNCTION xmldom.free_named_node_map(map xmldom.named_node_map) RETURNS xmldom.named_node_map
     AS 'MODULE_PATHNAME', 'xml_dom_free_node_returning' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.free_named_node_map(xmldom.named_node_map) IS
-    'gives a map up, the attributes stay; null';
+    'gives a map up, the attributes stay; returns null';

@@ -7,7 +7,7 @@ COMMENT ON FUNCTION xmlparser.new_parser() IS
 CREATE FUNCTION xmlparser.parse(parser xmlparser.parser, document text) RETURNS xmlparser.parser
     AS 'MODULE_PATHNAME', 'xmlparser_parse_clob_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.parse(xmlparser.parser, text) IS
-    'parses a text and keeps the document; a text that does not parse draws a warning and leaves none; returns the parser';
+    'parses a text and keeps the document; a text that does not parse raises a warning, and there is no document; returns the parser';
 CREATE FUNCTION xmlparser.parse_buffer(parser xmlparser.parser, document text) RETURNS xmlparser.parser
     AS 'MODULE_PATHNAME', 'xmlparser_parse_buffer_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.parse_buffer(xmlparser.parser, text) IS

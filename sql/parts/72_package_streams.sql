@@ -3,15 +3,15 @@
 CREATE FUNCTION xmlparser.open_stream(record_path text, namespaces text[] DEFAULT NULL, inherit boolean DEFAULT false, skip bigint DEFAULT 0) RETURNS xmlparser.stream
     AS 'MODULE_PATHNAME', 'xmlparser_open_stream' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.open_stream(text, text[], boolean, bigint) IS
-    'new stream, which gives the elements at a path of child steps as documents of their own; inherit copies xml:lang, xml:base and xml:space of outer elements; the first records may be skipped; it ends with the transaction';
+    'new stream, which gives the elements at a path of child steps as documents of their own; inherit copies xml:lang, xml:base and xml:space of outer elements; skip passes over the first records; it ends with the transaction';
 CREATE FUNCTION xmlparser.feed(stream xmlparser.stream, piece text) RETURNS xmlparser.stream
     AS 'MODULE_PATHNAME', 'xmlparser_feed_text' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.feed(xmlparser.stream, text) IS
-    'adds a piece of the text, cut anywhere; nothing for null; the stream';
+    'adds a piece of the text, cut anywhere; null adds nothing; returns the stream';
 CREATE FUNCTION xmlparser.feed(stream xmlparser.stream, piece bytea) RETURNS xmlparser.stream
     AS 'MODULE_PATHNAME', 'xmlparser_feed_bytes' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.feed(xmlparser.stream, bytea) IS
-    'the same of bytes, in the encoding that the document names; the stream';
+    'the same of bytes, in the encoding that the document names; returns the stream';
 CREATE FUNCTION xmlparser.next_record(stream xmlparser.stream) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmlparser_next_record' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.next_record(xmlparser.stream) IS
@@ -23,8 +23,8 @@ COMMENT ON FUNCTION xmlparser.is_complete(xmlparser.stream) IS
 CREATE FUNCTION xmlparser.record_number(stream xmlparser.stream) RETURNS bigint
     AS 'MODULE_PATHNAME', 'xmlparser_record_number' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.record_number(xmlparser.stream) IS
-    'number of the record given out last, counted from 1, skipped ones included';
+    'number of the last record that was given out, counted from 1, skipped ones included';
 CREATE FUNCTION xmlparser.close_stream(stream xmlparser.stream) RETURNS xmlparser.stream
     AS 'MODULE_PATHNAME', 'xmlparser_close_stream' LANGUAGE C VOLATILE STRICT PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.close_stream(xmlparser.stream) IS
-    'ends the stream; its records stay; null';
+    'ends the stream; its records stay; returns null';

@@ -16,7 +16,7 @@ CREATE VIEW xmldom.documents AS
         FROM regexp_split_to_table(xmldom.describe_documents(), '\n') AS line
     ) AS lines;
 COMMENT ON VIEW xmldom.documents IS
-    'the documents of this session: when each was made, with what it ends, its nodes, and the bytes of tree and handles';
+    'the documents of this session: when each was made, what it ends with, its nodes, and the bytes of tree and handles';
 COMMENT ON COLUMN xmldom.documents.document IS 'handle of the document';
 COMMENT ON COLUMN xmldom.documents.made IS 'when it was parsed or made';
 COMMENT ON COLUMN xmldom.documents.lifetime IS 'what it ends with when nobody frees it: session or transaction';

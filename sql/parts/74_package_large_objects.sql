@@ -5,7 +5,7 @@
 CREATE FUNCTION xmlparser.parse(parser xmlparser.parser, large_object oid) RETURNS xmlparser.parser
     AS 'MODULE_PATHNAME', 'xmlparser_parse_large_object_returning' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmlparser.parse(xmlparser.parser, oid) IS
-    'parses a large object and keeps the document; a text that does not parse draws a warning and leaves none; returns the parser';
+    'parses a large object and keeps the document; a text that does not parse raises a warning, and there is no document; returns the parser';
 CREATE FUNCTION xmldom.write_to_large_object(document xmldom.document) RETURNS oid
     AS 'MODULE_PATHNAME', 'xml_dom_write_to_large_object_doc' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.write_to_large_object(xmldom.document) IS

@@ -39,15 +39,15 @@ COMMENT ON FUNCTION xmldom.replace_child(xmldom.node, xmldom.node, xmldom.text_n
 CREATE FUNCTION xmldom.remove_child(parent xmldom.node, old_child xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_remove_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove_child(xmldom.node, xmldom.node) IS
-    'takes a child out of the tree; returns the child';
+    'removes a child from the tree; returns the child';
 CREATE FUNCTION xmldom.remove_child(parent xmldom.node, old_child xmldom.element) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_remove_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove_child(xmldom.node, xmldom.element) IS
-    'takes a child out of the tree; returns the child';
+    'removes a child from the tree; returns the child';
 CREATE FUNCTION xmldom.remove_child(parent xmldom.node, old_child xmldom.text_node) RETURNS xmldom.text_node
     AS 'MODULE_PATHNAME', 'xmldom_remove_child' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove_child(xmldom.node, xmldom.text_node) IS
-    'takes a child out of the tree; returns the child';
+    'removes a child from the tree; returns the child';
 CREATE FUNCTION xmldom.append(parent xmldom.node, VARIADIC nodes xmldom.node[]) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_append' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.append(xmldom.node, VARIADIC xmldom.node[]) IS
@@ -99,20 +99,20 @@ COMMENT ON FUNCTION xmldom.replace_with(xmldom.element, VARIADIC xmldom.node[]) 
 CREATE FUNCTION xmldom.replace_children(parent xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_replace_children' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.replace_children(xmldom.node) IS
-    'takes all children out of a node; returns the node';
+    'removes all children of a node; returns the node';
 CREATE FUNCTION xmldom.replace_children(parent xmldom.element) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_replace_children' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.replace_children(xmldom.element) IS
-    'takes all children out of a node; returns the node';
+    'removes all children of a node; returns the node';
 CREATE FUNCTION xmldom.remove(node xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_remove' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove(xmldom.node) IS
-    'takes a node out of its tree, if it is in one; returns the node';
+    'removes a node from its tree, if it is in one; returns the node';
 CREATE FUNCTION xmldom.remove(node xmldom.element) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_remove' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove(xmldom.element) IS
-    'takes a node out of its tree, if it is in one; returns the node';
+    'removes a node from its tree, if it is in one; returns the node';
 CREATE FUNCTION xmldom.remove(node xmldom.text_node) RETURNS xmldom.text_node
     AS 'MODULE_PATHNAME', 'xmldom_remove' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove(xmldom.text_node) IS
-    'takes a node out of its tree, if it is in one; returns the node';
+    'removes a node from its tree, if it is in one; returns the node';

@@ -22,7 +22,7 @@ CREATE FUNCTION xmlparser.rows(source oid, record_path text, columns text[], nam
         on_error text DEFAULT NULL, skip bigint DEFAULT 0, notice_every integer DEFAULT NULL) RETURNS SETOF record
     AS 'MODULE_PATHNAME', 'xmlparser_rows_of_object' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 1000000 ROWS 100000;
 COMMENT ON FUNCTION xmlparser.rows(oid, text, text[], text[], text, bigint, integer) IS
-    'a row for each record of a large object, in the encoding that it names, with the memory of one record; columns, namespaces and on_error as in xmldom.rows; the first records may be skipped; a notice after each so many';
+    'a row for each record of a large object, in the encoding that it names, with the memory of one record; columns, namespaces and on_error as in xmldom.rows; skip passes over the first records; notice_every sends a notice after each so many';
 CREATE FUNCTION xmlparser.rows(source text, record_path text, columns text[], namespaces text[] DEFAULT NULL,
         on_error text DEFAULT NULL, skip bigint DEFAULT 0, notice_every integer DEFAULT NULL) RETURNS SETOF record
     AS 'MODULE_PATHNAME', 'xmlparser_rows_of_text' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10000 ROWS 1000;

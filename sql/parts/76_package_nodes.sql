@@ -43,7 +43,7 @@ COMMENT ON FUNCTION xmldom.create_entity_reference(xmldom.document, text) IS
 CREATE FUNCTION xmldom.create_document_fragment(document xmldom.document) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_create_document_fragment' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.create_document_fragment(xmldom.document) IS
-    'new fragment: what is put into it is moved on in one go';
+    'new fragment, a holder of nodes: inserting it inserts them all';
 CREATE FUNCTION xmldom.clone_node(node xmldom.node, deep boolean DEFAULT false) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_clone_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.clone_node(xmldom.node, boolean) IS
@@ -139,4 +139,4 @@ COMMENT ON FUNCTION xmldom.normalize_document(xmldom.document) IS
 CREATE FUNCTION xmldom.get_element_by_id(document xmldom.document, id text) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_get_element_by_id' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.get_element_by_id(xmldom.document, text) IS
-    'first element whose ID this is; IDs are attributes declared so, xml:id, and what set_id_attribute made one';
+    'first element with that ID; IDs are the attributes that the document type declares so, xml:id, and those that set_id_attribute made one';

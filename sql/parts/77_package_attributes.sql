@@ -27,7 +27,7 @@ COMMENT ON FUNCTION xmldom.set_attribute_node_ns(xmldom.node, xmldom.attr) IS
 CREATE FUNCTION xmldom.remove_attribute_node(element xmldom.node, attribute xmldom.attr) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_remove_attribute_node' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove_attribute_node(xmldom.node, xmldom.attr) IS
-    'takes an attribute off its element; returns the attribute';
+    'removes an attribute from its element; returns the attribute';
 CREATE FUNCTION xmldom.set_value(attribute xmldom.node, value text) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_set_value' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_value(xmldom.node, text) IS
@@ -43,11 +43,11 @@ COMMENT ON FUNCTION xmldom.set_named_item_ns(xmldom.named_node_map, xmldom.attr)
 CREATE FUNCTION xmldom.remove_named_item(map xmldom.named_node_map, name text) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_remove_named_item' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove_named_item(xmldom.named_node_map, text) IS
-    'takes the attribute of that name off the element of a map; returns the attribute';
+    'removes the attribute of that name from the element of a map; returns the attribute';
 CREATE FUNCTION xmldom.remove_named_item_ns(map xmldom.named_node_map, local_name text, uri text) RETURNS xmldom.attr
     AS 'MODULE_PATHNAME', 'xmldom_remove_named_item_ns' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.remove_named_item_ns(xmldom.named_node_map, text, text) IS
-    'takes the attribute of that name and namespace off the element of a map; returns the attribute';
+    'removes the attribute of that name and namespace from the element of a map; returns the attribute';
 CREATE FUNCTION xmldom.set_id_attribute(element xmldom.node, name text, is_id boolean) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_set_id_attribute' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.set_id_attribute(xmldom.node, text, boolean) IS

@@ -35,35 +35,35 @@ COMMENT ON FUNCTION xmldom.set_data(xmldom.text_node, text) IS
 CREATE FUNCTION xmldom.append_data(node xmldom.node, data text) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_append_data' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.append_data(xmldom.node, text) IS
-    'adds a text at the end; returns the node';
+    'appends a text; returns the node';
 CREATE FUNCTION xmldom.append_data(node xmldom.text_node, data text) RETURNS xmldom.text_node
     AS 'MODULE_PATHNAME', 'xmldom_append_data' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.append_data(xmldom.text_node, text) IS
-    'adds a text at the end; returns the node';
+    'appends a text; returns the node';
 CREATE FUNCTION xmldom.insert_data(node xmldom.node, at integer, data text) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_insert_data' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.insert_data(xmldom.node, integer, text) IS
-    'puts a text in, in front of the character at that offset, from 0; returns the node';
+    'inserts a text in front of the character at an offset, counted from 0; returns the node';
 CREATE FUNCTION xmldom.insert_data(node xmldom.text_node, at integer, data text) RETURNS xmldom.text_node
     AS 'MODULE_PATHNAME', 'xmldom_insert_data' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.insert_data(xmldom.text_node, integer, text) IS
-    'puts a text in, in front of the character at that offset, from 0; returns the node';
+    'inserts a text in front of the character at an offset, counted from 0; returns the node';
 CREATE FUNCTION xmldom.delete_data(node xmldom.node, at integer, count integer) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_delete_data' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.delete_data(xmldom.node, integer, integer) IS
-    'takes that many characters out, from an offset on; returns the node';
+    'deletes that many characters, from an offset on; returns the node';
 CREATE FUNCTION xmldom.delete_data(node xmldom.text_node, at integer, count integer) RETURNS xmldom.text_node
     AS 'MODULE_PATHNAME', 'xmldom_delete_data' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.delete_data(xmldom.text_node, integer, integer) IS
-    'takes that many characters out, from an offset on; returns the node';
+    'deletes that many characters, from an offset on; returns the node';
 CREATE FUNCTION xmldom.replace_data(node xmldom.node, at integer, count integer, data text) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_replace_data' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.replace_data(xmldom.node, integer, integer, text) IS
-    'puts a text in the place of that many characters, from an offset on; returns the node';
+    'replaces that many characters, from an offset on, by a text; returns the node';
 CREATE FUNCTION xmldom.replace_data(node xmldom.text_node, at integer, count integer, data text) RETURNS xmldom.text_node
     AS 'MODULE_PATHNAME', 'xmldom_replace_data' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.replace_data(xmldom.text_node, integer, integer, text) IS
-    'puts a text in the place of that many characters, from an offset on; returns the node';
+    'replaces that many characters, from an offset on, by a text; returns the node';
 CREATE FUNCTION xmldom.split_text(text xmldom.node, at integer) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_split_text' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.split_text(xmldom.node, integer) IS
@@ -83,12 +83,12 @@ COMMENT ON FUNCTION xmldom.replace_whole_text(xmldom.text_node, text) IS
 CREATE FUNCTION xmldom.normalize(node xmldom.node) RETURNS xmldom.node
     AS 'MODULE_PATHNAME', 'xmldom_normalize' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.normalize(xmldom.node) IS
-    'joins neighbouring texts below a node and takes empty ones out; returns the node';
+    'joins neighbouring texts below a node and removes empty ones; returns the node';
 CREATE FUNCTION xmldom.normalize(node xmldom.element) RETURNS xmldom.element
     AS 'MODULE_PATHNAME', 'xmldom_normalize' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.normalize(xmldom.element) IS
-    'joins neighbouring texts below a node and takes empty ones out; returns the node';
+    'joins neighbouring texts below a node and removes empty ones; returns the node';
 CREATE FUNCTION xmldom.normalize(node xmldom.document) RETURNS xmldom.document
     AS 'MODULE_PATHNAME', 'xmldom_normalize' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.normalize(xmldom.document) IS
-    'joins neighbouring texts below a node and takes empty ones out; returns the node';
+    'joins neighbouring texts below a node and removes empty ones; returns the node';

@@ -24,7 +24,7 @@ COMMENT ON FUNCTION xmldom.parse(oid, text) IS
 CREATE FUNCTION xmldom.to_text(node xmldom.node, indent integer DEFAULT 0, declaration boolean DEFAULT NULL) RETURNS text
     AS 'MODULE_PATHNAME', 'xmldom_to_text' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.to_text(xmldom.node, integer, boolean) IS
-    'node with all below it as a text that reads back as it is; with blanks for each level, with or without the XML declaration, which else is there if it was';
+    'node with all below it as a text that reads back as it is; with blanks for each level, with or without the XML declaration, which by default is there if it was';
 CREATE FUNCTION xmldom.to_bytea(node xmldom.node, encoding text DEFAULT NULL, indent integer DEFAULT 0, declaration boolean DEFAULT NULL) RETURNS bytea
     AS 'MODULE_PATHNAME', 'xmldom_to_bytea' LANGUAGE C VOLATILE PARALLEL UNSAFE;
 COMMENT ON FUNCTION xmldom.to_bytea(xmldom.node, text, integer, boolean) IS

@@ -25,7 +25,7 @@ REVOKE ALL ON xmlschema.schemas FROM PUBLIC;
 CREATE FUNCTION xmlschema.schemas_changed() RETURNS trigger
     AS 'MODULE_PATHNAME', 'xmlschema_schemas_changed' LANGUAGE C VOLATILE;
 COMMENT ON FUNCTION xmlschema.schemas_changed() IS
-    'the trigger of xmlschema.schemas: has all sessions forget the schemas that they have compiled';
+    'the trigger of xmlschema.schemas: makes all sessions forget the schemas that they have compiled';
 CREATE TRIGGER schemas_changed AFTER INSERT OR UPDATE OR DELETE OR TRUNCATE ON xmlschema.schemas
     FOR EACH STATEMENT EXECUTE FUNCTION xmlschema.schemas_changed();
 ALTER TABLE xmlschema.schemas ENABLE ALWAYS TRIGGER schemas_changed;
@@ -36,14 +36,14 @@ CREATE FUNCTION xmlschema.add_schemas(schemas text[]) RETURNS integer
     AS 'MODULE_PATHNAME', 'xmlschema_add_schemas' LANGUAGE C VOLATILE PARALLEL UNSAFE
     SECURITY DEFINER SET search_path = pg_catalog, pg_temp;
 COMMENT ON FUNCTION xmlschema.add_schemas(text[]) IS
-    'adds or replaces schemas, all or none of them; the array has two columns, location and text; returns their number. For whom an administrator grants it';
+    'adds or replaces schemas, all or none of them; the array has two columns, location and text; returns their number. Only for roles with a grant';
 REVOKE ALL ON FUNCTION xmlschema.add_schemas(text[]) FROM PUBLIC;
 
 CREATE FUNCTION xmlschema.remove_schema(location text) RETURNS boolean
     AS 'MODULE_PATHNAME', 'xmlschema_remove_schema' LANGUAGE C VOLATILE PARALLEL UNSAFE
     SECURITY DEFINER SET search_path = pg_catalog, pg_temp;
 COMMENT ON FUNCTION xmlschema.remove_schema(text) IS
-    'removes a schema; false when there is none. For whom an administrator grants it';
+    'removes a schema; false when there is none. Only for roles with a grant';
 REVOKE ALL ON FUNCTION xmlschema.remove_schema(text) FROM PUBLIC;
 
 -- Validation.
@@ -52,7 +52,7 @@ CREATE FUNCTION xmlschema.validate(node xmldom.node, location text, at_most inte
     RETURNS TABLE (line integer, path text, level text, message text)
     AS 'MODULE_PATHNAME', 'xmlschema_validate_node' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 10000 ROWS 10;
 COMMENT ON FUNCTION xmlschema.validate(xmldom.node, text, integer) IS
-    'what a document or an element, with all below it, breaks of the rules of a schema; no rows mean that it is valid. Stops after so many complaints';
+    'a row for each rule of a schema that a document or an element, with all below it, breaks; no rows mean that it is valid. Stops after at_most rows';
 CREATE FUNCTION xmlschema.validate(document text, location text, at_most integer DEFAULT 1000)
     RETURNS TABLE (line integer, path text, level text, message text)
     AS 'MODULE_PATHNAME', 'xmlschema_validate_text' LANGUAGE C VOLATILE PARALLEL UNSAFE COST 20000 ROWS 10;

@@ -106,6 +106,9 @@ $(objects_folder)/failing_calls.so: $(OBJS) $(objects_folder)/tests/failing_call
 $(objects_folder)/failing_conversion.so: $(source)/tests/t/failing_conversion.cpp $(source)/Makefile
 	@mkdir -p $(@D)
 	$(CXX) $(cxx_flags) $(server_flags) -shared -o $@ $<
+$(objects_folder)/other_build.so: $(source)/tests/t/other_build.cpp $(source)/Makefile
+	@mkdir -p $(@D)
+	$(CXX) $(cxx_flags) $(server_flags) -shared -o $@ $<
 
 $(shlib): $(exports_map)
 

@@ -43,6 +43,20 @@ bool is_text(const xmlNode *node) noexcept {
     return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE;
 }
 
+// The whole value of an attribute where it can be handed out as it lies in the tree.
+bool lies_ready(const xmlAttr *attribute, std::string_view &value) noexcept {
+    const xmlNode *const text = attribute->children;
+    if (text == nullptr) {
+        value = std::string_view("");
+        return true;
+    }
+    if (text->next != nullptr || text->type != XML_TEXT_NODE || text->content == nullptr) {
+        return false;
+    }
+    value = view_of(text->content);
+    return value.find('&') == std::string_view::npos;
+}
+
 // Values as libxml2's parser hands them out: it writes an ampersand as a reference. Returns a
 // reference to an entity that is found in the value, else null.
 const xmlNode *append_value(const xmlAttr *attribute, std::string &values) {
@@ -61,6 +75,15 @@ const xmlNode *append_value(const xmlAttr *attribute, std::string &values) {
         }
     }
     return nullptr;
+}
+
+// How many blanks a text begins with.
+std::size_t blanks_before(const xmlChar *text) noexcept {
+    std::size_t count = 0;
+    while (text != nullptr && is_blank(static_cast<char>(text[count]))) {
+        ++count;
+    }
+    return count;
 }
 
 std::string_view without_blanks(std::string_view text) noexcept {
@@ -155,41 +178,69 @@ class walk {
 
     void begin(const xmlNode *element) {
         complaints_.current = element;
-        collect_namespaces(element);
-        collect_attributes(element);
+        ++depth_;
+        namespaces_.clear();
+        if (element == root_) {
+            collect_scope();
+        } else if (element->nsDef != nullptr) {
+            collect_namespaces(element);
+        }
+        attributes_.clear();
+        if (element->properties != nullptr) {
+            collect_attributes(element);
+        }
         const xmlChar *const uri = uri_of(element->ns);
         handler_->startElementNs(handler_data_, element->name, nullptr, uri,
                                  static_cast<int>(namespaces_.size() / 2), namespaces_.data(),
                                  static_cast<int>(attributes_.size() / 5), 0, attributes_.data());
-        text_starts_.push_back(text_.size());
-        bytes_ += k_bytes_of_element + values_.size();
+        bytes_ += k_bytes_of_element;
     }
 
     void end(const xmlNode *element) {
         complaints_.current = element;
-        const std::size_t start = text_starts_.back();
-        if (text_.size() > start) {
-            handler_->characters(
-                handler_data_, bytes_of(text_.data() + start),
-                static_cast<int>(std::min<std::size_t>(text_.size() - start, INT_MAX)));
+        if (!texts_.empty() && texts_.back().depth == depth_) {
+            tell_text();
         }
+        --depth_;
         const xmlChar *const uri = uri_of(element->ns);
         handler_->endElementNs(handler_data_, element->name, nullptr, uri);
+    }
+
+    // What was put together for the element that ends.
+    void tell_text() {
+        const std::size_t start = texts_.back().start;
+        handler_->characters(
+            handler_data_, bytes_of(text_.data() + start),
+            static_cast<int>(std::min<std::size_t>(text_.size() - start, INT_MAX)));
         text_.resize(start);
-        text_starts_.pop_back();
+        texts_.pop_back();
+    }
+
+    void put_aside(std::string_view text) {
+        if (texts_.empty() || texts_.back().depth != depth_) {
+            texts_.push_back({depth_, text_.size()});
+        }
+        text_.append(text);
     }
 
     // Blanks between elements are no content whatever the type; the only text of an element is
     // told as it is; the rest is put together.
     void take_text(const xmlNode *node) {
+        if (stands_beside_element(node)) {
+            const std::size_t blanks = blanks_before(node->content);
+            bytes_ += blanks;
+            if (node->content == nullptr || node->content[blanks] == 0) {
+                return;
+            }
+        }
         const std::string_view text = view_of(node->content);
         bytes_ += text.size();
-        const bool alone = node->prev == nullptr && node->next == nullptr;
-        if (alone && node != root_ && text.size() <= INT_MAX) {
+        if (node->prev == nullptr && node->next == nullptr && node != root_ &&
+            text.size() <= INT_MAX) {
             complaints_.current = node->parent;
             handler_->characters(handler_data_, node->content, static_cast<int>(text.size()));
-        } else if (!stands_beside_element(node) || !without_blanks(text).empty()) {
-            text_.append(text);
+        } else {
+            put_aside(text);
         }
     }
 
@@ -204,11 +255,6 @@ class walk {
     }
 
     void collect_namespaces(const xmlNode *element) {
-        namespaces_.clear();
-        if (element == root_) {
-            collect_scope();
-            return;
-        }
         for (const xmlNs *record = element->nsDef; record != nullptr; record = record->next) {
             declare(*record);
         }
@@ -228,26 +274,37 @@ class walk {
     }
 
     void collect_attributes(const xmlNode *element) {
-        attributes_.clear();
         places_.clear();
         values_.clear();
         for (const xmlAttr *one = element->properties; one != nullptr; one = one->next) {
-            places_.push_back(values_.size());
-            if (const xmlNode *const found = append_value(one, values_)) {
-                entity = found;
+            std::string_view value;
+            if (!lies_ready(one, value)) {
+                value = put_value_together(one);
             }
             if (has_identifiers_ && !same_twice &&
                 schema_.identifiers.contains(view_of(one->name))) {
-                note_identifier(without_blanks(std::string_view(values_).substr(places_.back())));
+                note_identifier(without_blanks(value));
             }
-            const xmlChar *const fields[] = {one->name, nullptr, uri_of(one->ns), nullptr, nullptr};
+            const xmlChar *const fields[] = {one->name, nullptr, uri_of(one->ns),
+                                             bytes_of(value.data()),
+                                             bytes_of(value.data() + value.size())};
             attributes_.insert(attributes_.end(), std::begin(fields), std::end(fields));
+            bytes_ += value.size();
         }
-        places_.push_back(values_.size());
-        for (std::size_t i = 0; i + 1 < places_.size(); ++i) {
-            attributes_[i * 5 + 3] = bytes_of(values_.data() + places_[i]);
-            attributes_[i * 5 + 4] = bytes_of(values_.data() + places_[i + 1]);
+        for (const value_place &each : places_) {
+            attributes_[each.index + 3] = bytes_of(values_.data() + each.start);
+            attributes_[each.index + 4] = bytes_of(values_.data() + each.end);
         }
+    }
+
+    // The value stays where it is only until the next one is put together.
+    std::string_view put_value_together(const xmlAttr *attribute) {
+        const std::size_t start = values_.size();
+        if (const xmlNode *const found = append_value(attribute, values_)) {
+            entity = found;
+        }
+        places_.push_back({attributes_.size(), start, values_.size()});
+        return std::string_view(values_).substr(start);
     }
 
     void note_identifier(std::string_view value) {
@@ -266,10 +323,23 @@ class walk {
     std::size_t bytes_ = 0; // told since the last look
     std::vector<const xmlChar *> namespaces_;
     std::vector<const xmlChar *> attributes_;
-    std::vector<std::size_t> places_; // of the values, one behind the other
+    // Values of attributes that had to be put together, one behind the other, and the fields that
+    // are to point to them.
+    struct value_place {
+        std::size_t index;
+        std::size_t start;
+        std::size_t end;
+    };
+    std::vector<value_place> places_;
     std::string values_;
-    std::string text_; // of the elements that are open, one behind the other
-    std::vector<std::size_t> text_starts_;
+    // Texts of those open elements that have such, one behind the other.
+    struct open_text {
+        std::size_t depth;
+        std::size_t start;
+    };
+    std::size_t depth_ = 0;
+    std::vector<open_text> texts_;
+    std::string text_;
     std::unordered_set<std::string> identifiers_;
     std::exception_ptr failure_;
 };

@@ -58,16 +58,25 @@ void run_relax_ng(whole_task &task) noexcept {
 }
 
 // libxml2's tables of identifiers stop growing, and chains of thousands are gone through for each
-// more: they are made as wide as they may need to be. A parse that found identifiers did so itself;
-// those stay, since their attributes are not entered twice.
+// more: they are made as wide as they may need to be, and without the document's dictionary, which
+// would have to be searched for each value. A parse that found identifiers made a table itself;
+// that one stays, since its attributes are not entered twice.
 void make_tables(xmlDocPtr document, unsigned nodes) noexcept {
     const int size = static_cast<int>(std::clamp(nodes, 64U, 1U << 22U));
     if (document->ids == nullptr) {
-        document->ids = xmlHashCreateDict(size, document->dict);
+        document->ids = xmlHashCreate(size);
     }
     if (document->refs == nullptr) {
-        document->refs = xmlHashCreateDict(size, document->dict);
+        document->refs = xmlHashCreate(size);
     }
+}
+
+// Attributes that are in a table are each looked up there when they are freed, and this document
+// goes with its attributes.
+void drop_tables(xmlDocPtr document) noexcept {
+    xmlFreeIDTable(static_cast<xmlIDTablePtr>(document->ids));
+    xmlFreeRefTable(static_cast<xmlRefTablePtr>(document->refs));
+    document->ids = document->refs = nullptr;
 }
 
 // One element with its attributes and declarations of namespaces.
@@ -96,9 +105,7 @@ void run_dtd(whole_task &task) noexcept {
     xmlDtdPtr const outer = document->extSubset;
     document->intSubset = nullptr;
     document->extSubset = task.schema->dtd.get();
-    xmlFreeIDTable(static_cast<xmlIDTablePtr>(document->ids));
-    xmlFreeRefTable(static_cast<xmlRefTablePtr>(document->refs));
-    document->ids = document->refs = nullptr;
+    drop_tables(document);
     make_tables(document, task.nodes);
     if (xmlValidateRoot(context, document) != 0) {
         unsigned elements = 0;
@@ -208,6 +215,7 @@ void validate_whole(xmlDocPtr document, const compiled_schema &schema, complaint
             services().run_unrefused(task.work, whole_step, &task);
         }
     }
+    drop_tables(document);
     if (task.unexplained) {
         complaints.errors = 1;
         complaints.found.push_back(

@@ -116,6 +116,40 @@ TEST_F(validation, hands_values_over_as_they_are) {
     EXPECT_EQ(complaints("<a v='a&amp;b&amp;'/>", "v.xsd"), "1 /a;");
 }
 
+// Values that lie in the tree as they are stand beside such as are put together.
+TEST_F(validation, tells_all_attributes_of_an_element) {
+    const std::string kind = "' type='t'/>";
+    store("w.xsd", xsd("<xs:simpleType name='t'><xs:restriction base='xs:string'><xs:enumeration "
+                       "value='a&amp;b'/><xs:enumeration value='c'/><xs:enumeration value=''/>"
+                       "</xs:restriction></xs:simpleType><xs:element name='a'><xs:complexType>"
+                       "<xs:attribute name='p" +
+                       kind + "<xs:attribute name='q" + kind + "<xs:attribute name='r" + kind +
+                       "<xs:attribute name='s" + kind + "</xs:complexType></xs:element>"));
+    EXPECT_EQ(complaints("<a p='a&amp;b' q='c' r='a&amp;b' s=''/>", "w.xsd"), "");
+    EXPECT_EQ(complaints("<a p='c' q='a&amp;b' r='' s='a&amp;b'/>", "w.xsd"), "");
+    EXPECT_EQ(complaints("<a p='c' q='a&amp;b&amp;' r='c' s='d'/>", "w.xsd"), "1 /a;1 /a;");
+}
+
+// The text of an element is one value, whatever stands between its pieces, and goes to no other.
+TEST_F(validation, tells_each_element_its_own_text) {
+    store("m.xsd", xsd("<xs:element name='a'><xs:complexType mixed='true'><xs:sequence>"
+                       "<xs:element name='b' minOccurs='0' maxOccurs='9' type='xs:int'/>"
+                       "<xs:element ref='a' minOccurs='0'/></xs:sequence></xs:complexType>"
+                       "</xs:element><xs:element name='n' type='xs:int'/>"
+                       "<xs:element name='s'><xs:complexType><xs:sequence><xs:element name='b' "
+                       "maxOccurs='9'/></xs:sequence></xs:complexType></xs:element>"));
+    EXPECT_EQ(complaints("<n>1<!--x-->2<![CDATA[3]]><?y?></n>", "m.xsd"), "");
+    EXPECT_EQ(complaints("<n>1<!--x-->2<![CDATA[z]]><?y?></n>", "m.xsd"), "1 /n;");
+    EXPECT_EQ(complaints("<n>7</n>", "m.xsd"), "");
+    EXPECT_EQ(complaints("<n> <!--x--> </n>", "m.xsd"), "1 /n;");
+    EXPECT_EQ(complaints("<a>x<b>1<!---->2</b>y<b>3</b>z<a>u<b>4</b>v</a>w</a>", "m.xsd"), "");
+    EXPECT_EQ(complaints("<a>x<b>1<!---->q</b>y<b>3</b>z<a>u<b/>v</a>w</a>", "m.xsd"),
+              "1 /a/b[1];1 /a/a/b;");
+    EXPECT_EQ(complaints("<s> <b/>\n\t<b/> <!--x--> </s>", "m.xsd"), "");
+    EXPECT_EQ(complaints("<s> <b/> t<b/></s>", "m.xsd"), "1 /s;");
+    EXPECT_EQ(complaints("<s> <b/><![CDATA[t]]></s>", "m.xsd"), "1 /s;");
+}
+
 TEST_F(validation, finds_identifiers_that_are_there_twice) {
     store("i.xsd", xsd("<xs:simpleType name='key'><xs:restriction base='xs:ID'/></xs:simpleType>"
                        "<xs:element name='a'><xs:complexType><xs:sequence><xs:element name='b' "

@@ -84,9 +84,9 @@ xmlParserInputPtr load_nothing(const char * /*url*/, const char * /*id*/,
 xml_doc_ptr parsed_by_libxml2(const std::string &text, int options = k_parse_options) {
     const xmlExternalEntityLoader loader = xmlGetExternalEntityLoader();
     xmlSetExternalEntityLoader(load_nothing);
-    xml_doc_ptr document(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, "UTF-8",
-                                       options | XML_PARSE_IGNORE_ENC | XML_PARSE_NOERROR |
-                                           XML_PARSE_NOWARNING));
+    xml_doc_ptr document(
+        xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, "UTF-8",
+                      options | XML_PARSE_IGNORE_ENC | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
     xmlSetExternalEntityLoader(loader);
     return document;
 }

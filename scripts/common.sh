@@ -65,8 +65,8 @@ build_and_install() {
     local log=$1 begin to_compile
     begin=$(now)
     mkdir -p "$(dirname "$log")"
-    to_compile=$(make -n PG_CONFIG="$PG_CONFIG" 2>/dev/null | grep -c ' -c -o ' || true)
     echo "building the extension for $("$PG_CONFIG" --version); the first time takes some minutes"
+    to_compile=$(make -n PG_CONFIG="$PG_CONFIG" 2>/dev/null | grep -c ' -c -o ' || true)
     if ! with_progress "$log" files_compiled make_and_install; then
         tail -n 30 "$log" >&2
         echo "the build failed; all of its output is in $log" >&2

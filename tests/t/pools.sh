@@ -9,10 +9,13 @@ user=postgres
 joined() { tr '\n' ' '; }
 as_pool_user() { if [ "$(id -u)" -eq 0 ]; then runuser -u "$user" -- "$@"; else "$@"; fi; }
 trap 'stop_pool; rm -rf "$work" "$pool"' EXIT
+# The next pool takes the same socket, so this one's process must be gone first.
 stop_pool() {
-    [ ! -e "$pool/pid" ] || kill "$(cat "$pool/pid")" 2>/dev/null
-    for ((i = 0; i < 100; i++)); do
-        [ -e "$pool/pid" ] || return
+    local process
+    process=$(cat "$pool/pid" 2>/dev/null) || return
+    kill "$process" 2>/dev/null
+    for ((i = 0; i < 200; i++)); do
+        kill -0 "$process" 2>/dev/null || return
         sleep 0.05
     done
 }
@@ -37,6 +40,11 @@ INI
     chown -R "$user" "$pool"
     as_pool_user pgbouncer -q -d "$pool/ini" >"$work/pgbouncer" 2>&1 </dev/null ||
         fail "the pool starts: $1" "$(cat "$work/pgbouncer" "$pool/log")"
+    for ((i = 0; i < 200; i++)); do
+        ! through_pool pg_isready -q || return
+        sleep 0.05
+    done
+    fail "the pool answers: $1" "$(cat "$pool/log")"
 }
 through_pool() { PGHOST=$pool PGPORT=6432 PGOPTIONS='' "$@"; }
 client_of_pool() { through_pool sql "$@"; }

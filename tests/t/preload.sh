@@ -43,7 +43,9 @@ is 'another session is seen with what it holds' "$(sql "$sums $pid")" '2|1|1|t|t
 tell commit >/dev/null
 is 'and at the end of its transaction' "$(sql "$sums $pid")" '1|0|0|t|t'
 tell 'discard all' >/dev/null
-is 'and after DISCARD ALL' "$(sql "$sums $pid")" '0|0|0|t|f'
+# libxml2 2.9 keeps something for itself once it has been used, 2.15 nothing.
+is 'and after DISCARD ALL' "$(sql "select documents, transaction_documents, parsers, tree_bytes < 2000, handle_bytes
+    from xmldom.sessions where pid = $pid")" '0|0|0|t|0'
 close_session
 for ((i = 0; i < 100; i++)); do
     [ "$(sql "$sums $pid")" != '' ] || break

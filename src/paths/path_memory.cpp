@@ -20,6 +20,13 @@ path_memory::~path_memory() {
     }
 }
 
+// Reports path_memory_limit where `more` bytes are more than the evaluation may have.
+void path_memory::allow(std::size_t more) const {
+    if (more > account_.limit - std::min(account_.taken, account_.limit)) {
+        report(reports::path_memory_limit, {host::k_max_path_memory_name});
+    }
+}
+
 void *path_memory::take_from_new_block(std::size_t size) {
     const std::size_t wanted = size + sizeof(block);
     if (spare_ != nullptr &&
@@ -33,10 +40,7 @@ void *path_memory::take_from_new_block(std::size_t size) {
         return take(size);
     }
     const std::size_t whole = std::max(wanted, next_size_);
-    if (size > account_.limit ||
-        whole > account_.limit - std::min(account_.taken, account_.limit)) {
-        report(reports::path_memory_limit, {host::k_max_path_memory_name});
-    }
+    allow(whole);
     if (context_ == nullptr) {
         context_ = host::mmgr_memory_set_controller_create(
             host::current_memory_context(), "XML path evaluation", 0, k_context_block,
@@ -51,6 +55,17 @@ void *path_memory::take_from_new_block(std::size_t size) {
     next_ = reinterpret_cast<std::byte *>(made + 1);
     end_ = made->end;
     return take(size);
+}
+
+// For an array that is all the last block holds: large blocks are moved without being copied, and
+// no old array stays behind.
+void path_memory::enlarge_last_block(std::size_t whole) {
+    const auto size = static_cast<std::size_t>(end_ - reinterpret_cast<std::byte *>(last_));
+    allow(whole - size);
+    last_ = static_cast<block *>(host::mmgr_resize(last_, whole));
+    account_.taken += whole - size;
+    last_->end = reinterpret_cast<std::byte *>(last_) + whole;
+    end_ = last_->end;
 }
 
 void path_memory::free_blocks_behind(const block *last) noexcept {
@@ -69,12 +84,17 @@ void path_memory::free_blocks_behind(const block *last) noexcept {
 
 void *path_memory::resize(void *taken, std::size_t size, std::size_t wanted) {
     auto *const begin = static_cast<std::byte *>(taken);
-    const std::size_t whole = (wanted + k_alignment - 1) & ~(k_alignment - 1);
-    const std::size_t held = (size + k_alignment - 1) & ~(k_alignment - 1);
+    const std::size_t whole = rounded(wanted);
+    const std::size_t held = rounded(size);
     if (begin != nullptr && begin + held == next_ &&
         whole - held <= static_cast<std::size_t>(end_ - next_)) {
         next_ = begin + whole;
         return taken;
+    }
+    if (stands_alone(taken, size)) {
+        enlarge_last_block(whole + sizeof(block));
+        next_ = reinterpret_cast<std::byte *>(last_ + 1) + whole;
+        return last_ + 1;
     }
     void *const moved = take(wanted);
     if (size != 0) {

@@ -35,7 +35,7 @@ class path_memory {
 
     // `size` bytes, aligned for any object. Reports path_memory_limit; throws when memory runs out.
     [[nodiscard]] void *take(std::size_t size) {
-        const std::size_t whole = (size + k_alignment - 1) & ~(k_alignment - 1);
+        const std::size_t whole = rounded(size);
         if (whole > static_cast<std::size_t>(end_ - next_)) [[unlikely]] {
             return take_from_new_block(whole);
         }
@@ -49,6 +49,13 @@ class path_memory {
     }
     // Makes what was taken larger, in place or elsewhere; the bytes that fit stay.
     [[nodiscard]] void *resize(void *taken, std::size_t size, std::size_t wanted);
+    // By how many bytes an array of `size` bytes should grow: by as many again, but by a quarter
+    // where it is large and all that its block holds. The allocator enlarges such a block, mostly
+    // without a copy, so small steps cost little, and what is asked for in vain is paid for: by
+    // its limit, and in page faults where the C library gives the block back to the system.
+    [[nodiscard]] std::size_t growth_of(const void *taken, std::size_t size) const noexcept {
+        return size >= k_largest_block && stands_alone(taken, size) ? size / 4 : size;
+    }
 
     struct mark {
         block *last;
@@ -70,7 +77,17 @@ class path_memory {
     static constexpr std::size_t k_first_block = 16384;
     static constexpr std::size_t k_largest_block = std::size_t{1024} * 1024;
 
+    void allow(std::size_t more) const;
+    // Whether the last block holds nothing but an array of `size` bytes.
+    [[nodiscard]] bool stands_alone(const void *taken, std::size_t size) const noexcept {
+        return last_ != nullptr && taken == last_ + 1 &&
+               static_cast<const std::byte *>(taken) + rounded(size) == next_;
+    }
+    [[nodiscard]] static std::size_t rounded(std::size_t size) noexcept {
+        return (size + k_alignment - 1) & ~(k_alignment - 1);
+    }
     [[nodiscard]] void *take_from_new_block(std::size_t size);
+    void enlarge_last_block(std::size_t whole);
     void free_blocks_behind(const block *last) noexcept;
 
     memory_account &account_;
@@ -118,10 +135,11 @@ template <class Member> struct path_array {
     }
     void reserve(path_memory &memory, std::size_t count) {
         static_assert(std::is_trivially_copyable_v<Member>);
-        std::size_t wanted = capacity * 2 < 16 ? 16 : capacity * 2;
+        const std::size_t bytes = capacity * sizeof(Member);
+        std::size_t wanted = capacity + memory.growth_of(members, bytes) / sizeof(Member);
+        wanted = wanted < 16 ? 16 : wanted;
         wanted = wanted < count ? count : wanted;
-        members = static_cast<Member *>(
-            memory.resize(members, capacity * sizeof(Member), wanted * sizeof(Member)));
+        members = static_cast<Member *>(memory.resize(members, bytes, wanted * sizeof(Member)));
         capacity = wanted;
     }
 };

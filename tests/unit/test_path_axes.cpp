@@ -121,6 +121,18 @@ TEST_F(path_axes, together_give_the_document) {
     }
 }
 
+// A step that is taken for a whole set, which has one member.
+TEST_F(path_axes, of_one_member_of_a_set) {
+    EXPECT_EQ(numbers("/a/*[1]/following-sibling::*"), "37");
+    EXPECT_EQ(numbers("/a/*[3]/preceding-sibling::*"), "13");
+    EXPECT_EQ(numbers("/a/b[2]/following::*"), "7");
+    EXPECT_EQ(numbers("/a/*[3]/preceding::*"), "123456");
+    EXPECT_EQ(numbers("//d/c/ancestor::*"), "-35");
+    EXPECT_EQ(numbers("//d/c/ancestor-or-self::*"), "-356");
+    EXPECT_EQ(numbers("//b[d]/descendant-or-self::*"), "3456");
+    EXPECT_EQ(whole("//d/c/ancestor::*[1] | //d/c/.."), "d");
+}
+
 TEST_F(path_axes, node_tests) {
     EXPECT_EQ(whole("//text()"), "'t' 'u' [v]");
     EXPECT_EQ(whole("//comment()"), "!n !after");

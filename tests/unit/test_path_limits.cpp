@@ -88,6 +88,22 @@ TEST_F(path_limits, memory_has_a_ceiling) {
     EXPECT_EQ(ask(document, "count((//node() | //@*)/..)").substr(0, 5), "54000");
 }
 
+// A long text grows without its shorter forms beside it.
+TEST_F(path_limits, memory_is_little_more_than_what_is_made) {
+    const sql::handle text = trees::parsed("<r><a>" + std::string(1500000, 'x') + "</a><b>" +
+                                           std::string(1500000, 'y') + "</b></r>");
+    host::path_limits.max_memory = 4000; // kilobytes
+    EXPECT_EQ(ask(text, "string-length(string(/))"), "3000000");
+    host::path_limits.max_memory = 2800;
+    EXPECT_EQ(ask(text, "string-length(string(/))").substr(0, 5), "54000");
+}
+
+// Putting a set in order takes work, and none is needed where all of it comes from one node.
+TEST_F(path_limits, siblings_of_one_node_are_not_put_in_order) {
+    const sql::handle document = wide(20000);
+    EXPECT_LT(work_of(document, "/r/a[1]/following-sibling::a"), 2 * 20000U + 200U);
+}
+
 // What is quadratic or worse for those who look at each node by itself.
 TEST_F(path_limits, sets_are_not_walked_again_and_again) {
     const sql::handle small = wide(1000);

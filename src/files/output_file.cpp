@@ -251,8 +251,8 @@ void discard_output_file(output_file *file) noexcept { give_up(file); }
 void leave_created_file(output_file *file) noexcept {
     if (!file->replaces && ftruncate(file->descriptor, 0) == 0) {
         // Fails where a file has come into being meanwhile, which then stays.
-        static_cast<void>(
-            linkat(file->directory, file->passing_name, file->directory, file->name, 0));
+        [[maybe_unused]] const int linked =
+            linkat(file->directory, file->passing_name, file->directory, file->name, 0);
     }
     give_up(file);
 }

@@ -142,16 +142,14 @@ count_ctest() {
 
 # A bounded run of each fuzzer of a build, always of the same inputs.
 run_fuzzers() {
-    local fuzzer inputs status=0
-    for fuzzer in "$1"/fuzz_*; do
+    # shellcheck disable=SC2016  # for the shells inside
+    printf '%s\0' "$1"/fuzz_* | xargs -0 -n 1 -P "${JOBS:-2}" bash -c '
+        name=$(basename "$0")
         inputs=20000
-        [ "$(basename "$fuzzer")" != fuzz_calls ] || inputs=500
-        if "$fuzzer" --random "$inputs" 1; then
-            echo "ok - $(basename "$fuzzer")"
-        else
-            echo "not ok - $(basename "$fuzzer")"
-            status=1
-        fi
-    done
-    return "$status"
+        [ "$name" != fuzz_calls ] || inputs=500
+        said=$("$0" --random "$inputs" 1 2>&1)
+        status=$?
+        [ "$status" -eq 0 ] && verdict="ok - $name" || verdict="not ok - $name"
+        printf "%s\n" "$said" "$verdict"
+        exit "$status"'
 }

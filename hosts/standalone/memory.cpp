@@ -7,21 +7,11 @@
 #include "host/memory.hpp"
 
 #include "host/text.hpp"
+#include "sanitizers.hpp"
 #include "session_record.hpp"
 
 #include <cstdlib>
 #include <utility>
-
-#if defined(__SANITIZE_ADDRESS__)
-#define PKG_DBE_XML_GUARD_BYTES 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define PKG_DBE_XML_GUARD_BYTES 0
-#endif
-#endif
-#ifndef PKG_DBE_XML_GUARD_BYTES
-#define PKG_DBE_XML_GUARD_BYTES 8
-#endif
 
 namespace host {
 
@@ -38,7 +28,7 @@ struct alignas(16) block_header {
     std::uint64_t mark; // behind the words that malloc overwrites when the block is freed
 };
 
-constexpr std::size_t k_guard_bytes = PKG_DBE_XML_GUARD_BYTES;
+constexpr std::size_t k_guard_bytes = PKG_DBE_XML_ADDRESS_SANITIZER == 0 ? 8 : 0;
 constexpr unsigned char k_guard_byte = 0xE7;
 constexpr std::uint64_t k_live = 0x9D5C0FB3A1E86427U;
 constexpr std::uint64_t k_freed = 0x1BADF00D1BADF00DU;

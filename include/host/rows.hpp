@@ -57,7 +57,7 @@ class row_set {
     static constexpr std::size_t k_batch = 128; // rows handed over at once
     call &frame_;
     void *store_; // the host's
-    void *shape_;
+    [[maybe_unused]] void *shape_;
     std::size_t count_ = 0;
     std::size_t used_ = 0;
     datum values_[k_batch];

@@ -9,6 +9,7 @@
 #include "host/limits.hpp"
 #include "libxml/xml_arena.hpp"
 #include "libxml/xml_service.hpp"
+#include "sanitizers.hpp"
 
 #include <libxml/catalog.h>
 #include <libxml/xmlmemory.h>
@@ -40,18 +41,8 @@ constexpr std::int64_t k_worth_giving_back = 32LL * 1024 * 1024;
 constexpr std::size_t k_kept_for_the_next = 8U * 1024 * 1024;
 
 // Under the sanitizers every block is to be one of theirs.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool k_has_arena = false;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) ||                         \
-    __has_feature(memory_sanitizer)
-constexpr bool k_has_arena = false;
-#else
-constexpr bool k_has_arena = true;
-#endif
-#else
-constexpr bool k_has_arena = true;
-#endif
+constexpr bool k_has_arena =
+    PKG_DBE_XML_ADDRESS_SANITIZER == 0 && PKG_DBE_XML_THREAD_SANITIZER == 0;
 // Below so much in use the pages of the arena, one for each size of block, would hardly fill.
 constexpr std::int64_t k_small_session = 256LL * 1024;
 

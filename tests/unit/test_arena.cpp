@@ -5,6 +5,7 @@
 #include "libxml/xml_arena.hpp"
 
 #include "libxml/xml.hpp"
+#include "sanitizers.hpp"
 
 #include <gtest/gtest.h>
 
@@ -207,7 +208,7 @@ TEST(arena, holes_are_given_back_and_used_again) {
     expect_nothing_in_use();
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !PKG_DBE_XML_ADDRESS_SANITIZER && !PKG_DBE_XML_THREAD_SANITIZER
 
 // In a process that gets no more memory: status 0 when null was given, and memory after some was
 // freed.

@@ -6,6 +6,7 @@
 #include "standalone_files.hpp"
 #include "standalone_session.hpp"
 #include "support/faults.hpp"
+#include "support/large_sizes.hpp"
 
 #include <cstdio>
 #include <memory>
@@ -193,7 +194,7 @@ TEST_F(canonical_bounds, large_objects_are_in_utf_8_whatever_the_database_is_in)
 
 // --- deep and wide ------------------------------------------------------------------------------
 
-constexpr int k_many = 1000000;
+constexpr int k_many = trees::k_large;
 
 // A document whose root has that many elements, each in the one before it or all beside each other.
 sql::handle many_elements(bool is_deep) {

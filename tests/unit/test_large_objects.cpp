@@ -424,26 +424,27 @@ class large_object_failures
     : public ::testing::TestWithParam<std::tuple<swept_call, const char *>> {};
 
 TEST_P(large_object_failures, leave_everything_as_it_was) {
-    const auto &[row, encoding] = GetParam();
+    const swept_call row = std::get<0>(GetParam());
+    const char *const encoding = std::get<1>(GetParam());
     sql::handle handle;
     std::uint32_t number = 0;
     sql::scenario played;
     played.name = row.name;
     played.database_encoding = encoding;
-    played.prepare = [&, reads = row.reads, entry = row.entry] {
+    played.prepare = [&] {
         standalone::set_piece_size(40);
         const std::string text = in_root(std::string(200, '\xE4'));
         const std::string utf8 = in_root("<b c=\"d\"/>text<!-- c -->" + std::string(150, 'x'));
         number =
             standalone::make_numbered_object(std::string_view(encoding) == "UTF8" ? utf8 : text);
-        handle = entry == xmlparser_parse_large_object
+        handle = row.entry == xmlparser_parse_large_object
                      ? sql::call(xmlparser_new_parser).handle()
-                     : sql::call(xml_dom_new_document_clob, reads ? "<o/>" : utf8).handle();
+                     : sql::call(xml_dom_new_document_clob, row.reads ? "<o/>" : utf8).handle();
     };
-    played.run = [&, reads = row.reads, entry = row.entry] {
-        return entry == xml_dom_new_document_large_object
-                   ? sql::call(entry, object(number))
-                   : sql::call(entry, handle, object(number));
+    played.run = [&] {
+        return row.entry == xml_dom_new_document_large_object
+                   ? sql::call(row.entry, object(number))
+                   : sql::call(row.entry, handle, object(number));
     };
     played.state = [&] {
         EXPECT_EQ(standalone::open_objects(), 0U);

@@ -4,6 +4,7 @@
 #include "changing.hpp"
 
 #include "standalone_faults.hpp"
+#include "support/large_sizes.hpp"
 
 namespace {
 
@@ -535,8 +536,8 @@ TEST_F(memory_safety, copied_attribute_in_a_namespace_outlives_its_original) {
 // --- depth --------------------------------------------------------------------------------------
 
 TEST_F(memory_safety, a_million_levels) {
-    constexpr int k_built = 250000;
-    constexpr int k_levels = 1000000;
+    constexpr int k_built = trees::k_large / 4;
+    constexpr int k_levels = trees::k_large;
     const sql::handle tree = empty_document();
     sql::handle bottom = build_levels(tree, k_built);
     const sql::handle top = root(tree);

@@ -373,7 +373,7 @@ TEST_F(package_rows, fail_cleanly_whatever_fails) {
         for (int at = 1;; ++at) {
             restart_session();
             const sql::handle document = trees::parsed(k_text);
-            const auto play = [&document](sql::function entry, const sql::value &source) {
+            const auto play = [](sql::function entry, const sql::value &source) {
                 return call(entry, {column("id"), column("n"), column("i", k_array)},
                             {source, "/r/o", texts({"@id", "n", "i"})});
             };

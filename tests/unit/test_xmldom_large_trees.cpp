@@ -5,6 +5,7 @@
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/invariants.hpp"
+#include "support/large_sizes.hpp"
 #include "trees.hpp"
 
 #include <memory>
@@ -16,11 +17,6 @@ namespace {
 namespace standalone = host::standalone;
 using namespace trees;
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr int k_large = 200000; // a node takes several times the memory there
-#else
-constexpr int k_large = 1000000;
-#endif
 using sql::call;
 
 // A root with a chain of elements, and an element with many members: elements and texts that stand

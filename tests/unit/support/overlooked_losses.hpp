@@ -2,14 +2,9 @@
 // long as an object of this class lives. Tests count such losses by the gate.
 #pragma once
 
-#if defined(__SANITIZE_ADDRESS__)
-#define PKG_DBE_XML_LEAKS_ARE_SOUGHT
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define PKG_DBE_XML_LEAKS_ARE_SOUGHT
-#endif
-#endif
-#ifdef PKG_DBE_XML_LEAKS_ARE_SOUGHT
+#include "sanitizers.hpp"
+
+#if PKG_DBE_XML_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -18,12 +13,12 @@ namespace sql {
 class losses_overlooked {
   public:
     losses_overlooked() {
-#ifdef PKG_DBE_XML_LEAKS_ARE_SOUGHT
+#if PKG_DBE_XML_ADDRESS_SANITIZER
         __lsan_disable();
 #endif
     }
     ~losses_overlooked() {
-#ifdef PKG_DBE_XML_LEAKS_ARE_SOUGHT
+#if PKG_DBE_XML_ADDRESS_SANITIZER
         __lsan_enable();
 #endif
     }

@@ -10,9 +10,12 @@
 #include <ostream>
 #include <utility>
 
-// Allocations that the machine cannot give are null, as without the sanitizer.
+// Allocations that the machine cannot give are null, as without the sanitizer. Where clang's own
+// tool for line numbers is missing, that of binutils gives them.
 extern "C" const char *__asan_default_options();
-extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" const char *__asan_default_options() {
+    return "allocator_may_return_null=1:allow_addr2line=1";
+}
 extern "C" const char *__tsan_default_options();
 extern "C" const char *__tsan_default_options() { return "allocator_may_return_null=1"; }
 

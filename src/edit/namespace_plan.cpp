@@ -490,7 +490,7 @@ void namespace_plan::fit(xmlNodePtr top, const xmlNode *parent, const node_set *
     }
 }
 
-void namespace_plan::fit_detached(xmlNodePtr top, const xmlNode *parent) {
+void namespace_plan::fit_detached(xmlNodePtr top, const xmlNode *parent, const node_set *apart) {
     if (top->type != XML_ELEMENT_NODE || parent == nullptr || parent->type != XML_ELEMENT_NODE ||
         declaration_on(top, nullptr) != nullptr) {
         return;
@@ -502,7 +502,7 @@ void namespace_plan::fit_detached(xmlNodePtr top, const xmlNode *parent) {
     if (shows_default) {
         static_cast<void>(declare(top, nullptr, nullptr));
     } else {
-        fit(top, parent);
+        fit(top, parent, apart);
     }
 }
 
@@ -526,7 +526,7 @@ void namespace_plan::fit_moved(xmlNodePtr top, const xmlNode *parent, const node
     if (leaves_declarations(top)) {
         fit(top, parent, apart);
     } else {
-        fit_detached(top, parent);
+        fit_detached(top, parent, apart);
     }
 }
 

@@ -97,7 +97,7 @@ class namespace_plan {
     void fit(xmlNodePtr top, const xmlNode *parent, const node_set *apart = nullptr);
     // The same for a tree that is right by itself, which is that of a node without a parent: in
     // most cases without a walk.
-    void fit_detached(xmlNodePtr top, const xmlNode *parent);
+    void fit_detached(xmlNodePtr top, const xmlNode *parent, const node_set *apart = nullptr);
     // The same for a node that stands somewhere and is about to stand below `parent`, or nowhere.
     void fit_moved(xmlNodePtr top, const xmlNode *parent, const node_set *apart = nullptr);
     // The record for an attribute of this namespace on an element: one in scope with this prefix

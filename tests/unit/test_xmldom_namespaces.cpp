@@ -76,6 +76,17 @@ TEST_F(package_namespaces, no_namespace_below_a_default_one) {
     EXPECT_TRUE(reads_back(tree));
 }
 
+// Each member of an array is fitted into its new place alone, also where it leaves another one that
+// comes to stand beside it.
+TEST_F(package_namespaces, members_that_stood_below_each_other) {
+    const sql::handle d = document("<r xmlns='urn:d'/>");
+    const sql::handle outer = element(d, "p:o", "urn:p");
+    const sql::handle inner = element(d, "i");
+    ASSERT_FALSE(call(xmldom_append_child, outer, inner).failed());
+    ASSERT_FALSE(call(xmldom_append, root(d), array({outer, inner})).failed());
+    EXPECT_EQ(written(root(d)), "<r xmlns=\"urn:d\"><p:o xmlns:p=\"urn:p\"/><i xmlns=\"\"/></r>");
+}
+
 TEST_F(package_namespaces, many_records_above_and_below) {
     std::string text = "<r";
     for (int number = 0; number < 500; ++number) {

@@ -162,6 +162,17 @@ void set_document_of_tree(xmlNodePtr top, xmlDocPtr document) noexcept {
 
 void detach(xmlNodePtr node) noexcept { unlink_node(node); }
 
+void link_last(xmlNodePtr parent, xmlNodePtr child) noexcept {
+    child->parent = parent;
+    child->prev = parent->last;
+    if (parent->last != nullptr) {
+        parent->last->next = child;
+    } else {
+        parent->children = child;
+    }
+    parent->last = child;
+}
+
 void move_below(xmlNodePtr parent, xmlNodePtr child) noexcept {
     const host::tree_scope scope;
     note_tree_change(child);
@@ -175,14 +186,7 @@ void move_below(xmlNodePtr parent, xmlNodePtr child) noexcept {
         link_attribute(parent, reinterpret_cast<xmlAttrPtr>(child));
         return;
     }
-    child->parent = parent;
-    child->prev = parent->last;
-    if (parent->last != nullptr) {
-        parent->last->next = child;
-    } else {
-        parent->children = child;
-    }
-    parent->last = child;
+    link_last(parent, child);
 }
 
 } // namespace pkg_dbe_xml

@@ -21,6 +21,8 @@ namespace pkg_dbe_xml {
 void set_document_of_tree(xmlNodePtr top, xmlDocPtr document) noexcept;
 // Takes a node out of its tree. Never throws.
 void detach(xmlNodePtr node) noexcept;
+// Makes a node that stands nowhere the last child of `parent`. Never throws.
+void link_last(xmlNodePtr parent, xmlNodePtr child) noexcept;
 // Moves a node behind the last child, or the last attribute, of `parent`. Never throws.
 void move_below(xmlNodePtr parent, xmlNodePtr child) noexcept;
 

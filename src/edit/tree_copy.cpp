@@ -7,6 +7,7 @@
 
 #include "edit/namespace_index.hpp"
 #include "edit/namespace_plan.hpp"
+#include "edit/tree_append.hpp"
 #include "edit/tree_attributes.hpp"
 #include "edit/tree_namespaces.hpp"
 #include "error_reports.hpp"
@@ -72,17 +73,6 @@ class namespace_copies {
   private:
     xmlNsPtr last_ = nullptr;
 };
-
-void link_last(xmlNodePtr parent, xmlNodePtr child) noexcept {
-    child->parent = parent;
-    child->prev = parent->last;
-    if (parent->last != nullptr) {
-        parent->last->next = child;
-    } else {
-        parent->children = child;
-    }
-    parent->last = child;
-}
 
 [[nodiscard]] int text_length(const xmlChar *text) noexcept {
     return text == nullptr ? 0 : xmlStrlen(text);

@@ -64,6 +64,17 @@ struct namespace_node {
 [[nodiscard]] inline xmlNodePtr parent_of(const xmlNode *node) noexcept {
     return is_namespace(node) ? as_namespace(node)->element : node->parent;
 }
+// The node that follows in the order of the document, attributes and namespaces apart; null behind
+// the last one of the tree below `top`.
+[[nodiscard]] inline xmlNodePtr next_of_tree(xmlNodePtr node, const xmlNode *top) noexcept {
+    if (has_content(node) && node->children != nullptr) {
+        return node->children;
+    }
+    while (node != top && node->next == nullptr) {
+        node = node->parent;
+    }
+    return node == top ? nullptr : node->next;
+}
 // Attributes and namespaces stand beside the children of their element.
 [[nodiscard]] inline bool stands_beside(const xmlNode *node) noexcept {
     return is_namespace(node) || is_attribute(node);

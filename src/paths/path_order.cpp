@@ -306,14 +306,7 @@ void evaluator::sort_by_walking(node_array &set, const node_hash &members, bool 
                 }
             }
         }
-        if (has_content(node) && node->children != nullptr) {
-            node = node->children;
-            continue;
-        }
-        while (node != top && node->next == nullptr) {
-            node = node->parent;
-        }
-        node = node == top ? nullptr : node->next;
+        node = next_of_tree(node, top);
     }
     set.size = found;
 }

@@ -304,14 +304,7 @@ void evaluator::build_id_table() {
                 entries.push(kept_, {kept_copy(value), node});
             }
         }
-        if (has_content(node) && node->children != nullptr) {
-            node = node->children;
-            continue;
-        }
-        while (node != top && node->next == nullptr) {
-            node = node->parent;
-        }
-        node = node == top ? nullptr : node->next;
+        node = next_of_tree(node, top);
     }
     std::size_t places = 16;
     while (places < entries.size * 2) {

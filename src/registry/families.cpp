@@ -27,6 +27,28 @@ template <class Object> void reserve_kept(kept_objects<Object> &kept, std::size_
     kept.capacity = capacity;
 }
 
+// The lists of a family, of its document ids and of its parsers: linked in both directions.
+template <class Entry> void put_first(Entry *&first, Entry &entry) noexcept {
+    entry.previous_in_family = nullptr;
+    entry.next_in_family = first;
+    if (first != nullptr) {
+        first->previous_in_family = &entry;
+    }
+    first = &entry;
+}
+template <class Entry> void take_out(Entry *&first, Entry &entry) noexcept {
+    if (entry.previous_in_family != nullptr) {
+        entry.previous_in_family->next_in_family = entry.next_in_family;
+    } else {
+        first = entry.next_in_family;
+    }
+    if (entry.next_in_family != nullptr) {
+        entry.next_in_family->previous_in_family = entry.previous_in_family;
+    }
+    entry.next_in_family = nullptr;
+    entry.previous_in_family = nullptr;
+}
+
 // For a family whose detached trees are known: not even the nodes are read.
 struct nobody_collects {
     void operator()(xmlNodePtr) const noexcept {}
@@ -106,29 +128,15 @@ void discard_family(registry &state, family &owner) noexcept {
 
 void join_family(family &owner, document_entry &document) noexcept {
     document.owner = &owner;
-    document.previous_in_family = nullptr;
-    document.next_in_family = owner.ids;
-    if (owner.ids != nullptr) {
-        owner.ids->previous_in_family = &document;
-    }
-    owner.ids = &document;
+    put_first(owner.ids, document);
 }
 
 void leave_family(document_entry &document) noexcept {
     if (document.owner == nullptr) {
         return;
     }
-    if (document.previous_in_family != nullptr) {
-        document.previous_in_family->next_in_family = document.next_in_family;
-    } else {
-        document.owner->ids = document.next_in_family;
-    }
-    if (document.next_in_family != nullptr) {
-        document.next_in_family->previous_in_family = document.previous_in_family;
-    }
+    take_out(document.owner->ids, document);
     document.owner = nullptr;
-    document.next_in_family = nullptr;
-    document.previous_in_family = nullptr;
 }
 
 namespace {
@@ -214,29 +222,15 @@ void adopt_copy(family &owner, xml_doc_ptr &copy) {
 
 void link_parser(family &owner, XmlParserHashEntry &parser) noexcept {
     parser.handed_to = &owner;
-    parser.previous_in_family = nullptr;
-    parser.next_in_family = owner.parsers;
-    if (owner.parsers != nullptr) {
-        owner.parsers->previous_in_family = &parser;
-    }
-    owner.parsers = &parser;
+    put_first(owner.parsers, parser);
 }
 
 void unlink_parser(XmlParserHashEntry &parser) noexcept {
     if (parser.handed_to == nullptr) {
         return;
     }
-    if (parser.previous_in_family != nullptr) {
-        parser.previous_in_family->next_in_family = parser.next_in_family;
-    } else {
-        parser.handed_to->parsers = parser.next_in_family;
-    }
-    if (parser.next_in_family != nullptr) {
-        parser.next_in_family->previous_in_family = parser.previous_in_family;
-    }
+    take_out(parser.handed_to->parsers, parser);
     parser.handed_to = nullptr;
-    parser.next_in_family = nullptr;
-    parser.previous_in_family = nullptr;
 }
 
 } // namespace pkg_dbe_xml

@@ -62,6 +62,17 @@ inline std::string repeat(std::string_view piece, int count) {
     return text;
 }
 
+// That many pieces, each with its number, from 0, in the middle.
+inline std::string numbered(std::string_view before, int count, std::string_view after) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        text += before;
+        text += std::to_string(i);
+        text += after;
+    }
+    return text;
+}
+
 // Puts the limits back when it goes.
 class limits_kept {
   public:

@@ -44,16 +44,6 @@ std::string nested_parameters(std::string_view innermost) {
     return text + "%p9;]><a/>";
 }
 
-std::string numbered(std::string_view before, int count, std::string_view after) {
-    std::string text;
-    for (int i = 0; i < count; ++i) {
-        text += before;
-        text += std::to_string(i);
-        text += after;
-    }
-    return text;
-}
-
 std::string model(std::string_view opening, int count, std::string_view particle_end,
                   std::string_view closing) {
     std::string names = numbered("e", count, particle_end);

@@ -16,16 +16,6 @@ namespace {
 
 using namespace parsing;
 
-std::string numbered(std::string_view before, int count, std::string_view after) {
-    std::string text;
-    for (int i = 0; i < count; ++i) {
-        text += before;
-        text += std::to_string(i);
-        text += after;
-    }
-    return text;
-}
-
 std::string with_type(std::string_view declarations, std::string_view content) {
     return "<!DOCTYPE a [" + std::string(declarations) + "]>" + std::string(content);
 }

@@ -305,7 +305,13 @@ void program::add_argument(program_call &call, char type) {
     }
     if (is_null) {
         add_null(call, type == 'm' ? "xml" : "text");
-    } else if (type == 'x') {
+    } else {
+        add_chosen_text(call, type, choice);
+    }
+}
+
+void program::add_chosen_text(program_call &call, char type, std::uint8_t choice) {
+    if (type == 'x') {
         add_text(call, choice < 240 ? pick(k_documents, choice) : made_text(), "text");
     } else if (type == 'm') {
         // The server itself refuses an XML value that is not well-formed.

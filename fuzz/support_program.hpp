@@ -52,6 +52,7 @@ class program {
     void add_array(program_call &call);
     void add_null(program_call &call, const char *type);
     void add_text(program_call &call, const std::string &text, const char *type);
+    void add_chosen_text(program_call &call, char type, std::uint8_t choice);
     void add_bytes(program_call &call, std::span<const std::uint8_t> bytes, const char *type);
     template <class... Part> void write(program_call &call, const Part &...parts) const {
         if (with_statements_) {

@@ -148,7 +148,8 @@ bool interrupts_pending() noexcept {
 }
 
 void process_interrupts() {
-    if (current_session().cancel.exchange(false, std::memory_order_relaxed)) {
+    standalone::session &own = current_session();
+    if (own.cancel.exchange(false, std::memory_order_relaxed) && !own.cancels_are_withdrawn) {
         standalone::raise_host_error("57014", "canceling statement due to user request");
     }
 }
@@ -174,7 +175,10 @@ void forget_cancel() noexcept {
     session &own = current_session();
     own.cancel_at = 0;
     own.cancel.store(false, std::memory_order_relaxed);
+    own.cancels_are_withdrawn = false;
 }
+
+void withdraw_cancels() noexcept { current_session().cancels_are_withdrawn = true; }
 
 std::int64_t poll_count() noexcept { return current_session().polls; }
 

@@ -104,6 +104,7 @@ struct session {
     std::atomic<bool> cancel;
     std::int64_t polls;
     std::int64_t cancel_at; // number of the poll that finds the cancel; 0: none
+    bool cancels_are_withdrawn;
 
     fault_plan plans[static_cast<int>(service::count)];
     int fault_pauses; // none fails while it is not 0

@@ -158,6 +158,8 @@ void keep_length_only(std::uint32_t number) noexcept;
 void cancel_statement() noexcept;
 void cancel_after_polls(std::int64_t polls) noexcept;
 void forget_cancel() noexcept;
+// Whether such requests are withdrawn as soon as a poll has found them, until `forget_cancel`.
+void withdraw_cancels() noexcept;
 // Polls since the session began.
 [[nodiscard]] std::int64_t poll_count() noexcept;
 // Another thread's way to ask: valid until the session ends.

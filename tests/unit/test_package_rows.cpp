@@ -281,6 +281,35 @@ TEST_F(package_rows, of_a_text_fail_in_the_middle_and_leave_nothing) {
     EXPECT_EQ(host::gate.bytes_in_use, 0);
 }
 
+// A request to stop that is withdrawn has ended the parse all the same: it is done again, and what
+// was read before does not count, whether it was handed over already or not.
+TEST_F(package_rows, of_a_text_that_is_read_again_come_once) {
+    std::string text = "<a>";
+    for (int i = 0; i < 30000; ++i) {
+        text += "<b>" + std::to_string(i) + "</b>";
+    }
+    const std::string many = text + "<b><c/><c/></b></a>";
+    text += "</a>";
+    const auto first_three = [](host::record_column read, const std::string &document,
+                                const char *path) {
+        host::standalone::withdraw_cancels();
+        host::standalone::cancel_after_polls(20);
+        host::call_record record =
+            call(xmldom_rows_of_text, {std::move(read)}, {document, "/a/b", texts({path})});
+        host::standalone::forget_cancel();
+        if (!record.failed) {
+            EXPECT_EQ(record.records.size(), 30000U);
+            record.records.resize(3);
+        }
+        return record;
+    };
+    host::record_column with_code = column("c");
+    with_code.convert = [](const std::string &read) { return read + "!"; };
+    EXPECT_EQ(shown(first_three(column("c"), text, ".")), "0\n1\n2");
+    EXPECT_EQ(shown(first_three(with_code, text, ".")), "0!\n1!\n2!");
+    EXPECT_EQ(first_three(column("c"), many, "c").report.context, "row 30001, path \"c\"");
+}
+
 // The parser context that is kept serves documents of all kinds, one after the other.
 TEST_F(package_rows, of_texts_do_not_depend_on_those_before) {
     const auto of_text = [](const std::string &text) {

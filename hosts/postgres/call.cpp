@@ -41,10 +41,14 @@ struct pending_failure {
 };
 static_assert(std::is_trivially_destructible_v<pending_failure>);
 
-// A call in progress, on the stack of `invoke`.
+// A call in progress, on the stack of `invoke`. What only a failure asks for stands here, so that
+// no register is to be saved for it.
 struct invocation {
     MemoryContext callers_memory;
     invocation *outer;
+    function_body body;
+    call *frame;
+    const char *name;
 };
 constinit invocation *innermost = nullptr;
 constinit bool state_is_in_doubt = false; // a call was left without being unwound
@@ -83,22 +87,33 @@ pending_failure server_failure(ErrorData *data) noexcept {
     }
 }
 
+// Whether something is to be done before the body of a call.
+[[nodiscard]] bool is_unprepared() noexcept {
+    return !session_is_admitted || u_sess.before_call != nullptr;
+}
+
+// Does that, and runs the body in whose place it stands.
+datum prepare_and_run(call &frame) {
+    const function_body body = innermost->body;
+    if (!session_is_admitted) {
+        admit_session();
+    }
+    if (u_sess.before_call != nullptr) {
+        u_sess.before_call();
+    }
+    return body(frame);
+}
+
 // Runs the body; false when it failed. No exception leaves it.
-bool run_body(function_body body, call &frame, const char *name, datum &result,
+bool run_body(const invocation &here, function_body body, datum &result,
               pending_failure &failure) noexcept {
     try {
-        if (!session_is_admitted) [[unlikely]] {
-            admit_session();
-        }
-        if (u_sess.before_call != nullptr) [[unlikely]] {
-            u_sess.before_call();
-        }
-        result = body(frame);
+        result = body(*here.frame);
         return true;
     } catch (...) {
         failure = failure_in_flight();
         if (failure.what == pending_failure::kind::report) {
-            add_failure_context(name, frame);
+            add_failure_context(here.name, *here.frame);
         }
         return false;
     }
@@ -125,13 +140,16 @@ MemoryContextData *caller_memory(MemoryContextData *otherwise) noexcept {
 }
 
 datum invoke(call_record *record, function_body body, const char *name) {
-    call &frame = *reinterpret_cast<call *>(record); // the server has set its null flag to false
-    invocation here{CurrentMemoryContext, innermost};
+    // The server has set the null flag of its record to false.
+    invocation here{CurrentMemoryContext, innermost, body, reinterpret_cast<call *>(record), name};
     pending_failure failure;
     datum result;
 
     innermost = &here;
-    const bool done = run_body(body, frame, name, result, failure);
+    if (is_unprepared()) [[unlikely]] {
+        body = prepare_and_run;
+    }
+    const bool done = run_body(here, body, result, failure);
     innermost = here.outer;
     publish_use();
     Assert(CurrentMemoryContext == here.callers_memory); // whoever switched has switched back

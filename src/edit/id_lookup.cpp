@@ -97,6 +97,7 @@ void free_memory(void *memory) noexcept { host::mmgr_free_with_fl(memory, __FILE
     });
     free_memory(owner.ids_by_value);
     owner.ids_by_value = table.release();
+    ids_are_kept = true;
     return *owner.ids_by_value;
 }
 
@@ -112,7 +113,7 @@ xmlNodePtr element_with_id(family &owner, xmlDocPtr document, const xmlChar *id)
 }
 
 void make_id(xmlAttrPtr attribute, bool is_id) noexcept {
-    ++id_changes;
+    forget_ids();
     forget_parsed_id(attribute);
     attribute->atype = is_id ? XML_ATTRIBUTE_ID : XML_ATTRIBUTE_CDATA;
 }

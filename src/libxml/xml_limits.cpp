@@ -96,13 +96,22 @@ void on_start_element(void *data, const xmlChar *name, const xmlChar *prefix, co
     }
 }
 
+// Apart from what is done for every element, which then has no registers to save.
+[[gnu::noinline]] void end_watched_element(parse_run &run, void *data, const xmlChar *name,
+                                           const xmlChar *prefix, const xmlChar *uri) noexcept {
+    if (!end_shown(run, static_cast<xmlParserCtxtPtr>(data))) {
+        xmlSAX2EndElementNs(data, name, prefix, uri);
+    }
+}
+
 void on_end_element(void *data, const xmlChar *name, const xmlChar *prefix,
                     const xmlChar *uri) noexcept {
     parse_run &run = *current_run;
-    auto *const context = static_cast<xmlParserCtxtPtr>(data);
-    leave_element(run, context);
-    if (run.watch == nullptr || !end_shown(run, context)) {
+    leave_element(run, static_cast<xmlParserCtxtPtr>(data));
+    if (run.watch == nullptr) [[likely]] {
         xmlSAX2EndElementNs(data, name, prefix, uri);
+    } else {
+        end_watched_element(run, data, name, prefix, uri);
     }
 }
 

@@ -84,7 +84,7 @@ void free_weight(void *weight, const xmlChar * /*name*/) noexcept { xmlFree(weig
 [[nodiscard]] std::int64_t prefix_steps(const parse_run &run, const xmlParserCtxt *context,
                                         const start_tag &tag) noexcept {
     const std::int64_t in_scope = namespaces_in_scope(context);
-    if (run.depth + in_scope <= k_few_levels) [[likely]] {
+    if (run.depth + in_scope <= k_few_levels) {
         return 0;
     }
     std::int64_t prefixed = 0;
@@ -294,21 +294,46 @@ void work_for_element_declaration(parse_run &run, xmlParserCtxtPtr context, cons
     run.has_heavy_types |= is_heavy(*weight);
 }
 
-void work_for_element(parse_run &run, xmlParserCtxtPtr context, const start_tag &tag) noexcept {
+// Whether an element may cost more than the reading of its tag.
+[[nodiscard]] static bool is_costly(const parse_run &run, const xmlParserCtxt *context,
+                                    const start_tag &tag) noexcept {
+    return run.depth + namespaces_in_scope(context) > k_few_levels || tag.attributes > k_few ||
+           tag.namespaces > k_few || run.has_heavy_types;
+}
+
+[[nodiscard]] static std::int64_t element_steps(const parse_run &run, const xmlParserCtxt *context,
+                                                const start_tag &tag) noexcept {
     std::int64_t steps = prefix_steps(run, context, tag);
-    if (tag.attributes > k_few) [[unlikely]] {
+    if (tag.attributes > k_few) {
         steps += std::int64_t{tag.attributes} * tag.attributes * k_attribute_pair;
     }
-    if (tag.namespaces > k_few) [[unlikely]] {
+    if (tag.namespaces > k_few) {
         steps += std::int64_t{tag.namespaces} * tag.namespaces * k_namespace_pair;
     }
-    if (run.has_heavy_types) [[unlikely]] {
+    if (run.has_heavy_types) {
         steps += type_steps(run, context, tag) + child_steps(run, context, tag);
     }
-    if (tag.attributes != 0 && ++run.elements_with_attributes % k_between_looks_at_tables == 0) {
+    return steps;
+}
+
+// Apart from what is done for every element, which then has no registers to save.
+[[gnu::noinline]] static void work_for_costly_element(parse_run &run, xmlParserCtxtPtr context,
+                                                      const start_tag &tag,
+                                                      bool looks_at_tables) noexcept {
+    const std::int64_t steps = element_steps(run, context, tag);
+    if (looks_at_tables) {
         widen_tables(run, context);
     }
     work(run, context, steps);
+}
+
+void work_for_element(parse_run &run, xmlParserCtxtPtr context, const start_tag &tag) noexcept {
+    const bool looks_at_tables =
+        tag.attributes != 0 && ++run.elements_with_attributes % k_between_looks_at_tables == 0;
+    if (is_costly(run, context, tag) || looks_at_tables || run.work > run.work_allowed)
+        [[unlikely]] {
+        work_for_costly_element(run, context, tag, looks_at_tables);
+    }
 }
 
 void work_for_text(parse_run &run, xmlParserCtxtPtr context,

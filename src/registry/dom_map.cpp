@@ -137,17 +137,20 @@ void give_page_back(const DomKey &key) noexcept {
     forget_recent_entries(state);
     released_page packed{};
     std::size_t serial_count = 0;
+    std::size_t place = 0; // of the serial seen last: neighbours mostly have the same
     for (std::uint32_t index = 0; index < k_page_size; ++index) {
         const XMLHashEntry &entry = full->entries[index];
-        std::size_t serial = 0;
-        if (entry.kind != XMLDomNodeType::none) {
-            serial = serial_index(packed, serial_count, entry.key.serial());
-            if (serial == k_serials_per_page) {
+        if (entry.kind == XMLDomNodeType::none) {
+            continue;
+        }
+        if (serial_count == 0 || packed.serials[place] != entry.key.serial()) {
+            place = serial_index(packed, serial_count, entry.key.serial());
+            if (place == k_serials_per_page) {
                 return;
             }
         }
         packed.codes[index] = static_cast<std::uint8_t>(
-            static_cast<unsigned>(entry.kind) | static_cast<unsigned>(serial << k_kind_bits));
+            static_cast<unsigned>(entry.kind) | static_cast<unsigned>(place << k_kind_bits));
     }
     if (const std::uintptr_t shared = share_neighbour(document, number, packed)) {
         document.pages[number] = shared;

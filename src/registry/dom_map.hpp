@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <bit>
 #include <iterator>
+#include <type_traits>
 
 namespace pkg_dbe_xml {
 
@@ -207,9 +208,17 @@ inline void forget_recent_entries(registry &state) noexcept {
 }
 // Notes the size of the list that an entry has just got, and that it holds its members.
 void hold_list(XMLHashEntry &entry) noexcept;
-// Calls `visit` for each member of a list.
-using member_visitor = void (*)(xmlNodePtr member, void *state) noexcept;
-void for_each_member(const XMLHashEntry &entry, member_visitor visit, void *state) noexcept;
+// Calls `visit` for each member of a list. It must not throw: libxml2 calls it.
+template <class Visitor> void for_each_member(const XMLHashEntry &entry, Visitor &&visit) noexcept {
+    xmlListWalk(
+        static_cast<xmlListPtr>(entry.object),
+        [](const void *member, void *state) noexcept {
+            (*static_cast<std::remove_reference_t<Visitor> *>(state))(
+                static_cast<xmlNodePtr>(const_cast<void *>(member)));
+            return 1; // goes on
+        },
+        &visit);
+}
 // What delete_list does, but for letting go of the members that may go: they are put on the chain.
 void delete_list(XMLHashEntry &entry, xmlNodePtr &chain) noexcept;
 // Empties a slot for good (`for_reuse` false) or so that its node id is handed out again. The entry

@@ -63,12 +63,7 @@ template <class Collect> void disown_entries(document_entry &document, Collect &
         }
         if (entry.kind == XMLDomNodeType::node_list) {
             if constexpr (!std::is_same_v<Collect, nobody_collects>) {
-                for_each_member(
-                    entry,
-                    [](xmlNodePtr member, void *state) noexcept {
-                        (*static_cast<Collect *>(state))(member);
-                    },
-                    &collect);
+                for_each_member(entry, collect);
             }
             xmlListClear(static_cast<xmlListPtr>(entry.object));
             free_of_handles(entry.members.index, index_bytes(entry));

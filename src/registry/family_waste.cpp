@@ -57,12 +57,7 @@ template <class Visitor> void for_each_needed(family &owner, Visitor &visit) noe
                 return;
             }
             if (entry.kind == XMLDomNodeType::node_list) {
-                for_each_member(
-                    entry,
-                    [](xmlNodePtr member, void *state) noexcept {
-                        (*static_cast<Visitor *>(state))(member);
-                    },
-                    &visit);
+                for_each_member(entry, visit);
             } else {
                 visit(as_node(entry.object));
             }
@@ -122,7 +117,7 @@ void take_marks_of_documents(const family &owner) noexcept {
         owner.namespaces = record;
         count_kept_namespace(owner);
     }
-    ++id_changes; // a table of its IDs is not to be read any more
+    forget_ids(); // a table of its IDs is not to be read any more
     host::free_document(copy);
     return true;
 }

@@ -501,29 +501,41 @@ detached_trees::~detached_trees() {
     }
 }
 
+namespace {
+
+// Whether a node stands below another and no tree is kept for it, or that is known. So it is with
+// nearly all.
+[[nodiscard]] bool is_of_no_account(const xmlNode *node) noexcept {
+    return node->parent != nullptr &&
+           (names_and_marks(node) & (k_witness | k_collected)) != k_witness;
+}
+
+} // namespace
+
 xmlNodePtr root_of_needed(xmlNodePtr node) noexcept {
-    if (node->parent != nullptr) {
-        if ((names_and_marks(node) & (k_witness | k_collected)) != k_witness) {
-            return nullptr;
-        }
-        node = top_of(node);
+    if (is_of_no_account(node)) {
+        return nullptr;
     }
-    return can_be_root(node) && (names_and_marks(node) & k_collected) == 0 ? node : nullptr;
+    xmlNodePtr const root = top_of(node);
+    return can_be_root(root) && (names_and_marks(root) & k_collected) == 0 ? root : nullptr;
 }
 
 // A node that a tree is kept for, or its root.
-void detached_trees::look_at(xmlNodePtr node) {
-    poll_.step();
+void detached_trees::add_tree_of(xmlNodePtr node) {
     if (node->parent != nullptr) {
-        if ((names_and_marks(node) & (k_witness | k_collected)) != k_witness) {
-            return;
-        }
         note(node);
         node = top_of(node);
     }
     if (can_be_root(node) && (names_and_marks(node) & k_collected) == 0) {
         note(node);
         roots_.push_back(node);
+    }
+}
+
+inline void detached_trees::look_at(xmlNodePtr node) {
+    poll_.step();
+    if (!is_of_no_account(node)) [[unlikely]] {
+        add_tree_of(node);
     }
 }
 
@@ -535,12 +547,12 @@ void detached_trees::note(xmlNodePtr node) {
 void detached_trees::look_at_members(const XMLHashEntry &list) {
     growing_array<xmlNodePtr, 64> members;
     members.reserve(list_size(list)); // nothing is thrown where libxml2 calls
-    for_each_member(
-        list,
-        [](xmlNodePtr member, void *state) noexcept {
-            static_cast<growing_array<xmlNodePtr, 64> *>(state)->push_back(member);
-        },
-        &members);
+    for_each_member(list, [&members](xmlNodePtr member) {
+        if (!is_of_no_account(member)) {
+            members.push_back(member);
+        }
+    });
+    poll_.step_by(list_size(list));
     for (xmlNodePtr const member : members) {
         look_at(member);
     }

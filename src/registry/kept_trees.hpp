@@ -41,6 +41,7 @@ class detached_trees {
 
   private:
     void look_at(xmlNodePtr node);
+    [[gnu::noinline]] void add_tree_of(xmlNodePtr node);
     void note(xmlNodePtr node);
     void look_at_members(const XMLHashEntry &list);
 

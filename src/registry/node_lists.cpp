@@ -5,31 +5,18 @@
 namespace pkg_dbe_xml {
 namespace {
 
-struct member_visit {
-    member_visitor visit;
-    void *state;
-};
-
-// xmlListWalker: shows a member; 1 goes on.
-int show_member(const void *member, void *state) {
-    const auto &each = *static_cast<const member_visit *>(state);
-    each.visit(static_cast<xmlNodePtr>(const_cast<void *>(member)), each.state);
-    return 1;
-}
-
-void hold_member(xmlNodePtr member, void *size) noexcept {
-    ++*static_cast<std::size_t *>(size);
+void hold_member(xmlNodePtr member) noexcept {
     if (counts_lists(member) && list_count(member) != k_many_lists) {
         set_list_count(member, static_cast<unsigned short>(list_count(member) + 1));
     }
 }
 
-void release_member(xmlNodePtr member, void *chain) noexcept {
+void release_member(xmlNodePtr member, xmlNodePtr &chain) noexcept {
     if (!counts_lists(member) || list_count(member) == k_many_lists) {
         return;
     }
     set_list_count(member, static_cast<unsigned short>(list_count(member) - 1));
-    let_go_later(*static_cast<xmlNodePtr *>(chain), member);
+    let_go_later(chain, member);
 }
 
 struct index_writer {
@@ -66,14 +53,13 @@ xmlNodePtr list_member(XMLHashEntry &entry, std::size_t index) {
     return entry.members.index[index];
 }
 
-void for_each_member(const XMLHashEntry &entry, member_visitor visit, void *state) noexcept {
-    member_visit each{visit, state};
-    xmlListWalk(static_cast<xmlListPtr>(entry.object), show_member, &each);
-}
-
 void hold_list(XMLHashEntry &entry) noexcept {
-    entry.members = {nullptr, 0};
-    for_each_member(entry, hold_member, &entry.members.size);
+    std::size_t size = 0;
+    for_each_member(entry, [&size](xmlNodePtr member) {
+        ++size;
+        hold_member(member);
+    });
+    entry.members = {nullptr, size};
 }
 
 void delete_list(XMLHashEntry &entry) noexcept {
@@ -83,7 +69,7 @@ void delete_list(XMLHashEntry &entry) noexcept {
 }
 
 void delete_list(XMLHashEntry &entry, xmlNodePtr &chain) noexcept {
-    for_each_member(entry, release_member, &chain);
+    for_each_member(entry, [&chain](xmlNodePtr member) { release_member(member, chain); });
     free_of_handles(entry.members.index, index_bytes(entry));
     entry.members = {};
     xmlListDelete(static_cast<xmlListPtr>(entry.object));

@@ -26,10 +26,6 @@ namespace {
 // Pages between two looks at whether the statement is to stop.
 constexpr std::uint32_t k_pages_between_looks = 8;
 
-void collect_member(xmlNodePtr member, void *chain) noexcept {
-    collect_tree(*static_cast<xmlNodePtr *>(chain), member);
-}
-
 // An entry is about to go, and all that it could name.
 void end_entry(registry &state, XMLHashEntry &entry, xmlNodePtr &chain) noexcept {
     if (entry.kind == XMLDomNodeType::none) {
@@ -43,7 +39,7 @@ void end_entry(registry &state, XMLHashEntry &entry, xmlNodePtr &chain) noexcept
         collect_tree(chain, as_node(entry.object));
         return;
     }
-    for_each_member(entry, collect_member, &chain);
+    for_each_member(entry, [&chain](xmlNodePtr member) { collect_tree(chain, member); });
     free_of_handles(entry.members.index, index_bytes(entry));
     xmlListDelete(static_cast<xmlListPtr>(entry.object));
 }

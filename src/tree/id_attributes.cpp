@@ -12,6 +12,7 @@
 namespace pkg_dbe_xml {
 
 constinit PKG_DBE_XML_SESSION_STORAGE std::uint64_t id_changes = 0;
+constinit PKG_DBE_XML_SESSION_STORAGE bool ids_are_kept = false;
 
 namespace {
 
@@ -59,16 +60,9 @@ bool is_id_attribute(const xmlAttr *attribute) noexcept {
     }
 }
 
-void note_attribute_change(const xmlAttr *attribute) noexcept {
-    if (is_id_attribute(attribute)) {
-        ++id_changes;
-    }
-}
-
-void note_tree_change(const xmlNode *top) noexcept {
+bool may_hold_id(const xmlNode *top) noexcept {
     if (is_attribute(top)) {
-        note_attribute_change(reinterpret_cast<const xmlAttr *>(top));
-        return;
+        return is_id_attribute(reinterpret_cast<const xmlAttr *>(top));
     }
     std::size_t steps = 0;
     for (xmlNodePtr node = const_cast<xmlNodePtr>(top); node != nullptr;
@@ -76,15 +70,14 @@ void note_tree_change(const xmlNode *top) noexcept {
         for (const xmlAttr *attribute = first_attribute(node); attribute != nullptr;
              attribute = attribute->next) {
             if (++steps > k_nodes_looked_at || is_id_attribute(attribute)) {
-                ++id_changes;
-                return;
+                return true;
             }
         }
         if (++steps > k_nodes_looked_at) {
-            ++id_changes;
-            return;
+            return true;
         }
     }
+    return false;
 }
 
 void forget_parsed_id(xmlAttrPtr attribute) noexcept {

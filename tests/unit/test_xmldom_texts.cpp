@@ -1,5 +1,6 @@
 // Names and data that are legal, texts and their pieces, attributes by name, IDs, documents.
 #include "package_changing.hpp"
+#include "tree/id_attributes.hpp"
 
 namespace {
 
@@ -226,6 +227,26 @@ TEST_F(package_texts, maps_set_and_remove) {
 }
 
 // --- IDs ----------------------------------------------------------------------------------------
+
+// Changes are looked at only while something that was looked up is still good.
+TEST_F(package_texts, ids_of_one_document_do_not_hide_changes_of_another) {
+    const sql::handle one = document("<r><a xml:id='1'/></r>");
+    const sql::handle other = document("<r><b xml:id='1'/></r>");
+    const sql::handle a = child(root(one), {0});
+    const sql::handle b = child(root(other), {0});
+    EXPECT_EQ(call(xmldom_get_element_by_id, one, "1").handle(), a);
+    EXPECT_TRUE(pkg_dbe_xml::ids_are_kept);
+    call(xmldom_set_attribute, a, "xml:id", "2");
+    EXPECT_FALSE(pkg_dbe_xml::ids_are_kept);
+    call(xmldom_set_attribute, a, "xml:id", "3"); // nobody has looked since
+    EXPECT_EQ(call(xmldom_get_element_by_id, other, "1").handle(), b);
+    EXPECT_TRUE(call(xmldom_get_element_by_id, one, "1").is_null());
+    EXPECT_TRUE(call(xmldom_get_element_by_id, one, "2").is_null());
+    EXPECT_EQ(call(xmldom_get_element_by_id, one, "3").handle(), a);
+    call(xmldom_remove, b);
+    EXPECT_TRUE(call(xmldom_get_element_by_id, other, "1").is_null());
+    EXPECT_EQ(call(xmldom_get_element_by_id, one, "3").handle(), a);
+}
 
 TEST_F(package_texts, ids_follow_every_change) {
     const sql::handle typed = document("<!DOCTYPE r [<!ATTLIST e i ID #IMPLIED>]>"

@@ -2,6 +2,8 @@
 
 #include "edit/legal_text.hpp"
 
+#include <array>
+#include <cstdint>
 #include <cstring>
 
 namespace pkg_dbe_xml {
@@ -13,11 +15,8 @@ struct character {
     std::uint32_t size; // 0: no UTF-8
 };
 
-// Bytes behind the first; 4 for a byte that begins no character.
+// Bytes behind the first of a character that is no ASCII; 4 for a byte that begins none.
 [[nodiscard]] std::uint32_t bytes_behind(xmlChar first) noexcept {
-    if (first < 0x80) {
-        return 0;
-    }
     if (first >= 0xC2 && first < 0xE0) {
         return 1;
     }
@@ -27,12 +26,9 @@ struct character {
     return first >= 0xF0 && first < 0xF5 ? 3 : 4;
 }
 
-// The character at the beginning of a text; the zero byte at its end is a character of size 1.
-[[nodiscard]] character read_character(const xmlChar *text) noexcept {
+// The character at the beginning of a text, of several bytes.
+[[nodiscard]] character read_long_character(const xmlChar *text) noexcept {
     const std::uint32_t behind = bytes_behind(*text);
-    if (behind == 0) {
-        return {*text, 1};
-    }
     if (behind == 4) {
         return {0, 0};
     }
@@ -45,6 +41,11 @@ struct character {
     }
     constexpr std::uint32_t k_least[4] = {0, 0x80, 0x800, 0x10000};
     return code < k_least[behind] ? character{0, 0} : character{code, behind + 1};
+}
+
+// The character at the beginning of a text; the zero byte at its end is a character of size 1.
+[[nodiscard]] inline character read_character(const xmlChar *text) noexcept {
+    return *text < 0x80 ? character{*text, 1} : read_long_character(text);
 }
 
 [[nodiscard]] bool is_xml_character(character read) noexcept {
@@ -75,7 +76,7 @@ constexpr code_range k_name_rest[] = {
 };
 
 template <std::size_t Count>
-[[nodiscard]] bool is_in(const code_range (&ranges)[Count], std::uint32_t code) noexcept {
+[[nodiscard]] constexpr bool is_in(const code_range (&ranges)[Count], std::uint32_t code) noexcept {
     for (const code_range &range : ranges) {
         if (code < range.first) {
             return false;
@@ -87,11 +88,29 @@ template <std::size_t Count>
     return false;
 }
 
+// The same for the characters that most names consist of.
+constexpr std::uint8_t k_starts_name = 1;
+constexpr std::uint8_t k_stands_in_name = 2;
+constexpr auto k_ascii = [] {
+    std::array<std::uint8_t, 0x80> kinds{};
+    for (std::uint32_t code = 0; code < kinds.size(); ++code) {
+        const bool starts = is_in(k_name_starts, code);
+        kinds[code] =
+            static_cast<std::uint8_t>((starts ? k_starts_name : 0) |
+                                      (starts || is_in(k_name_rest, code) ? k_stands_in_name : 0));
+    }
+    return kinds;
+}();
+
+// What is no UTF-8 has the code 0, which stands in no name.
 [[nodiscard]] bool starts_name(character read) noexcept {
-    return read.size != 0 && is_in(k_name_starts, read.code);
+    return read.code < k_ascii.size() ? (k_ascii[read.code] & k_starts_name) != 0
+                                      : is_in(k_name_starts, read.code);
 }
 [[nodiscard]] bool is_name_character(character read) noexcept {
-    return starts_name(read) || (read.size != 0 && is_in(k_name_rest, read.code));
+    return read.code < k_ascii.size()
+               ? (k_ascii[read.code] & k_stands_in_name) != 0
+               : is_in(k_name_starts, read.code) || is_in(k_name_rest, read.code);
 }
 
 // The next "prefix" or "name" of a qualified name: ends at a colon or the end of the text, which

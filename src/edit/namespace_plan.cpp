@@ -295,7 +295,11 @@ bool is_member(const node_set &sorted, const xmlNode *node) noexcept {
     return std::binary_search(sorted.begin(), sorted.end(), node);
 }
 
-void sort_nodes(node_set &nodes) noexcept { std::sort(nodes.begin(), nodes.end()); }
+void sort_nodes(node_set &nodes) noexcept {
+    if (nodes.size() > 1) { // mostly there is one
+        std::sort(nodes.begin(), nodes.end());
+    }
+}
 
 namespace_plan::~namespace_plan() {
     if (applied_) {

@@ -9,9 +9,23 @@ namespace {
     return entry.kind == XMLDomNodeType::named_node_map;
 }
 
+// What first_name gives, in place.
+[[nodiscard]] inline XMLHashEntry *first_of_names(const xmlNode *node) noexcept {
+    const std::uintptr_t word = names_and_marks(node);
+    return (word & k_holds_witness) != 0 ? nullptr
+                                         : reinterpret_cast<XMLHashEntry *>(word & ~k_marks);
+}
+
+// The own handle of a node where it is found at once, as it is for all nodes but documents; null
+// else.
+[[nodiscard]] inline XMLHashEntry *known_own_entry(const xmlNode *node) noexcept {
+    XMLHashEntry *const first = first_of_names(node);
+    return first != nullptr && first->is_own && !is_map(*first) ? first : nullptr;
+}
+
 // An own entry of that sort among the first two names of the node.
 [[nodiscard]] XMLHashEntry *find_own(const xmlNode *node, bool wants_map) noexcept {
-    XMLHashEntry *const first = first_name(node);
+    XMLHashEntry *const first = first_of_names(node);
     if (first == nullptr || !first->is_own) {
         return nullptr;
     }
@@ -86,9 +100,8 @@ void add_name_behind_own(XMLHashEntry &entry, XMLHashEntry &first) noexcept {
 XMLHashEntry *find_own_entry(const xmlNode *node) noexcept { return find_own(node, false); }
 
 XMLHashEntry &own_entry(const XMLHashEntry &from, xmlNodePtr node) {
-    if (XMLHashEntry *const first = first_name(node);
-        first != nullptr && first->is_own && !is_map(*first)) [[likely]] {
-        return *first;
+    if (XMLHashEntry *const known = known_own_entry(node)) [[likely]] {
+        return *known;
     }
     if (is_document(node)) {
         if (XMLHashEntry *const chosen = choose_document_handle(node)) {
@@ -106,7 +119,8 @@ void write_handle(const XMLHashEntry &entry, std::byte *room) noexcept {
 
 host::datum own_handle(const XMLHashEntry &from, xmlNodePtr node) {
     std::byte *const room = value_room();
-    return finish_value(own_entry(from, node), room);
+    XMLHashEntry *const known = known_own_entry(node);
+    return finish_value(known != nullptr ? *known : own_entry(from, node), room);
 }
 
 host::datum own_map(const XMLHashEntry &from, xmlNodePtr element) {

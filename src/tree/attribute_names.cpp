@@ -20,9 +20,6 @@ namespace {
 
 } // namespace
 
-attribute_name::attribute_name(const xmlChar *name, const xmlChar *uri) noexcept
-    : name_(name), uri_(uri), prefix_size_(uri == nullptr ? size_of_prefix(name) : -1) {}
-
 bool attribute_name::matches(const xmlNode *attribute) const noexcept {
     const xmlNs *const record = namespace_of(attribute);
     if (uri_ != nullptr) {
@@ -34,9 +31,9 @@ bool attribute_name::matches(const xmlNode *attribute) const noexcept {
     if (prefix == nullptr) {
         return same_text(attribute->name, name_); // the name itself may hold a colon
     }
-    return prefix_size_ >= 0 && xmlStrlen(prefix) == prefix_size_ &&
-           xmlStrncmp(prefix, name_, prefix_size_) == 0 &&
-           same_text(attribute->name, name_ + prefix_size_ + 1);
+    const int size = size_of_prefix(name_);
+    return size >= 0 && xmlStrlen(prefix) == size && xmlStrncmp(prefix, name_, size) == 0 &&
+           same_text(attribute->name, name_ + size + 1);
 }
 
 xmlAttrPtr attribute_name::find_from(xmlAttrPtr attribute) const noexcept {

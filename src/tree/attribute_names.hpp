@@ -9,7 +9,7 @@ namespace pkg_dbe_xml {
 // empty for no namespace, it is a local name.
 class attribute_name {
   public:
-    attribute_name(const xmlChar *name, const xmlChar *uri) noexcept;
+    attribute_name(const xmlChar *name, const xmlChar *uri) noexcept : name_(name), uri_(uri) {}
 
     [[nodiscard]] bool matches(const xmlNode *attribute) const noexcept;
     // The first one in a chain of attributes; null when there is none.
@@ -21,7 +21,6 @@ class attribute_name {
   private:
     const xmlChar *name_;
     const xmlChar *uri_;
-    int prefix_size_; // -1: there is no prefix
 };
 
 // The declaration that gives an element an attribute of this name by default; null when there is

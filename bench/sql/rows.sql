@@ -13,7 +13,7 @@ create table bench.documents (name text, content xml);
 alter table bench.documents alter content set storage external;
 insert into bench.documents
     select name, bench.orders(1, records)
-    from (values ('20,000', 20000), ('1,000,000', 1000000)) size(name, records);
+    from (values ('1 MB', 9300), ('20,000', 20000), ('1,000,000', 1000000)) size(name, records);
 create table bench.small (content xml);
 insert into bench.small select bench.orders(n * 10, 10) from generate_series(1, 100000) n;
 vacuum analyze bench.documents, bench.small;
@@ -57,6 +57,36 @@ create view bench.small_by_xmltable as
 create view bench.small_by_lxml as
     select sum(t.id) + sum(t.price) as total, max(length(t.customer)) as longest
     from bench.small, bench.lxml_rows(content) t;
+
+-- The name of every element in document order, of a text and of a tree that is there already.
+create function bench.lxml_names(content xml) returns setof text language plpython3u as $$
+from lxml import etree
+for element in etree.fromstring(content.encode('utf-8'), etree.XMLParser(huge_tree=True)).iter():
+    yield element.tag
+$$;
+create function bench.lxml_tree(content xml) returns void language plpython3u as $$
+from lxml import etree
+GD['tree'] = etree.fromstring(content.encode('utf-8'), etree.XMLParser(huge_tree=True))
+$$;
+create function bench.lxml_names_of_tree() returns setof text language plpython3u as $$
+for element in GD['tree'].iter():
+    yield element.tag
+$$;
+-- Each gives the number of the names and their length in all.
+create view bench.names_by_lxml as
+    select count(*) || '/' || sum(length(tag)) as names
+    from bench.documents d, bench.lxml_names(content) as tag where d.name = '1 MB';
+create view bench.names_of_tree_by_lxml as
+    select count(*) || '/' || sum(length(tag)) as names from bench.lxml_names_of_tree() as tag;
+create function bench.names_of_tree(tree xmldom.document) returns text language sql as $$
+    select count(*) || '/' || sum(length(xmldom.get_node_name(element)))
+    from xmldom.descendants(tree) as element
+$$;
+create function bench.names_by_descendants() returns text language plpgsql as $$
+declare tree xmldom.document := bench.tree('1 MB'); names text := bench.names_of_tree(tree); begin
+    perform xmldom.free_document(tree);
+    return names;
+end $$;
 
 create function bench.kilobytes(item text) returns bigint language sql as $$
     select substring(pg_read_file('/proc/self/status') from item || ':\s+(\d+) kB')::bigint

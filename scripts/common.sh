@@ -147,9 +147,11 @@ run_fuzzers() {
         name=$(basename "$0")
         inputs=20000
         [ "$name" != fuzz_calls ] || inputs=500
+        [ "$name" != fuzz_validation ] || inputs=5000
         said=$("$0" --random "$inputs" 1 2>&1)
         status=$?
         [ "$status" -eq 0 ] && verdict="ok - $name" || verdict="not ok - $name"
-        printf "%s\n" "$said" "$verdict"
+        printf "%s
+" "$said" "$verdict"
         exit "$status"'
 }

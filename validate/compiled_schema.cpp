@@ -3,6 +3,7 @@
 
 #include "complaints.hpp"
 #include "identifier_attributes.hpp"
+#include "name_classes.hpp"
 #include "schema_store.hpp"
 #include "services.hpp"
 #include "validation_reports.hpp"
@@ -104,7 +105,8 @@ struct compilation {
     unrefused_work work;
     std::map<std::string, std::string, std::less<>> texts; // that were read, by their locations
     std::string missing;                                   // the first one that is not there
-    std::exception_ptr failure;                            // while one was read
+    std::string nested_choice;  // where names are chosen in a way that libxml2 cannot bear
+    std::exception_ptr failure; // while one was read
 };
 
 // Gives libxml2 a text, noting what is not there. No exception leaves it.
@@ -142,7 +144,33 @@ void compile_xsd(compilation &task) noexcept {
     }
 }
 
+// Looks for nested choices of names in a schema and in all that it refers to. No exception leaves
+// it.
+void look_for_nested_choices(compilation &task) noexcept {
+    try {
+        std::set<std::string, std::less<>> known{task.location};
+        std::vector<std::string> waiting{task.location};
+        while (!waiting.empty() && task.nested_choice.empty()) {
+            const std::string location = std::move(waiting.back());
+            waiting.pop_back();
+            std::string_view text;
+            if (!open_text(&task, location.c_str(), text)) {
+                return;
+            }
+            const long line = look_at_name_classes(location, text, known, waiting);
+            if (line != 0) {
+                task.nested_choice = location + ", line " + std::to_string(line);
+            }
+        }
+    } catch (...) {
+        task.failure = std::current_exception();
+    }
+}
+
 void compile_relax_ng(compilation &task) noexcept {
+    if (task.failure != nullptr || !task.missing.empty() || !task.nested_choice.empty()) {
+        return;
+    }
     xmlRelaxNGParserCtxtPtr const context = xmlRelaxNGNewParserCtxt(task.location.c_str());
     if (context != nullptr) {
         xmlRelaxNGSetParserStructuredErrors(context, note_complaint, &task.complaints);
@@ -153,6 +181,9 @@ void compile_relax_ng(compilation &task) noexcept {
 
 void compile_step(void *state) noexcept {
     auto &task = *static_cast<compilation *>(state);
+    if (task.is == language::relax_ng) {
+        look_for_nested_choices(task);
+    }
     // Of the texts that schemas are, when these are no XML.
     xmlSetStructuredErrorFunc(&task.complaints, note_complaint);
     switch (task.is) {
@@ -183,6 +214,13 @@ void check_outcome(compilation &task) {
     }
     if (!task.missing.empty()) {
         services().report(reports::schema_reference_not_there, {task.location, task.missing}, {});
+    }
+    if (!task.nested_choice.empty()) {
+        services().report(reports::schema_unusable,
+                          {task.location, task.nested_choice +
+                                              ": a choice of names within another one, which "
+                                              "libxml2 cannot compile; put the names into one"},
+                          {});
     }
     const compiled_schema &made = *task.result;
     if (made.xsd != nullptr || made.relax_ng != nullptr ||

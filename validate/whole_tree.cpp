@@ -10,6 +10,7 @@
 #include <libxml/valid.h>
 
 #include <algorithm>
+#include <exception>
 #include <new>
 #include <string>
 
@@ -79,9 +80,31 @@ void drop_tables(xmlDocPtr document) noexcept {
     document->ids = document->refs = nullptr;
 }
 
+// libxml2 tells of a content model that is not deterministic when it meets it first, and not again
+// by the same definition.
+void note_ambiguous_content(complaint_list &complaints, const xmlNode *element) noexcept {
+    ++complaints.errors;
+    if (complaints.is_full()) {
+        return;
+    }
+    try {
+        complaints.found.push_back(
+            {line_of(element), element, "error", XML_DTD_CONTENT_NOT_DETERMINIST,
+             "the content model of this element's type is not deterministic", ""});
+    } catch (const std::exception &) {
+        complaints.lost_memory = true;
+    }
+}
+
 // One element with its attributes and declarations of namespaces.
-void check_by_dtd(xmlValidCtxtPtr context, xmlDocPtr document, xmlNodePtr element) noexcept {
-    static_cast<void>(xmlValidateOneElement(context, document, element));
+void check_by_dtd(whole_task &task, xmlValidCtxtPtr context, xmlNodePtr element) noexcept {
+    xmlDocPtr const document = task.document;
+    const std::size_t errors = task.complaints->errors;
+    task.complaints->current = element;
+    if (xmlValidateOneElement(context, document, element) < 0 &&
+        task.complaints->errors == errors) {
+        note_ambiguous_content(*task.complaints, element);
+    }
     for (xmlAttrPtr one = element->properties; one != nullptr; one = one->next) {
         xmlChar *const value = xmlNodeListGetString(document, one->children, 0);
         static_cast<void>(xmlValidateOneAttribute(context, document, element, one, value));
@@ -114,11 +137,12 @@ void run_dtd(whole_task &task) noexcept {
         while (node != nullptr && !task.complaints->is_full() &&
                (++elements % k_elements_between_looks != 0 || services().may_go_on(task.work, 0))) {
             if (node->type == XML_ELEMENT_NODE) {
-                check_by_dtd(context, document, const_cast<xmlNodePtr>(node));
+                check_by_dtd(task, context, const_cast<xmlNodePtr>(node));
             }
             node = next_in_order(node, root);
         }
         task.finished = node == nullptr;
+        task.complaints->current = nullptr;
         if (task.finished) {
             static_cast<void>(xmlValidateDocumentFinal(context, document));
         }

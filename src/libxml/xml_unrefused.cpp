@@ -13,8 +13,15 @@ namespace host {
 namespace {
 
 // What libxml2 may still need from the moment when the machine has no more until the work notices.
-// Nobody touches it before, so that it is address space and no memory.
+// Nobody touches it before, so that it is address space and no memory; but AddressSanitizer marks
+// every byte of it.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t k_reserve = std::size_t{1} << 20U;
+#elif defined(__has_feature)
+constexpr std::size_t k_reserve = std::size_t{__has_feature(address_sanitizer) ? 1 : 32} << 20U;
+#else
 constexpr std::size_t k_reserve = std::size_t{32} << 20U;
+#endif
 
 } // namespace
 

@@ -201,6 +201,43 @@ TEST_F(validation, refuses_schemas_that_are_none) {
     }
 }
 
+// libxml2 tells of such a content model once for each definition.
+TEST_F(validation, complains_each_time_of_ambiguous_content) {
+    store("m.dtd", "<!ELEMENT a ((b?,c)|c)><!ELEMENT b EMPTY><!ELEMENT c EMPTY>");
+    for (int round = 0; round < 3; ++round) {
+        for (const bool is_own : {true, false}) {
+            EXPECT_EQ(complaints("<a>\n<c/></a>", "m.dtd", is_own), "1 /a;") << round;
+        }
+    }
+    EXPECT_EQ(complaints("<b/>", "m.dtd"), "");
+}
+
+// libxml2 recurses without end where a choice of names stands within another one behind a name.
+TEST_F(validation, refuses_nested_choices_of_names) {
+    const auto rng = [](const std::string &names) {
+        return "<element xmlns='http://relaxng.org/ns/structure/1.0'>" + names +
+               "<text/></element>";
+    };
+    const std::string nested = "<choice><name>b</name> <choice><name>c</name><name>a</name>"
+                               "</choice></choice>";
+    store("n.rng", rng(nested));
+    store("e.rng", rng("<anyName><except>" + nested + "</except></anyName>"));
+    store("x.rng", "<grammar xmlns='http://relaxng.org/ns/structure/1.0'><start><choice><element "
+                   "name='a'><text/></element><externalRef href='f/n.rng'/></choice></start>"
+                   "</grammar>");
+    store("f/n.rng", rng("<name>b</name><attribute>" + nested + "</attribute>"));
+    for (const char *location : {"n.rng", "e.rng", "x.rng"}) {
+        EXPECT_THROW(static_cast<void>(schema_at(location)), host::raised) << location;
+    }
+    // Choices of patterns, and one that stands first, do no harm.
+    store("p.rng", "<element name='a' xmlns='http://relaxng.org/ns/structure/1.0'><choice><empty/>"
+                   "<choice><value>1</value><value>2</value></choice></choice></element>");
+    EXPECT_EQ(complaints("<a>2</a>", "p.rng"), "");
+    store("q.rng", rng("<choice><choice><name>b</name><name>c</name></choice><name>a</name>"
+                       "</choice>"));
+    EXPECT_EQ(complaints("<a>2</a>", "q.rng"), "");
+}
+
 // A reference to an entity is found in attributes too, by pieces and in a copy.
 TEST_F(validation, refuses_references_in_attributes) {
     store("x.xsd", xsd("<xs:element name='a'><xs:complexType><xs:attribute name='b'/>"

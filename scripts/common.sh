@@ -151,7 +151,6 @@ run_fuzzers() {
         said=$("$0" --random "$inputs" 1 2>&1)
         status=$?
         [ "$status" -eq 0 ] && verdict="ok - $name" || verdict="not ok - $name"
-        printf "%s
-" "$said" "$verdict"
+        printf "%s\n" "$said" "$verdict"
         exit "$status"'
 }

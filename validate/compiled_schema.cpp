@@ -231,7 +231,8 @@ void check_outcome(compilation &task) {
     std::erase_if(found, [](const complaint &one) { return one.level[0] == 'w'; });
     std::string lines;
     for (std::size_t number = 0; number < std::min(found.size(), k_told); ++number) {
-        lines += (number == 0 ? "" : "\n") + words_of(found[number], task.location);
+        lines += number == 0 ? "" : "\n";
+        lines += words_of(found[number], task.location);
     }
     services().report(
         reports::schema_unusable,

@@ -74,8 +74,11 @@ language known_language(std::string_view location, xmlDocPtr document) {
     if (found == language::unknown) {
         const std::string_view uri =
             root->ns == nullptr ? std::string_view{} : view_of(root->ns->href);
-        const std::string name =
-            (uri.empty() ? "" : "{" + std::string(uri) + "}") + std::string(view_of(root->name));
+        std::string name;
+        if (!uri.empty()) {
+            name.append("{").append(uri).append("}");
+        }
+        name += view_of(root->name);
         services().report(reports::schema_not_known, {location, name}, {});
     }
     return found;

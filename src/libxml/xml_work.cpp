@@ -27,8 +27,7 @@ constexpr std::int64_t k_declaration = 4;
 constexpr std::int64_t k_declaration_pair = 4;
 // For a name that a value, or a child, is compared with, beside its length.
 constexpr std::int64_t k_name_compared = 3;
-// For a pair of values of one list, or of names of one model, that are compared when declared.
-constexpr std::int64_t k_value_pair = 16;
+// For a pair of names of one model, that are compared when declared.
 constexpr std::int64_t k_model_pair = 5;
 // Compiling a model: for a pair of particles, and for each three alternatives a tenth.
 constexpr std::int64_t k_particle_pair = 5;
@@ -238,6 +237,8 @@ void work_for_attribute_declaration(parse_run &run, xmlParserCtxtPtr context, ty
     run.has_heavy_types |= is_heavy(weight);
     std::int64_t steps = 0;
 #if LIBXML_VERSION < 21400 // later versions do not compare each value with each
+    // For a pair of values of one list, which are compared when declared.
+    constexpr std::int64_t k_value_pair = 16;
     steps += std::int64_t{count} * count / 2 * k_value_pair;
 #endif
     if (type == XML_ATTRIBUTE_ID) {

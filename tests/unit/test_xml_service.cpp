@@ -13,6 +13,9 @@
 #include <thread>
 #include <vector>
 
+// Later versions deprecate the defaults of libxml2 that others may still set.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace {
 
 using namespace parsing;

@@ -42,6 +42,12 @@ bool tells_of_itself(const xmlError &error) noexcept {
                : error.domain == XML_FROM_SCHEMASP && error.code == XML_SCHEMAP_INTERNAL;
 }
 
+// Some versions of libxml2 name the declaration that an element does not follow.
+bool is_declaration(const xmlNode *node) noexcept {
+    return node->type == XML_ELEMENT_DECL || node->type == XML_ATTRIBUTE_DECL ||
+           node->type == XML_ENTITY_DECL || node->type == XML_DTD_NODE;
+}
+
 } // namespace
 
 long line_of(const xmlNode *node) noexcept {
@@ -64,7 +70,9 @@ void note_complaint(void *list, xml_error *error) noexcept {
     }
     try {
         const auto *const named = static_cast<const xmlNode *>(error->node);
-        const xmlNode *const node = named != nullptr ? named : complaints.current;
+        const bool is_place = named != nullptr && !is_declaration(named);
+        const xmlNode *const node =
+            is_place || complaints.current == nullptr ? named : complaints.current;
         const long known = complaints.current == nullptr && error->line > 0 ? error->line : 0;
         complaints.found.push_back({known > 0 ? known : line_of(node), node, level_of(*error),
                                     error->code, one_line(error->message),

@@ -101,7 +101,7 @@ void check_by_dtd(whole_task &task, xmlValidCtxtPtr context, xmlNodePtr element)
     xmlDocPtr const document = task.document;
     const std::size_t errors = task.complaints->errors;
     task.complaints->current = element;
-    if (xmlValidateOneElement(context, document, element) < 0 &&
+    if (xmlValidateOneElement(context, document, element) <= 0 &&
         task.complaints->errors == errors) {
         note_ambiguous_content(*task.complaints, element);
     }

@@ -256,8 +256,8 @@ bool passing_tree::add_text(xmlElementType type, const xmlChar *text, int size) 
         return true;
     }
     const auto length = static_cast<std::size_t>(size);
-    // Neighbouring sections are one up to libxml2 2.14.
-    const bool is_joined = type == XML_TEXT_NODE || libxml2_number() < 21500;
+    // Neighbouring sections are one up to libxml2 2.13.
+    const bool is_joined = type == XML_TEXT_NODE || libxml2_number() < 21400;
     if (is_joined && at_->last != nullptr && at_->last->type == type) {
         return grow_text(at_->last, text, length);
     }

@@ -9,6 +9,7 @@
 #include <libxml/xmlversion.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <string_view>
 
@@ -16,10 +17,16 @@ namespace pkg_dbe_xml {
 
 struct encoding_handler_deleter {
     void operator()(xmlCharEncodingHandler *handler) const noexcept {
-#if LIBXML_VERSION < 21200
-        // A handler whose name found no memory is made without one, and is then not freed.
+#if LIBXML_VERSION < 21200 && defined(LIBXML_ICONV_ENABLED)
+        // A handler whose name found no memory is made without one, and libxml2 does not free it.
         if (handler->name == nullptr) {
-            handler->name = xmlMemStrdup("");
+            for (const iconv_t converter : {handler->iconv_in, handler->iconv_out}) {
+                if (converter != nullptr) {
+                    iconv_close(converter);
+                }
+            }
+            xmlFree(handler);
+            return;
         }
 #endif
         xmlCharEncCloseFunc(handler);

@@ -70,7 +70,7 @@ TEST(single_failures, an_attribute_whose_prefix_is_declared) {
     }
 }
 
-// The text node and what it holds.
+// The text node and what it holds: either fails alone, and with all that follows.
 TEST(single_failures, a_value_for_an_attribute_that_has_none_or_a_text_that_is_named) {
     EXPECT_EQ(sweep_libxml2(
                   [](arguments &with) {
@@ -83,7 +83,7 @@ TEST(single_failures, a_value_for_an_attribute_that_has_none_or_a_text_that_is_n
                       return sql::call(xml_dom_set_attribute, with.first, "new", "x");
                   })
                   .reported,
-              2);
+              4);
     EXPECT_EQ(sweep_libxml2(
                   [](arguments &with) {
                       prepare_prefixed(with);
@@ -94,7 +94,7 @@ TEST(single_failures, a_value_for_an_attribute_that_has_none_or_a_text_that_is_n
                       return sql::call(xml_dom_set_attribute, with.first, "e", "x");
                   })
                   .reported,
-              2);
+              4);
 }
 
 // libxml2 puts the prefixed name together to look up its default.

@@ -80,15 +80,21 @@ std::string text_of(const std::function<std::string()> &function) {
     return function ? function() : std::string();
 }
 
-outcome play(const scenario &played, standalone::service which, std::int64_t at) {
+// What is made to fail: the calls of a service from one on.
+struct failing {
+    standalone::service which;
+    std::int64_t repeat; // so many of them
+};
+
+outcome play(const scenario &played, const failing &calls, std::int64_t at) {
     outcome seen;
     if (played.prepare) {
         played.prepare();
     }
     seen.before = text_of(played.state);
-    standalone::fail_call(which, at);
+    standalone::fail_call(calls.which, at, calls.repeat);
     seen.given = played.run();
-    seen.injected = standalone::faults_of(which);
+    seen.injected = standalone::faults_of(calls.which);
     standalone::clear_faults();
     standalone::forget_cancel();
     if (!standalone::session_terminated()) {
@@ -129,7 +135,7 @@ void expect_harmless(const outcome &seen, const outcome &usual) {
 }
 
 // One round, in a session of its own. Returns the number of failures injected.
-std::int64_t play_round(const scenario &played, standalone::service which, std::int64_t at,
+std::int64_t play_round(const scenario &played, const failing &calls, std::int64_t at,
                         const outcome &usual, sweep_figures &figures) {
     const node_watch watch;
     standalone::begin_session(played.database_encoding);
@@ -137,7 +143,7 @@ std::int64_t play_round(const scenario &played, standalone::service which, std::
     if (played.libxml2_may_lose != 0) {
         overlooked.emplace();
     }
-    const outcome seen = play(played, which, at);
+    const outcome seen = play(played, calls, at);
     EXPECT_TRUE(check_invariants());
     const bool reported = seen.given.failed() && !usual.given.failed();
     if (reported) {
@@ -154,7 +160,7 @@ std::int64_t play_round(const scenario &played, standalone::service which, std::
         expect_other_calls_to_work();
     }
     standalone::session_remains remains = standalone::end_session();
-    if (which == standalone::service::libxml2_allocation && remains.libxml2_bytes > 0 &&
+    if (calls.which == standalone::service::libxml2_allocation && remains.libxml2_bytes > 0 &&
         remains.libxml2_bytes <= played.libxml2_may_lose) {
         remains.libxml2_bytes = 0;
         ++figures.lossy;
@@ -164,6 +170,35 @@ std::int64_t play_round(const scenario &played, standalone::service which, std::
         << remains.libxml2_bytes << " bytes of libxml2"
         << (remains.block_list.empty() ? "" : ", " + remains.block_list.front());
     return seen.injected;
+}
+
+sweep_figures sweep(const scenario &played, const failing &calls) {
+    sweep_figures figures;
+    const int failures_before = failures();
+    if (standalone::session_begun()) {
+        EXPECT_TRUE(standalone::end_session().nothing());
+    }
+    outcome usual;
+    {
+        const node_watch watch;
+        standalone::begin_session(played.database_encoding);
+        usual = play(played, calls, 0);
+        EXPECT_TRUE(check_invariants()) << played.name;
+        EXPECT_TRUE(standalone::end_session().nothing()) << played.name;
+    }
+    for (std::int64_t at = 1;; at += played.stride) {
+        SCOPED_TRACE(played.name + ", " + name_of(calls.which) + " " + std::to_string(at) +
+                     (calls.repeat == 1 ? " fails" : " fails and all after it"));
+        const std::int64_t injected = play_round(played, calls, at, usual, figures);
+        if (injected == 0 || failures() != failures_before) {
+            break;
+        }
+        if (at >= k_most_rounds) {
+            ADD_FAILURE() << "the sweep does not end";
+            break;
+        }
+    }
+    return figures;
 }
 
 } // namespace
@@ -177,29 +212,9 @@ sweep_figures &sweep_figures::operator+=(const sweep_figures &other) {
 }
 
 sweep_figures sweep_failures(const scenario &played, standalone::service which) {
-    sweep_figures figures;
-    const int failures_before = failures();
-    if (standalone::session_begun()) {
-        EXPECT_TRUE(standalone::end_session().nothing());
-    }
-    outcome usual;
-    {
-        const node_watch watch;
-        standalone::begin_session(played.database_encoding);
-        usual = play(played, which, 0);
-        EXPECT_TRUE(check_invariants()) << played.name;
-        EXPECT_TRUE(standalone::end_session().nothing()) << played.name;
-    }
-    for (std::int64_t at = 1;; at += played.stride) {
-        SCOPED_TRACE(played.name + ", " + name_of(which) + " " + std::to_string(at) + " fails");
-        const std::int64_t injected = play_round(played, which, at, usual, figures);
-        if (injected == 0 || failures() != failures_before) {
-            break;
-        }
-        if (at >= k_most_rounds) {
-            ADD_FAILURE() << "the sweep does not end";
-            break;
-        }
+    sweep_figures figures = sweep(played, {which, 1});
+    if (which == standalone::service::libxml2_allocation) {
+        figures += sweep(played, {which, standalone::k_for_ever});
     }
     return figures;
 }

@@ -44,7 +44,9 @@ struct sweep_figures {
     sweep_figures &operator+=(const sweep_figures &other);
 };
 
-// Sweeps one service. Fails the test where something does not hold, and stops then.
+// Sweeps one service; that of libxml2's allocations once more with memory that is refused until the
+// call ends, as the ceiling of a session does. Fails the test where something does not hold, and
+// stops then.
 sweep_figures sweep_failures(const scenario &played, host::standalone::service which);
 // Sweeps the allocations of the host and of libxml2, one after the other.
 sweep_figures sweep_allocation_failures(const scenario &played);

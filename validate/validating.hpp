@@ -1,6 +1,7 @@
 // Validating a tree by a compiled schema.
 #pragma once
 
+#include "bare_copy.hpp"
 #include "compiled_schema.hpp"
 #include "complaints.hpp"
 
@@ -8,11 +9,14 @@ namespace pkg_dbe_xml::validation {
 
 // The complaints about a document or an element, with all below it. `is_own` says that the tree is
 // of this call alone, and may be written into. The nodes that complaints name stand in that tree,
-// or in `copy`, which then is to be freed after them. Throws when the statement was asked to stop.
-// Reports entity_in_tree, too_deep_to_validate, validation_over_budget and validation_failed.
+// or in `copy`, if there is one. Throws when the statement was asked to stop. Reports
+// entity_in_tree, too_deep_to_validate, validation_over_budget, validation_failed, out_of_memory
+// and session_memory_full.
 struct outcome {
     complaint_list complaints;
-    xmlDocPtr copy = nullptr;
+    xmlDocPtr copy = nullptr; // one of the two below
+    bare_copy bare;
+    xmlDocPtr whole = nullptr;
     outcome() = default;
     ~outcome();
     outcome(const outcome &) = delete;

@@ -1,6 +1,7 @@
 // Validating trees as a whole: Relax NG, document type definitions, and identifiers of XML Schema.
 //
 // These write into the tree, and so they get a copy, unless the tree is of this call alone.
+#include "bare_copy.hpp"
 #include "services.hpp"
 #include "tree_walk.hpp"
 #include "validating.hpp"
@@ -32,7 +33,7 @@ struct whole_task {
     xmlDocPtr document;
     const compiled_schema *schema;
     complaint_list *complaints;
-    unsigned nodes;
+    tree_size size;
     unrefused_work work{};
     bool finished = false;
     bool unexplained = false; // not valid, and libxml2 does not say why
@@ -62,22 +63,15 @@ void run_relax_ng(whole_task &task) noexcept {
 // more: they are made as wide as they may need to be, and without the document's dictionary, which
 // would have to be searched for each value. A parse that found identifiers made a table itself;
 // that one stays, since its attributes are not entered twice.
-void make_tables(xmlDocPtr document, unsigned nodes) noexcept {
-    const int size = static_cast<int>(std::clamp(nodes, 64U, 1U << 22U));
+void make_tables(xmlDocPtr document, std::size_t attributes) noexcept {
+    const int size =
+        static_cast<int>(std::clamp<std::size_t>(attributes, 64, std::size_t{1} << 22U));
     if (document->ids == nullptr) {
         document->ids = xmlHashCreate(size);
     }
     if (document->refs == nullptr) {
         document->refs = xmlHashCreate(size);
     }
-}
-
-// Attributes that are in a table are each looked up there when they are freed, and this document
-// goes with its attributes.
-void drop_tables(xmlDocPtr document) noexcept {
-    xmlFreeIDTable(static_cast<xmlIDTablePtr>(document->ids));
-    xmlFreeRefTable(static_cast<xmlRefTablePtr>(document->refs));
-    document->ids = document->refs = nullptr;
 }
 
 // libxml2 tells of a content model that is not deterministic when it meets it first, and not again
@@ -129,7 +123,7 @@ void run_dtd(whole_task &task) noexcept {
     document->intSubset = nullptr;
     document->extSubset = task.schema->dtd.get();
     drop_tables(document);
-    make_tables(document, task.nodes);
+    make_tables(document, task.size.attributes);
     if (xmlValidateRoot(context, document) != 0) {
         unsigned elements = 0;
         xmlNodePtr const root = xmlDocGetRootElement(document);
@@ -157,7 +151,7 @@ void run_dtd(whole_task &task) noexcept {
 void whole_step(void *state) noexcept {
     auto &task = *static_cast<whole_task *>(state);
     if (task.schema->dtd == nullptr) {
-        make_tables(task.document, task.nodes);
+        make_tables(task.document, task.size.attributes);
     }
     xmlSetStructuredErrorFunc(task.complaints, note_complaint); // of document type definitions
     if (task.schema->xsd != nullptr) {
@@ -175,30 +169,34 @@ void refuse_entity(const xmlNode *reference) {
                       {});
 }
 
-void check_attributes(const xmlNode *element) {
+// Returns their number.
+std::size_t check_attributes(const xmlNode *element) {
+    std::size_t count = 0;
     for (const xmlAttr *one = element->properties; one != nullptr; one = one->next) {
+        ++count;
         for (const xmlNode *piece = one->children; piece != nullptr; piece = piece->next) {
             if (piece->type == XML_ENTITY_REF_NODE) {
                 refuse_entity(piece);
             }
         }
     }
+    return count;
 }
 
-// Levels of elements and references to entities, which are reported. Returns the number of nodes.
-// Throws when the statement was asked to stop.
-unsigned check_shape(const xmlNode *top) {
+// Levels of elements and references to entities, which are reported. Throws when the statement was
+// asked to stop.
+tree_size check_shape(const xmlNode *top) {
     int depth = 1;
-    unsigned nodes = 0;
+    tree_size size;
     for (const xmlNode *node = top; node != nullptr;) {
-        if (++nodes % 4096 == 0) {
+        if (++size.nodes % 4096 == 0) {
             services().check_for_interrupts();
         }
         if (node->type == XML_ENTITY_REF_NODE) {
             refuse_entity(node);
         }
         if (node->type == XML_ELEMENT_NODE) {
-            check_attributes(node);
+            size.attributes += check_attributes(node);
         }
         if (node->type == XML_ELEMENT_NODE && node->children != nullptr) {
             if (++depth > k_most_levels) {
@@ -214,7 +212,7 @@ unsigned check_shape(const xmlNode *top) {
         }
         node = node == top ? nullptr : node->next;
     }
-    return nodes;
+    return size;
 }
 
 const xmlNode *root_of(const xmlNode *tree) noexcept {
@@ -225,9 +223,9 @@ const xmlNode *root_of(const xmlNode *tree) noexcept {
 
 // Validates a tree of this call. Reports as validate_tree.
 void validate_whole(xmlDocPtr document, const compiled_schema &schema, complaint_list &complaints,
-                    unsigned nodes) {
-    whole_task task{document, &schema, &complaints, nodes};
-    task.work.budget = services().budget_for(nodes * k_bytes_of_node);
+                    const tree_size &size) {
+    whole_task task{document, &schema, &complaints, size};
+    task.work.budget = services().budget_for(size.nodes * k_bytes_of_node);
     services().run_unrefused(task.work, whole_step, &task);
     services().check_for_interrupts();
     if (!task.finished && !complaints.is_full()) {
@@ -250,9 +248,17 @@ void validate_whole(xmlDocPtr document, const compiled_schema &schema, complaint
     }
 }
 
+void make_copy(const xmlNode *tree, const xmlNode *root, const tree_size &size, outcome &result) {
+    if (bare_copy::fits(tree)) {
+        result.copy = result.bare.make(tree, root, size);
+    } else {
+        result.copy = result.whole = services().copy(tree);
+    }
+}
+
 } // namespace
 
-outcome::~outcome() { services().free_document(copy); }
+outcome::~outcome() { services().free_document(whole); }
 
 void validate_tree(const xmlNode *tree, bool is_own, const compiled_schema &schema,
                    outcome &result) {
@@ -268,13 +274,15 @@ void validate_tree(const xmlNode *tree, bool is_own, const compiled_schema &sche
         whole = validate_by_pieces(root, schema, complaints) && !complaints.is_full();
     }
     if (whole) {
-        const unsigned nodes = check_shape(root);
+        const tree_size size = check_shape(root);
         const std::size_t at_most = complaints.at_most;
         complaints = complaint_list{};
         complaints.at_most = at_most;
         auto *const own = reinterpret_cast<xmlDocPtr>(const_cast<xmlNodePtr>(tree));
-        result.copy = is_own ? nullptr : services().copy(tree);
-        validate_whole(is_own ? own : result.copy, schema, complaints, nodes);
+        if (!is_own) {
+            make_copy(tree, root, size, result);
+        }
+        validate_whole(is_own ? own : result.copy, schema, complaints, size);
     }
     if (complaints.lost_memory) {
         throw std::bad_alloc();

@@ -2,8 +2,10 @@
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
 #include "support/sql.hpp"
+#include "support/tree_records.hpp"
 
 #include "compiled_schema.hpp"
+#include "host/limits.hpp"
 #include "libxml/xml.hpp"
 #include "schema_store.hpp"
 #include "services.hpp"
@@ -65,6 +67,7 @@ class validation : public sql::session_test {
         int line = 0;
         xmlDocPtr const document = services().parse_text(text, words, line);
         EXPECT_NE(document, nullptr) << words;
+        const std::string before = trees::records::of(document);
         std::string lines;
         {
             outcome result;
@@ -78,6 +81,7 @@ class validation : public sql::session_test {
             }
             EXPECT_EQ(lines.empty(), result.complaints.errors == 0);
         }
+        EXPECT_TRUE(is_own || trees::records::of(document) == before) << "the tree was changed";
         services().free_document(document);
         return lines;
     }
@@ -174,6 +178,131 @@ TEST_F(validation, checks_by_relax_ng_and_by_dtd) {
         EXPECT_EQ(complaints("<a><b i='x'/>\n<b r='y'/></a>", "d.dtd", is_own), "2 /a/b[2];");
         EXPECT_EQ(complaints("<a><b i='x'/>\n<b i='x'/></a>", "d.dtd", is_own), "2 /a/b[2];");
     }
+}
+
+// Relax NG, document type definitions and identifiers of XML Schema get a bare copy of a tree,
+// which must have all that they look at, and leave the tree as it is.
+TEST_F(validation, writes_into_a_copy_that_has_all_that_is_looked_at) {
+    const std::string text =
+        "<!DOCTYPE a [<!NOTATION n SYSTEM 'n'><!ENTITY e SYSTEM 'u' NDATA n>]>\n"
+        "<?p q?><a xmlns='u' xmlns:p='v' e='e' p:q='x'>\n<!--c--><b id='i' see='i k'>t<![CDATA[s]]>"
+        "</b>\n<b id='k'/><?p?><c> </c>\n<p:d id='i'/></a><!--d-->";
+    store("a.rng", "<element name='a' ns='u' xmlns='http://relaxng.org/ns/structure/1.0' "
+                   "datatypeLibrary='http://www.w3.org/2001/XMLSchema-datatypes'><attribute "
+                   "name='e' ns=''/><attribute name='q' ns='v'><value>x</value></attribute>"
+                   "<oneOrMore><element name='b'><attribute name='id' ns=''><data type='ID'/>"
+                   "</attribute><optional><attribute name='see' ns=''><data type='IDREFS'/>"
+                   "</attribute></optional><choice><empty/><value>ts</value></choice></element>"
+                   "</oneOrMore><element name='c'><text/></element></element>");
+    store("a.dtd",
+          "<!NOTATION n SYSTEM 'n'><!ENTITY e SYSTEM 'u' NDATA n><!ELEMENT a ANY><!ATTLIST "
+          "a xmlns CDATA #FIXED 'u' xmlns:p CDATA 'w' e ENTITY #IMPLIED p:q (x|y) 'y'>"
+          "<!ELEMENT b (#PCDATA)><!ATTLIST b id ID #IMPLIED see IDREFS #IMPLIED><!ELEMENT "
+          "c EMPTY><!ELEMENT p:d ANY><!ATTLIST p:d id ID #IMPLIED>");
+    store("a.xsd", "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema' targetNamespace='u' "
+                   "elementFormDefault='qualified'><xs:complexType name='t' mixed='true'>"
+                   "<xs:attribute name='id' type='xs:ID'/><xs:attribute name='see' "
+                   "type='xs:IDREFS'/></xs:complexType><xs:element name='a'><xs:complexType>"
+                   "<xs:sequence><xs:any processContents='skip' maxOccurs='9'/></xs:sequence>"
+                   "<xs:attribute name='e' type='xs:ENTITY'/><xs:anyAttribute "
+                   "processContents='skip'/></xs:complexType></xs:element></xs:schema>");
+    for (const char *location : {"a.rng", "a.dtd", "a.xsd"}) {
+        EXPECT_EQ(complaints(text, location, false), complaints(text, location, true)) << location;
+    }
+    EXPECT_EQ(complaints(text, "a.xsd", false), "");
+    EXPECT_EQ(
+        complaints("<!DOCTYPE a [<!ENTITY e 'f'>]>\n<a xmlns='u' e='f'><b/></a>", "a.xsd", false),
+        "2 /*;");
+    EXPECT_EQ(complaints(text, "a.rng", false), "5 /*/*[4];");
+    EXPECT_EQ(complaints(text, "a.dtd", false), "4 /*/*[3];5 /*/*[4];");
+}
+
+// An element below declarations of namespaces gets those that it uses in its copy.
+TEST_F(validation, copies_elements_with_the_declarations_that_they_use) {
+    store("n.dtd", "<!ELEMENT p:b (c*)><!ATTLIST p:b xmlns:p CDATA #FIXED 'u'><!ELEMENT c EMPTY>");
+    store("n.rng", "<element name='b' ns='u' xmlns='http://relaxng.org/ns/structure/1.0'>"
+                   "<zeroOrMore><element name='c' ns=''><empty/></element></zeroOrMore></element>");
+    char words[512] = "";
+    int line = 0;
+    xmlDocPtr const document = services().parse_text(
+        "<a xmlns:p='u' xmlns:q='v'><p:b><c/></p:b><p:b><d/></p:b></a>", words, line);
+    const std::string before = trees::records::of(document);
+    xmlNodePtr const first = xmlDocGetRootElement(document)->children;
+    for (const char *location : {"n.dtd", "n.rng"}) {
+        for (xmlNodePtr const element : {first, first->next}) {
+            outcome result;
+            validate_tree(element, false, schema_at(location), result);
+            EXPECT_EQ(result.complaints.errors == 0, element == first) << location;
+            EXPECT_TRUE(trees::records::of(document) == before);
+        }
+    }
+    services().free_document(document);
+}
+
+// What a copy takes counts, and one that the session has no room for is not made.
+TEST_F(validation, makes_no_copy_that_the_session_has_no_room_for) {
+    store("l.dtd", "<!ELEMENT a (b*)><!ELEMENT b EMPTY>");
+    std::string text = "<a>";
+    for (int each = 0; each < 10000; ++each) {
+        text += "<b/>";
+    }
+    char words[512] = "";
+    int line = 0;
+    xmlDocPtr const document = services().parse_text(text + "</a>", words, line);
+    const compiled_schema &schema = schema_at("l.dtd");
+    {
+        outcome first; // libxml2 completes a definition when it first uses it
+        validate_tree(xmlDocGetRootElement(document), false, schema, first);
+    }
+    const std::int64_t in_use = host::gate.bytes_in_use;
+    const int usual = host::max_session_memory;
+    const auto validated = [&](std::int64_t room) {
+        host::max_session_memory = static_cast<int>((in_use + room) / 1024);
+        host::count_handle_bytes(0);
+        const host::call_record call = sql::run_in_call([&] {
+            outcome result;
+            validate_tree(xmlDocGetRootElement(document), false, schema, result);
+        });
+        EXPECT_EQ(host::gate.bytes_in_use, in_use);
+        return call.report.sqlstate;
+    };
+    EXPECT_EQ(validated(std::int64_t{10000 * sizeof(xmlNode) / 2}), "53400");
+    EXPECT_EQ(validated(std::int64_t{64} << 20U), "");
+    host::max_session_memory = usual;
+    host::count_handle_bytes(0);
+    services().free_document(document);
+}
+
+// A request to stop is served while a copy is made, and what was made of it goes.
+TEST_F(validation, stops_while_it_copies) {
+    store("s.dtd", "<!ELEMENT a (b*)><!ELEMENT b EMPTY>");
+    std::string text = "<a>";
+    for (int each = 0; each < 20000; ++each) {
+        text += "<b/>";
+    }
+    char words[512] = "";
+    int line = 0;
+    xmlDocPtr const document = services().parse_text(text + "</a>", words, line);
+    const compiled_schema &schema = schema_at("s.dtd");
+    {
+        outcome first; // libxml2 completes a definition when it first uses it
+        validate_tree(xmlDocGetRootElement(document), false, schema, first);
+    }
+    const std::int64_t in_use = host::gate.bytes_in_use;
+    int stopped = 0;
+    for (bool done = false; !done; ++stopped) {
+        host::standalone::cancel_after_polls(stopped);
+        const host::call_record call = sql::run_in_call([&] {
+            outcome result;
+            validate_tree(xmlDocGetRootElement(document), false, schema, result);
+        });
+        host::standalone::forget_cancel();
+        EXPECT_EQ(host::gate.bytes_in_use, in_use);
+        done = !call.failed;
+        EXPECT_EQ(call.report.sqlstate, done ? "" : "57014");
+    }
+    EXPECT_GT(stopped, 2 * 20000 / 4096);
+    services().free_document(document);
 }
 
 TEST_F(validation, keeps_schemas_until_they_change_and_gives_all_memory_back) {

@@ -2,6 +2,7 @@
 #include "host/records.hpp"
 
 #include "guard.hpp"
+#include "simple_values.hpp"
 
 #include <algorithm>
 
@@ -41,7 +42,7 @@ struct column_input {
     Oid io_parameter;
     std::int32_t modifier;
     Oid type; // that texts are converted to: of an array its members'
-    bool is_text;
+    simple_type simple;
     column_form form;
     // Of an array:
     std::int16_t length;
@@ -155,7 +156,7 @@ void prepare_column(column_input &column, const FormData_pg_attribute &attribute
     const Oid base = getBaseType(column.type);
     column.form.markup = base == XMLOID;
     column.form.numeric = TypeCategory(base) == TYPCATEGORY_NUMERIC;
-    column.is_text = column.type == TEXTOID || (column.type == VARCHAROID && column.modifier < 0);
+    column.simple = simple_type_of(column.type, column.modifier, function);
     if (column.form.array) {
         prepare_array(column, type, array, memory);
     }
@@ -279,13 +280,9 @@ bool convert_text(record_state &state, column_input &column, std::string_view ut
         size = strlen(text);
     }
     show_value(state, text, size);
-    bool converted = true;
-    if (column.is_text) {
-        value = PointerGetDatum(cstring_to_text_with_len(text, static_cast<int>(size)));
-    } else {
-        converted =
-            call_input(state, column.input, text, column.io_parameter, column.modifier, value);
-    }
+    const bool converted =
+        make_simple_value(column.simple, text, size, text == utf8.data(), value) ||
+        call_input(state, column.input, text, column.io_parameter, column.modifier, value);
     state.under_way = conversion::none;
     return converted;
 }

@@ -26,10 +26,11 @@ class record_batch {
     void begin_cell() { cells_.push_back({static_cast<std::uint32_t>(pieces_.size()), 0}); }
     // A text of the cell begun last. Throws when memory runs out, and for batches above 1 GiB.
     void add_text(std::string_view text) {
-        if (text.size() >= k_most_bytes - bytes_.size()) {
+        if (text.size() + 1 >= k_most_bytes - bytes_.size()) {
             raise_out_of_memory(bytes_.size() + text.size());
         }
-        bytes_.reserve(bytes_.size() + text.size() + 1);
+        bytes_.reserve(bytes_.size() + text.size() + 2);
+        bytes_.push_back('\0');
         pieces_.push_back(
             {static_cast<std::uint32_t>(bytes_.size()), static_cast<std::uint32_t>(text.size())});
         bytes_.append(text.data(), text.size());
@@ -46,7 +47,8 @@ class record_batch {
     [[nodiscard]] std::size_t cell_count() const noexcept { return cells_.size(); }
     [[nodiscard]] std::size_t byte_count() const noexcept { return bytes_.size(); }
 
-    // Number of texts of a cell, and one of them; a zero byte follows each.
+    // Number of texts of a cell, and one of them; a zero byte follows each, and before it stands
+    // one that the host may overwrite.
     [[nodiscard]] std::size_t text_count(std::size_t cell) const noexcept {
         return cells_[cell].count;
     }

@@ -137,3 +137,37 @@ SELECT xmldom.free_all();
 FETCH 2 FROM kept;
 CLOSE kept;
 SELECT documents, handles, nodes FROM xmldom.session;
+
+-- Values are bit for bit what the server makes of the same words, and so are its complaints.
+CREATE FUNCTION of_words(word text, type text, by_rows boolean) RETURNS text LANGUAGE plpgsql AS $$
+DECLARE
+    value text;
+    send text := CASE type WHEN 'numeric' THEN 'numeric_send' ELSE type || 'send' END;
+BEGIN
+    EXECUTE CASE WHEN by_rows THEN format('SELECT %s(t.v) FROM xmldom.rows_of_text(%L, ''/a/b'', ARRAY[''.'']) AS t(v %s)',
+            send, '<a><b>' || word || '</b></a>', type)
+        ELSE format('SELECT %s(CAST(%L AS %s))', send, word, type) END INTO value;
+    RETURN value;
+EXCEPTION WHEN data_exception THEN
+    RETURN sqlerrm;
+END
+$$;
+WITH digits(digits) AS (VALUES ('0'), ('00'), ('1'), ('9'), ('10'), ('99'), ('0100'), ('9999'), ('10000'), ('0000000'), ('00120000'),
+        ('2147483647'), ('2147483648'), ('2147483649'), ('99990000'), ('123456789012345'), ('999999999999999'), ('100000000000000'),
+        ('1000000000000000'), ('9223372036854775807'), ('9223372036854775808'), ('9223372036854775809'), ('12345678901234567890123')),
+    words(word) AS (
+        SELECT sign || CASE WHEN decimals = 0 THEN digits ELSE overlay(digits PLACING '.' FROM length(digits) - decimals + 1 FOR 0) END
+        FROM digits, unnest(ARRAY['', '-']) AS sign, generate_series(0, length(digits)) AS decimals
+        UNION ALL SELECT unnest(ARRAY['', '-', '+1', ' 1 ', '1.', '-.', '1.2.3', '1..2', '--1', '1-', '1e3', '1E-3', '0x1A', '1_000', 'NaN',
+            'Infinity', '-inf', '1/2', '1:2', '٣', repeat('9', 400), repeat('x', 124), repeat('x', 125), repeat('x', 126), repeat('x', 127), repeat('ü', 63)])),
+    told AS (SELECT word, type, of_words(word, type, true) AS by_rows, of_words(word, type, false) AS by_cast
+        FROM words, unnest(ARRAY['int4', 'int8', 'numeric', 'text', 'varchar']) AS type)
+SELECT type, count(*) > 300 AS many, count(*) FILTER (WHERE by_rows LIKE '\\x%') > CASE WHEN type LIKE 'int_' THEN 20 ELSE 280 END AS values,
+    string_agg(word, ' ') FILTER (WHERE by_rows IS DISTINCT FROM by_cast) AS different
+FROM told GROUP BY type ORDER BY type;
+-- Of one row, next to each other.
+SELECT length(t.a), t.b, t.c, length(t.d), t.e, t.f[2:]
+    FROM generate_series(124, 128) AS n,
+    xmldom.rows_of_text('<a><b>' || repeat('x', n) || '</b><c>1.50</c><d>-7</d></a>', '/a', ARRAY['b', 'c', 'd', 'b', 'c', '*'])
+        AS t(a text, b text, c int, d varchar, e numeric, f text[]) WHERE length(t.f[1]) = n;
+SELECT t.* FROM xmldom.rows_of_text('<a b="1.23"/>', '/a', ARRAY['@b', '@b', '@b', '@b']) AS t(a numeric(3,1), b numeric, c varchar(4), d numeric[]);

@@ -47,8 +47,4 @@ class bare_copy {
     xmlAttrPtr next_attribute_ = nullptr;
 };
 
-// Drops the tables of identifiers of a document, whose attributes are freed with it: libxml2 would
-// look each of them up in a table first.
-void drop_tables(xmlDocPtr document) noexcept;
-
 } // namespace pkg_dbe_xml::validation

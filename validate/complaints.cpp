@@ -58,6 +58,22 @@ long line_of(const xmlNode *node) noexcept {
     return std::max(line, 0L);
 }
 
+long complaint_list::line_of(const xmlNode *node) const noexcept {
+    constexpr unsigned short k_not_counted = 65535;
+    const xmlNode *const element =
+        node != nullptr && node->type == XML_ATTRIBUTE_NODE ? node->parent : node;
+    const bool is_known = element == nullptr || !is_of_others ||
+                          element->type != XML_ELEMENT_NODE || element->line != k_not_counted;
+    return is_known ? validation::line_of(element) : 0;
+}
+
+void complaint_list::clear() noexcept {
+    found.clear();
+    current = nullptr;
+    errors = 0;
+    internal = lost_memory = false;
+}
+
 void note_complaint(void *list, xml_error *error) noexcept {
     auto &complaints = *static_cast<complaint_list *>(list);
     if (error == nullptr || error->level == XML_ERR_NONE) {
@@ -74,8 +90,8 @@ void note_complaint(void *list, xml_error *error) noexcept {
         const xmlNode *const node =
             is_place || complaints.current == nullptr ? named : complaints.current;
         const long known = complaints.current == nullptr && error->line > 0 ? error->line : 0;
-        complaints.found.push_back({known > 0 ? known : line_of(node), node, level_of(*error),
-                                    error->code, one_line(error->message),
+        complaints.found.push_back({known > 0 ? known : complaints.line_of(node), node,
+                                    level_of(*error), error->code, one_line(error->message),
                                     error->file == nullptr ? "" : error->file});
     } catch (const std::exception &) {
         complaints.lost_memory = true;

@@ -28,6 +28,8 @@ struct complaint {
 // Complaints in their order, of which no more are kept than are wanted.
 struct complaint_list {
     std::size_t at_most = 1000;
+    // The nodes are of a tree that somebody has, which does not know lines beyond 65,534.
+    bool is_of_others = false;
     // The node that is being looked at, of complaints that name none.
     const xmlNode *current = nullptr;
     std::vector<complaint> found;
@@ -36,6 +38,10 @@ struct complaint_list {
     bool lost_memory = false; // one was lost for want of memory
 
     [[nodiscard]] bool is_full() const noexcept { return found.size() >= at_most; }
+    // The line of a node, of an attribute that of its element; 0 when that is not known.
+    [[nodiscard]] long line_of(const xmlNode *node) const noexcept;
+    // Forgets all complaints.
+    void clear() noexcept;
 };
 
 // For libxml2; `list` is a complaint_list.

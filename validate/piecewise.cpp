@@ -351,9 +351,7 @@ void walk_step(void *state) noexcept { static_cast<walk *>(state)->run(); }
 bool validate_by_pieces(const xmlNode *root, const compiled_schema &schema,
                         complaint_list &complaints) {
     for (bool polls = true;;) {
-        const std::size_t at_most = complaints.at_most;
-        complaints = complaint_list{};
-        complaints.at_most = at_most;
+        complaints.clear();
         walk task(root, schema, complaints);
         task.work.polls = polls;
         task.work.budget = services().budget_for(0);

@@ -6,6 +6,9 @@
 
 #include <algorithm>
 
+// Later versions keep the table of references for validation alone.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace pkg_dbe_xml::validation {
 
 // The tables stop growing, and chains of thousands are gone through for each more: they are made as

@@ -209,7 +209,7 @@ record_state *open_records(FmgrInfo &function, ReturnSetInfo &wanted, bool null_
     Tuplestorestate *const store = tuplestore_begin_heap(random, false, work_mem);
     wanted.returnMode = SFRM_Materialize;
     wanted.setResult = store;
-    wanted.setDesc = CreateTupleDescCopy(list->shape); // the caller frees it
+    wanted.setDesc = nullptr; // the caller's, by which the rows are made
     MemoryContextSwitchTo(before);
 
     const auto count = static_cast<std::size_t>(list->shape->natts);
@@ -280,8 +280,9 @@ bool convert_text(record_state &state, column_input &column, std::string_view ut
         size = strlen(text);
     }
     show_value(state, text, size);
+    const bool is_of_batch = text == utf8.data(); // which leaves a byte before it
     const bool converted =
-        make_simple_value(column.simple, text, size, text == utf8.data(), value) ||
+        make_simple_value(column.simple, text, size, is_of_batch, value) ||
         call_input(state, column.input, text, column.io_parameter, column.modifier, value);
     state.under_way = conversion::none;
     return converted;

@@ -305,7 +305,7 @@ void row_maker::read_column(column_reader &reader, xmlNodePtr node) {
 
 bool row_maker::look_down() const noexcept {
     return std::all_of(readers_, readers_ + reader_count_, [](const column_reader &reader) {
-        return !reader.form.markup && paths::looks_down(reader.code.code());
+        return !reader.form.markup && (reader.is_plain || paths::looks_down(reader.code.code()));
     });
 }
 

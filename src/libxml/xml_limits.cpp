@@ -376,6 +376,7 @@ void on_internal_subset(void *data, const xmlChar *name, const xmlChar *external
     auto *const context = static_cast<xmlParserCtxtPtr>(data);
     current_run->diagnostics->has_doctype = true;
     current_run->spaces = context->spaceNr - context->nameNr;
+    context->progressive = 0; // see stop_asking
     forget_amplification(context);
     xmlSAX2InternalSubset(data, name, external_id, system_id);
 }

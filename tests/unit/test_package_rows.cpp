@@ -1,6 +1,7 @@
 // Rows out of trees: what is read for each column, and what happens when reading or converting
 // fails. How texts become values is the host's affair: on this one a column may have a function.
 #include "host/limits.hpp"
+#include "host/records.hpp"
 #include "libxml/xml.hpp"
 #include "standalone_faults.hpp"
 #include "standalone_session.hpp"
@@ -8,8 +9,10 @@
 #include "support/sql.hpp"
 #include "trees.hpp"
 
+#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -420,6 +423,24 @@ TEST_F(package_rows, fail_cleanly_whatever_fails) {
             }
             EXPECT_TRUE(first.failed || second.failed);
         }
+    }
+}
+
+// The server writes the length of a short text there.
+TEST_F(package_rows, the_byte_before_a_text_belongs_to_nobody_else) {
+    constexpr std::string_view k_texts[] = {"", "a", "", "bc", "def"};
+    host::record_batch batch;
+    batch.begin_cell();
+    for (const std::string_view text : k_texts) {
+        batch.add_text(text);
+    }
+    for (std::size_t number = 0; number < std::size(k_texts); ++number) {
+        const_cast<char *>(batch.text(0, number).data())[-1] = '!';
+    }
+    for (std::size_t number = 0; number < std::size(k_texts); ++number) {
+        const std::string_view text = batch.text(0, number);
+        EXPECT_EQ(text, k_texts[number]);
+        EXPECT_EQ(text.data()[text.size()], '\0') << number;
     }
 }
 

@@ -248,7 +248,8 @@ inline constexpr report_row unknown_handle{0, "2200U", "this is no handle of thi
     nullptr, true};
 inline constexpr report_row not_a_handle{0, "22P02", "\"%s%s\" is no handle",
     "A handle is written as \\x and 26 hexadecimal digits.",
-    "To open the text of a document, call xmldom.parse.", nullptr, true};
+    "To open the text of a document, call xmldom.parse; to put a text into a tree, make a node of "
+    "it with xmldom.create_text_node.", nullptr, true};
 inline constexpr report_row stale_handle{0, "2200U", "this handle names nothing any more",
     "It was given up with a free function, or its document was freed.",
     "Fetch the node again from a document that is open.", nullptr, true};

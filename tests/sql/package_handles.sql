@@ -36,6 +36,7 @@ SELECT '\X00000000010000000200000001'::xmldom.node;
 SELECT '\x0000000001000000020000000A'::xmldom.element, '\x0000000001000000020000000a'::xmldom.scope;
 \set VERBOSITY default
 SELECT xmldom.get_document_element('<a/>');
+SELECT xmldom.append(xmldom.get_document_element(doc), 'a text') FROM held;
 SELECT '<a>ééééééééééééééééééééééééééééééééééééééé</a>'::xmldom.document;
 SELECT ''::xmlparser.parser;
 SELECT '\x000000000100000002000000g1'::xmldom.node;

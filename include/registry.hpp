@@ -353,6 +353,8 @@ template <XMLDomNodeType kind>
 // when the node has none; a value in the caller's context. The own handle of a family's document is
 // one of those that have a share in it. Throws before anything has changed.
 [[nodiscard]] host::datum own_handle(const XMLHashEntry &from, xmlNodePtr node);
+// The same for a node that was just made, which has none.
+[[nodiscard]] host::datum own_handle_of_new(const XMLHashEntry &from, xmlNodePtr node);
 // The same for the map of an element's attributes; its object is the element, so it holds the
 // attributes that there are whenever it is read.
 [[nodiscard]] host::datum own_map(const XMLHashEntry &from, xmlNodePtr element);

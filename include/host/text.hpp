@@ -46,6 +46,11 @@ inline constexpr std::size_t k_longest_short_payload = 126;
     const auto bytes = payload(value);
     return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
 }
+// Whether a value lies in memory as it is, neither compressed nor kept elsewhere.
+[[nodiscard]] inline bool lies_in_memory(const varlena *value) noexcept {
+    const std::uint8_t first = first_byte(value);
+    return (first & 3U) == 0 || ((first & 1U) != 0 && first != 1);
+}
 // Writes a four-byte header; `total` includes it and is below 1 GiB.
 inline void set_total_size(varlena *value, std::size_t total) noexcept {
     const auto word = static_cast<std::uint32_t>(total << 2U);

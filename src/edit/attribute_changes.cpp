@@ -85,10 +85,6 @@ namespace_fault check_attribute_name(const full_name &name) noexcept {
     return fault;
 }
 
-bool names_declaration(const xmlChar *prefix, const xmlChar *local) noexcept {
-    return same_text(prefix == nullptr ? local : prefix, "xmlns");
-}
-
 xmlAttrPtr attribute_called(const xmlNode *element, const xmlChar *prefix,
                             const xmlChar *local) noexcept {
     const int prefix_size = prefix == nullptr ? 0 : xmlStrlen(prefix);
@@ -111,14 +107,23 @@ xmlAttrPtr attribute_called(const xmlNode *element, const xmlChar *prefix,
 
 // --- attributes ---------------------------------------------------------------------------------
 
-void set_value(family &owner, xmlAttrPtr attribute, const xmlChar *value) {
+void set_value(family &owner, xmlAttrPtr attribute, const text_bytes &value) {
     set_attribute_text(owner, attribute, value, false);
 }
 
+void add_plain_attribute(xmlNodePtr element, const xmlChar *name, const text_bytes &value) {
+    xml_node_ptr made = new_attribute(element->doc, name, value.size == 0 ? nullptr : &value);
+    link_attribute(element, reinterpret_cast<xmlAttrPtr>(made.release()));
+}
+
 void set_attribute_in(family &owner, xmlNodePtr element, const full_name &name,
-                      const xmlChar *value) {
-    namespace_plan plan(element->doc);
+                      const text_bytes &value) {
     xmlAttrPtr const found = find_attribute(element, name.local, name.uri);
+    if (name.uri == nullptr && found == nullptr) {
+        add_plain_attribute(element, name.local, value);
+        return;
+    }
+    namespace_plan plan(element->doc);
     xmlNsPtr record = nullptr;
     if (name.uri != nullptr) {
         const bool keeps_prefix =
@@ -131,7 +136,8 @@ void set_attribute_in(family &owner, xmlNodePtr element, const full_name &name,
         set_value(owner, found, value);
         found->ns = record;
     } else {
-        xml_node_ptr made = new_attribute(element->doc, name.local, *value == 0 ? nullptr : value);
+        xml_node_ptr made =
+            new_attribute(element->doc, name.local, value.size == 0 ? nullptr : &value);
         made->ns = record;
         link_attribute(element, reinterpret_cast<xmlAttrPtr>(made.release()));
     }
@@ -288,7 +294,7 @@ xml_node_ptr new_element_in(xmlDocPtr document, const full_name &name) {
 }
 
 xml_node_ptr new_attribute_in(xmlDocPtr document, const full_name &name) {
-    xml_node_ptr made = new_attribute(document, name.local, nullptr);
+    xml_node_ptr made = new_attribute(document, name.local);
     if (name.uri != nullptr) {
         made->ns = same_text(name.uri, k_xml_uri)
                        ? xml_namespace(document)

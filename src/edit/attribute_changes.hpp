@@ -4,6 +4,8 @@
 
 #include "edit/namespace_plan.hpp"
 #include "registry.hpp"
+#include "text/text_argument.hpp"
+#include "tree/text_compare.hpp"
 
 #include <libxml/tree.h>
 
@@ -54,18 +56,22 @@ struct full_name {
 [[nodiscard]] namespace_fault check_element_name(const full_name &name) noexcept;
 [[nodiscard]] namespace_fault check_attribute_name(const full_name &name) noexcept;
 // Whether the name is that of a declaration: "xmlns" or "xmlns:" and a prefix.
-[[nodiscard]] bool names_declaration(const xmlChar *prefix, const xmlChar *local) noexcept;
+[[nodiscard]] inline bool names_declaration(const xmlChar *prefix, const xmlChar *local) noexcept {
+    return same_text(prefix == nullptr ? local : prefix, "xmlns");
+}
 
 // The attribute of an element whose name is written so, prefix included; null when there is none.
 [[nodiscard]] xmlAttrPtr attribute_called(const xmlNode *element, const xmlChar *prefix,
                                           const xmlChar *local) noexcept;
 
 // Gives an attribute a value. Throws before anything has changed; reports out_of_memory.
-void set_value(family &owner, xmlAttrPtr attribute, const xmlChar *value);
+void set_value(family &owner, xmlAttrPtr attribute, const text_bytes &value);
 // Sets the attribute of this name and namespace, making it where there is none. Its prefix is the
 // one asked for where that stands for the namespace, or for nothing. As above.
 void set_attribute_in(family &owner, xmlNodePtr element, const full_name &name,
-                      const xmlChar *value);
+                      const text_bytes &value);
+// Adds an attribute in no namespace to an element that has none of this name. As above.
+void add_plain_attribute(xmlNodePtr element, const xmlChar *name, const text_bytes &value);
 // Takes an attribute off its element; it goes unless somebody names it. As above.
 void remove_attribute(family &owner, xmlAttrPtr attribute);
 // Puts an attribute that stands nowhere on an element, in the place of another one that it

@@ -52,10 +52,24 @@ const xmlChar *data_of(const xmlNode *node) noexcept {
     return data == nullptr ? reinterpret_cast<const xmlChar *>("") : data;
 }
 
-xml_text_ptr copy_of_text(const xmlChar *text) {
-    const std::size_t size = size_of(text);
-    xml_text_ptr made = text_room(size);
-    std::memcpy(made.get(), text, size + 1);
+xml_text_ptr copy_of_text(const text_bytes &text) {
+    xml_text_ptr made = text_room(text.size);
+    std::memcpy(made.get(), text.bytes, text.size);
+    made.get()[text.size] = 0;
+    return made;
+}
+
+xml_text_ptr copy_of_text(const xmlChar *text) { return copy_of_text({text, size_of(text)}); }
+
+xml_node_ptr new_text(xmlDocPtr document, const text_bytes &text) {
+    const host::tree_scope scope;
+    // libxml2 measures texts in int.
+    xml_node_ptr made(text.size >= INT_MAX
+                          ? nullptr
+                          : xmlNewDocTextLen(document, text.bytes, static_cast<int>(text.size)));
+    if (made == nullptr || scope.refused()) {
+        report(reports::out_of_memory);
+    }
     return made;
 }
 

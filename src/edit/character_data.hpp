@@ -3,6 +3,7 @@
 
 #include "growing_array.hpp"
 #include "registry.hpp"
+#include "text/text_argument.hpp"
 #include "xml_owner.hpp"
 
 #include <libxml/tree.h>
@@ -28,6 +29,9 @@ void set_data(family &owner, xmlNodePtr node, xml_text_ptr data);
 void append_data(xmlNodePtr node, const xmlChar *added);
 // A copy of a text for libxml2. Reports out_of_memory.
 [[nodiscard]] xml_text_ptr copy_of_text(const xmlChar *text);
+[[nodiscard]] xml_text_ptr copy_of_text(const text_bytes &text);
+// A new text in no tree. Reports out_of_memory.
+[[nodiscard]] xml_node_ptr new_text(xmlDocPtr document, const text_bytes &text);
 
 // A new node of the type of `node` with its text from `offset` bytes on, which `node` loses; it
 // stands behind `node`, if that stands anywhere. `made` is prepared, carry_out cannot fail.

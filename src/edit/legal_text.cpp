@@ -2,6 +2,9 @@
 
 #include "edit/legal_text.hpp"
 
+#include "text/text_argument.hpp"
+#include "tree/text_compare.hpp"
+
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -26,10 +29,13 @@ struct character {
     return first >= 0xF0 && first < 0xF5 ? 3 : 4;
 }
 
-// The character at the beginning of a text, of several bytes.
-[[nodiscard]] character read_long_character(const xmlChar *text) noexcept {
+// Read in a text that a zero byte ends, which no character holds.
+constexpr std::size_t k_up_to_zero = 4;
+
+// The character at the beginning of a text, of several bytes, `size` of which are there at most.
+[[nodiscard]] character read_long_character(const xmlChar *text, std::size_t size) noexcept {
     const std::uint32_t behind = bytes_behind(*text);
-    if (behind == 4) {
+    if (behind == 4 || behind >= size) {
         return {0, 0};
     }
     std::uint32_t code = *text & (0x3FU >> behind);
@@ -44,8 +50,9 @@ struct character {
 }
 
 // The character at the beginning of a text; the zero byte at its end is a character of size 1.
-[[nodiscard]] inline character read_character(const xmlChar *text) noexcept {
-    return *text < 0x80 ? character{*text, 1} : read_long_character(text);
+[[nodiscard]] inline character read_character(const xmlChar *text,
+                                              std::size_t size = k_up_to_zero) noexcept {
+    return *text < 0x80 ? character{*text, 1} : read_long_character(text, size);
 }
 
 [[nodiscard]] bool is_xml_character(character read) noexcept {
@@ -91,9 +98,10 @@ template <std::size_t Count>
 // The same for the characters that most names consist of.
 constexpr std::uint8_t k_starts_name = 1;
 constexpr std::uint8_t k_stands_in_name = 2;
+constexpr std::uint32_t k_ascii_end = 0x80;
 constexpr auto k_ascii = [] {
-    std::array<std::uint8_t, 0x80> kinds{};
-    for (std::uint32_t code = 0; code < kinds.size(); ++code) {
+    std::array<std::uint8_t, 0x100> kinds{}; // of bytes; those of longer characters have none
+    for (std::uint32_t code = 0; code < k_ascii_end; ++code) {
         const bool starts = is_in(k_name_starts, code);
         kinds[code] =
             static_cast<std::uint8_t>((starts ? k_starts_name : 0) |
@@ -104,18 +112,18 @@ constexpr auto k_ascii = [] {
 
 // What is no UTF-8 has the code 0, which stands in no name.
 [[nodiscard]] bool starts_name(character read) noexcept {
-    return read.code < k_ascii.size() ? (k_ascii[read.code] & k_starts_name) != 0
-                                      : is_in(k_name_starts, read.code);
+    return read.code < k_ascii_end ? (k_ascii[read.code] & k_starts_name) != 0
+                                   : is_in(k_name_starts, read.code);
 }
 [[nodiscard]] bool is_name_character(character read) noexcept {
-    return read.code < k_ascii.size()
+    return read.code < k_ascii_end
                ? (k_ascii[read.code] & k_stands_in_name) != 0
                : is_in(k_name_starts, read.code) || is_in(k_name_rest, read.code);
 }
 
 // The next "prefix" or "name" of a qualified name: ends at a colon or the end of the text, which
 // `text` points to then.
-[[nodiscard]] text_check check_name_part(const xmlChar *&text, std::size_t &place) noexcept {
+[[nodiscard]] text_check check_any_name_part(const xmlChar *&text, std::size_t &place) noexcept {
     const character first = read_character(text);
     if (first.size == 1 && first.code == ':') {
         return {text_fault::stray_colon, place};
@@ -134,6 +142,20 @@ constexpr auto k_ascii = [] {
     }
     return *text == 0 || *text == ':' ? text_check{}
                                       : text_check{text_fault::name_character, place};
+}
+
+// The same, for nearly all names in a look at each byte.
+[[nodiscard]] inline text_check check_name_part(const xmlChar *&text, std::size_t &place) noexcept {
+    const xmlChar *end = text;
+    while ((k_ascii[*end] & k_stands_in_name) != 0) {
+        ++end;
+    }
+    if ((*end == 0 || *end == ':') && (k_ascii[*text] & k_starts_name) != 0) [[likely]] {
+        place += static_cast<std::size_t>(end - text);
+        text = end;
+        return {};
+    }
+    return check_any_name_part(text, place);
 }
 
 [[nodiscard]] bool is_blank(xmlChar byte) noexcept {
@@ -160,24 +182,41 @@ struct data_rules {
     }
 }
 
-[[nodiscard]] text_check check_by(const data_rules &rules, const xmlChar *text) noexcept {
+// The place of a character, counted from 1.
+[[nodiscard]] std::size_t place_of(const xmlChar *text, const xmlChar *character) noexcept {
     std::size_t place = 1;
+    for (; text != character; ++text) {
+        place += (*text & 0xC0U) == 0x80U ? 0 : 1;
+    }
+    return place;
+}
+
+[[nodiscard]] text_check check_by(const data_rules &rules, const xmlChar *text,
+                                  std::size_t size) noexcept {
+    if (rules.is_text && is_plain(text, size)) {
+        return {};
+    }
     const std::size_t length = rules.sequence == nullptr ? 0 : std::strlen(rules.sequence);
-    while (*text != 0) {
-        const character read = read_character(text);
+    const xmlChar *const end = text + size;
+    for (const xmlChar *next = text; next != end;) {
+        if (rules.is_text && static_cast<xmlChar>(*next - 0x20) < k_ascii_end - 0x20) {
+            ++next;
+            continue;
+        }
+        const auto left = static_cast<std::size_t>(end - next);
+        const character read = read_character(next, left);
         if (!is_xml_character(read)) {
-            return {text_fault::character, place};
+            return {text_fault::character, place_of(text, next)};
         }
         if (!rules.is_text) {
             if (read.code == '\r') {
-                return {text_fault::carriage_return, place};
+                return {text_fault::carriage_return, place_of(text, next)};
             }
-            if (std::strncmp(reinterpret_cast<const char *>(text), rules.sequence, length) == 0) {
-                return {rules.fault, place};
+            if (left >= length && std::memcmp(next, rules.sequence, length) == 0) {
+                return {rules.fault, place_of(text, next)};
             }
         }
-        text += read.size;
-        ++place;
+        next += read.size;
     }
     return {};
 }
@@ -247,6 +286,20 @@ qualified_name check_qualified_name(const xmlChar *name) noexcept {
     return parts;
 }
 
+bool copy_plain_name(const xmlChar *name, std::size_t size, xmlChar *copy) noexcept {
+    if (size == 0 || (k_ascii[*name] & k_starts_name) == 0) {
+        return false;
+    }
+    for (const xmlChar *const end = name + size; name != end; ++name, ++copy) {
+        if ((k_ascii[*name] & k_stands_in_name) == 0) {
+            return false;
+        }
+        *copy = *name;
+    }
+    *copy = 0;
+    return true;
+}
+
 text_check check_target(const xmlChar *name) noexcept {
     const text_check check = check_plain_name(name);
     if (check.passed() && xmlStrcasecmp(name, reinterpret_cast<const xmlChar *>("xml")) == 0) {
@@ -256,7 +309,7 @@ text_check check_target(const xmlChar *name) noexcept {
 }
 
 text_check check_characters(const xmlChar *text) noexcept {
-    return check_by(rules_for(XML_TEXT_NODE), text);
+    return check_by(rules_for(XML_TEXT_NODE), text, length_of(text));
 }
 
 text_check check_public_id(const xmlChar *text) noexcept {
@@ -273,43 +326,37 @@ text_check check_public_id(const xmlChar *text) noexcept {
     return {};
 }
 
-namespace {
-
-// The place of a character, counted from 1.
-[[nodiscard]] std::size_t place_of(const char *text, const char *character) noexcept {
-    std::size_t place = 1;
-    for (; text != character; ++text) {
-        place += (static_cast<unsigned char>(*text) & 0xC0U) == 0x80U ? 0 : 1;
-    }
-    return place;
-}
-
-} // namespace
-
 text_check check_system_id(const xmlChar *text) noexcept {
     text_check check = check_characters(text);
-    const auto *const bytes = reinterpret_cast<const char *>(text);
-    if (const char *const end = std::strchr(bytes, '\r'); check.passed() && end != nullptr) {
-        check = {text_fault::carriage_return, place_of(bytes, end)};
+    const auto find = [text](char byte) {
+        return reinterpret_cast<const xmlChar *>(
+            std::strchr(reinterpret_cast<const char *>(text), byte));
+    };
+    if (const xmlChar *const end = find('\r'); check.passed() && end != nullptr) {
+        check = {text_fault::carriage_return, place_of(text, end)};
     }
-    const char *const quote = std::strchr(bytes, '"');
-    const char *const apostrophe = std::strchr(bytes, '\'');
+    const xmlChar *const quote = find('"');
+    const xmlChar *const apostrophe = find('\'');
     if (!check.passed() || quote == nullptr || apostrophe == nullptr) {
         return check;
     }
-    return {text_fault::both_quotes, place_of(bytes, quote > apostrophe ? quote : apostrophe)};
+    return {text_fault::both_quotes, place_of(text, quote > apostrophe ? quote : apostrophe)};
 }
 
 text_check check_data(xmlElementType type, const xmlChar *text) noexcept {
+    return check_data(type, text, length_of(text));
+}
+
+text_check check_data(xmlElementType type, const xmlChar *text, std::size_t size) noexcept {
+    if (size == 0) {
+        return {};
+    }
     if (type == XML_PI_NODE && is_blank(*text)) {
         return {text_fault::blank_at_start, 1};
     }
-    const text_check check = check_by(rules_for(type), text);
-    if (check.passed() && type == XML_COMMENT_NODE && *text != 0) {
-        const std::size_t size = std::strlen(reinterpret_cast<const char *>(text));
-        if (text[size - 1] == '-') {
-            return {text_fault::hyphen_at_end, count_characters(text)};
-        }
+    const text_check check = check_by(rules_for(type), text, size);
+    if (check.passed() && type == XML_COMMENT_NODE && text[size - 1] == '-') {
+        return {text_fault::hyphen_at_end, place_of(text, text + size - 1)};
     }
     return check;
 }

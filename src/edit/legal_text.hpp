@@ -50,6 +50,10 @@ struct qualified_name {
 };
 [[nodiscard]] qualified_name check_qualified_name(const xmlChar *name) noexcept;
 
+// Copies a name of `size` bytes that consists of ASCII characters and has no colon, with a zero
+// byte behind it. False, and what was copied is of no use, for any other text.
+[[nodiscard]] bool copy_plain_name(const xmlChar *name, std::size_t size, xmlChar *copy) noexcept;
+
 // The name of a processing instruction.
 [[nodiscard]] text_check check_target(const xmlChar *name) noexcept;
 // Characters alone: texts, attribute values, namespace names.
@@ -60,6 +64,13 @@ struct qualified_name {
 // What a node of this type may hold; other types than texts, CDATA sections, comments and
 // processing instructions are checked as texts.
 [[nodiscard]] text_check check_data(xmlElementType type, const xmlChar *text) noexcept;
+// The same for a text that no zero byte ends, nor holds.
+[[nodiscard]] text_check check_data(xmlElementType type, const xmlChar *text,
+                                    std::size_t size) noexcept;
+// Whether printable ASCII characters are all legal in such a node.
+[[nodiscard]] constexpr bool holds_plain_text(xmlElementType type) noexcept {
+    return type != XML_COMMENT_NODE && type != XML_PI_NODE && type != XML_CDATA_SECTION_NODE;
+}
 
 // Bytes that the first `count` characters take; SIZE_MAX when there are fewer.
 [[nodiscard]] std::size_t bytes_of_characters(const xmlChar *text, std::size_t count) noexcept;

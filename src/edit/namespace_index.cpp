@@ -13,6 +13,9 @@ namespace {
 
 // Up to so many are looked through.
 constexpr std::size_t k_few = 16;
+// Places that a table begins with; it grows by itself. libxml2's own 256 cost a copy of five
+// elements as much as all the rest of it.
+constexpr int k_first_room = 8;
 
 // A hash table has no place for a null; no prefix is empty.
 [[nodiscard]] const xmlChar *key_of(const xmlChar *prefix) noexcept {
@@ -42,7 +45,7 @@ xmlNsPtr declared_prefixes::find(const xmlNode *element, const xmlChar *prefix) 
     for (; record != nullptr; record = record->next) {
         last_ = record;
         if (++count_ > k_few && by_prefix_ == nullptr) {
-            by_prefix_.reset(xmlHashCreate(0));
+            by_prefix_.reset(xmlHashCreate(k_first_room));
             for (xmlNsPtr known = element->nsDef; known != record; known = known->next) {
                 enter(known);
             }
@@ -85,7 +88,7 @@ xmlNsPtr kept_namespaces::get(xmlDocPtr document, const xmlChar *uri, const xmlC
     }
     const host::tree_scope scope;
     if (by_uri_ == nullptr) {
-        by_uri_.reset(xmlHashCreate(0));
+        by_uri_.reset(xmlHashCreate(k_first_room));
         for (xmlNsPtr record = xml_namespace(document)->next; record != nullptr;
              record = record->next) {
             enter(record);

@@ -100,6 +100,21 @@ void link_before(xmlNodePtr parent, xmlNodePtr child, xmlNodePtr reference) noex
     (reference == nullptr ? parent->last : reference->prev) = child;
 }
 
+bool only_needs_links(const xmlNode *parent, const xmlNode *child) {
+    constexpr unsigned k_types = 1U << XML_ELEMENT_NODE | 1U << XML_TEXT_NODE |
+                                 1U << XML_CDATA_SECTION_NODE | 1U << XML_PI_NODE |
+                                 1U << XML_COMMENT_NODE;
+    const xmlDoc *const document = parent->doc;
+    if (parent->type != XML_ELEMENT_NODE || (k_types >> child->type & 1U) == 0 ||
+        child->parent != nullptr || child->children != nullptr || child == parent ||
+        child->doc != document || document == nullptr || document->intSubset != nullptr ||
+        document->extSubset != nullptr) {
+        return false;
+    }
+    return child->type != XML_ELEMENT_NODE ||
+           (child->nsDef == nullptr && !has_default_namespace(parent));
+}
+
 placement::placement(xmlNodePtr parent, xmlNodePtr reference, leaving what)
     : parent_(parent), reference_(reference), leaving_(what), plan_(document_of(parent)) {}
 

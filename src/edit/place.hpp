@@ -42,6 +42,12 @@ struct place_check {
 // Never throws.
 void link_before(xmlNodePtr parent, xmlNodePtr child, xmlNodePtr reference) noexcept;
 
+// Whether a node can be put below an element and nothing else is to be looked at or to be done than
+// its links: it stands nowhere, has nothing below it and declares nothing, belongs to the same
+// document, which declares no entities, and stays in its namespace there. Throws when the statement
+// was asked to stop.
+[[nodiscard]] bool only_needs_links(const xmlNode *parent, const xmlNode *child);
+
 // What leaves while nodes are put below a parent.
 enum class leaving : std::uint8_t { nothing, reference, all_children };
 

@@ -2,6 +2,7 @@
 
 #include "edit/tree_attributes.hpp"
 
+#include "edit/character_data.hpp"
 #include "edit/tree_texts.hpp"
 #include "error_reports.hpp"
 #include "libxml/xml.hpp"
@@ -123,7 +124,7 @@ bool has_plain_attribute(const xmlNode *element, const xmlChar *name) {
     return found;
 }
 
-xml_node_ptr new_attribute(xmlDocPtr document, const xmlChar *name, const xmlChar *value) {
+xml_node_ptr new_attribute(xmlDocPtr document, const xmlChar *name, const text_bytes *value) {
     const host::tree_scope scope;
     // With a document the name comes from its dictionary.
     xmlDocPtr const names = dictionary_name(document, name) != nullptr ? document : nullptr;
@@ -131,9 +132,8 @@ xml_node_ptr new_attribute(xmlDocPtr document, const xmlChar *name, const xmlCha
     if (made != nullptr) {
         made->doc = document;
         if (value != nullptr) {
-            if (xmlNodePtr text = xmlNewDocText(document, value)) {
-                link_only_child(reinterpret_cast<xmlAttrPtr>(made.get()), text);
-            }
+            link_only_child(reinterpret_cast<xmlAttrPtr>(made.get()),
+                            new_text(document, *value).release());
         }
     }
     if (made == nullptr || scope.refused()) {
@@ -155,24 +155,18 @@ xml_node_ptr new_element(xmlDocPtr document, const xmlChar *name) {
     return made;
 }
 
-void set_attribute_text(family &owner, xmlAttrPtr attribute, const xmlChar *value,
+void set_attribute_text(family &owner, xmlAttrPtr attribute, const text_bytes &value,
                         bool keep_empty_text) {
     const host::tree_scope scope;
-    const bool empty = *value == 0 && !keep_empty_text;
+    const bool empty = value.size == 0 && !keep_empty_text;
     xmlNodePtr const in_place = empty ? nullptr : changeable_text(attribute);
     if (in_place != nullptr) {
-        xml_text_ptr content(xmlStrdup(value));
-        if (content == nullptr) {
-            report(reports::out_of_memory);
-        }
+        xml_text_ptr content = copy_of_text(value);
         forget_id(attribute);
         replace_content(in_place, std::move(content));
         return;
     }
-    xml_node_ptr text(empty ? nullptr : xmlNewDocText(attribute->doc, value));
-    if (scope.refused()) {
-        report(reports::out_of_memory);
-    }
+    xml_node_ptr text = empty ? nullptr : new_text(attribute->doc, value);
     retire_children(owner, as_node(attribute));
     forget_id(attribute);
     if (text != nullptr) {
@@ -181,13 +175,13 @@ void set_attribute_text(family &owner, xmlAttrPtr attribute, const xmlChar *valu
 }
 
 void set_attribute_of(family &owner, xmlNodePtr element, xmlNsPtr space, const xmlChar *name,
-                      const xmlChar *value) {
+                      const text_bytes &value) {
     const attribute_place place = locate(element, name, space == nullptr ? nullptr : space->href);
     if (place.found != nullptr) {
         set_attribute_text(owner, place.found, value, true);
         place.found->ns = space;
     } else {
-        xml_node_ptr made = new_attribute(element->doc, name, value);
+        xml_node_ptr made = new_attribute(element->doc, name, &value);
         made->ns = space;
         link_behind(element, place.last, reinterpret_cast<xmlAttrPtr>(made.release()));
     }

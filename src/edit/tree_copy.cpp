@@ -211,7 +211,7 @@ xml_node_ptr copier::copy_bare(const xmlNode *source) {
         made->line = source->line;
         break;
     case XML_ATTRIBUTE_NODE:
-        made = new_attribute(target_, source->name, nullptr);
+        made = new_attribute(target_, source->name);
         break;
     case XML_TEXT_NODE:
         made.reset(xmlNewDocText(target_, source->content));

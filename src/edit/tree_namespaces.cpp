@@ -14,6 +14,9 @@
 namespace pkg_dbe_xml {
 
 xmlNsPtr xml_namespace(xmlDocPtr document) {
+    if (document->oldNs != nullptr) {
+        return document->oldNs; // what libxml2 would find
+    }
     const host::tree_scope scope;
     xmlNsPtr record =
         xmlSearchNs(document, as_node(document), reinterpret_cast<const xmlChar *>("xml"));

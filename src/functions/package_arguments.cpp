@@ -45,17 +45,11 @@ XMLHashEntry *package_call::look_up_stored_handle(host::datum value) {
     return look_up_handle(key);
 }
 
-XMLHashEntry *package_call::collection(int index, XMLDomNodeType kind, const char *words) const {
-    if (frame_.is_null(index)) {
-        return nullptr;
-    }
-    XMLHashEntry &entry = handle(index);
-    if (entry.kind != kind) [[unlikely]] {
-        const xmlNode *const found = is_collection(entry) ? nullptr : as_node(entry.object);
-        fail(reports::wrong_node_type, index,
-             {words, found == nullptr ? collection_words(entry) : node_words(found).view()}, found);
-    }
-    return &entry;
+void package_call::fail_as_no_collection(int index, const char *words,
+                                         const XMLHashEntry &entry) const {
+    const xmlNode *const found = is_collection(entry) ? nullptr : as_node(entry.object);
+    fail(reports::wrong_node_type, index,
+         {words, found == nullptr ? collection_words(entry) : node_words(found).view()}, found);
 }
 
 void package_call::fail_as_null(int index) const {

@@ -12,7 +12,7 @@
 //                     {node_words(child.node), node_words(parent.node)}, child.node);
 //       }
 //       ...
-//       return here.result(parent, child.node);                 // its own handle
+//       return here.same(1, child);                             // its own handle
 //   }
 //
 // A function that reads takes `node`, which gives nothing for a null handle, and answers that with
@@ -128,6 +128,15 @@ class package_call {
     [[nodiscard]] host::datum result(const named_node &from, xmlNodePtr node) const {
         return node == nullptr ? frame_.null() : own_handle(*from.entry, node);
     }
+    // The same of a node that was just made.
+    [[nodiscard]] host::datum result_of_new(const named_node &from, xmlNodePtr node) const {
+        return own_handle_of_new(*from.entry, node);
+    }
+    // The handle of the node of argument `index` as the result: the argument itself where it is the
+    // node's own.
+    [[nodiscard]] host::datum same(int index, const named_node &named) const {
+        return named.entry->is_own ? frame_.same_as(index) : result(named, named.node);
+    }
     [[nodiscard]] host::datum null() const noexcept { return frame_.null(); }
 
     // Makes a report about an argument: CONTEXT says which one it was, and which node it names if
@@ -142,7 +151,19 @@ class package_call {
     // The entry of a value in any other form than those in which handles are passed; null when
     // there is none. Throws what the host raises while fetching it.
     [[nodiscard]] static XMLHashEntry *look_up_stored_handle(host::datum value);
-    [[nodiscard]] XMLHashEntry *collection(int index, XMLDomNodeType kind, const char *words) const;
+    [[nodiscard]] XMLHashEntry *collection(int index, XMLDomNodeType kind,
+                                           const char *words) const {
+        if (frame_.is_null(index)) {
+            return nullptr;
+        }
+        XMLHashEntry &entry = handle(index);
+        if (entry.kind != kind) [[unlikely]] {
+            fail_as_no_collection(index, words, entry);
+        }
+        return &entry;
+    }
+    [[noreturn]] void fail_as_no_collection(int index, const char *words,
+                                            const XMLHashEntry &entry) const;
     [[noreturn]] void fail_as_null(int index) const;
     [[noreturn]] void fail_as_handle(int index, const XMLHashEntry *entry) const;
     [[noreturn]] void fail_as_collection(int index, const node_wish &wish,

@@ -31,13 +31,26 @@ struct number_text {
 
 } // namespace
 
-name_argument::name_argument(const package_call &here, const host::call &call, int index,
-                             const char *what)
-    : text_(here, call, index), parts_(check_qualified_name(text_.xml())) {
-    if (!parts_.check.passed()) {
-        fail_name(here, index, text_.c_str(), what, parts_.check);
+bool name_argument::copy_plain(host::datum value) noexcept {
+    const auto *const stored = reinterpret_cast<const host::varlena *>(value);
+    if (!host::lies_in_memory(stored)) {
+        return false;
     }
-    prefix_.emplace(text_.xml(), parts_.prefix_size);
+    const auto bytes = host::payload(stored);
+    return bytes.size() < sizeof room_ &&
+           copy_plain_name(reinterpret_cast<const xmlChar *>(bytes.data()), bytes.size(), room_);
+}
+
+void name_argument::read(const package_call &here, host::datum value, int index, const char *what) {
+    const utf8_argument &text = text_.emplace(value);
+    const qualified_name parts = check_qualified_name(text.xml());
+    if (!parts.check.passed()) {
+        fail_name(here, index, text.c_str(), what, parts.check);
+    }
+    local_ = parts.local;
+    if (parts.prefix_size != 0) {
+        prefix_.emplace(text.xml(), parts.prefix_size);
+    }
 }
 
 void fail_name(const package_call &here, int index, const char *name, const char *what,
@@ -62,7 +75,12 @@ void require_data(const package_call &here, int index, const text_check &check, 
 }
 
 void require_data(const package_call &here, int index, xmlElementType type, const xmlChar *data) {
-    const text_check check = check_data(type, data);
+    require_data(here, index, type, {data, length_of(data)});
+}
+
+void require_data(const package_call &here, int index, xmlElementType type,
+                  const text_bytes &data) {
+    const text_check check = check_data(type, data.bytes, data.size);
     switch (type) {
     case XML_COMMENT_NODE:
         return require_data(here, index, check, "comment");
@@ -93,10 +111,8 @@ void require_namespace(const package_call &here, int index, namespace_fault faul
     }
 }
 
-void require_changeable(const package_call &here, int index, const xmlNode *node) {
-    if (is_immutable(node)) {
-        here.fail(reports::no_modification_allowed, index, {node_words(node)}, node);
-    }
+void fail_as_immutable(const package_call &here, int index, const xmlNode *node) {
+    here.fail(reports::no_modification_allowed, index, {node_words(node)}, node);
 }
 
 void require_same_document(const package_call &here, int index, const named_node &parent,

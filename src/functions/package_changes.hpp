@@ -35,18 +35,34 @@ class needed_text {
 class name_argument {
   public:
     // Reports null_package_argument and invalid_name; `what` is to be called so, as "an element".
-    name_argument(const package_call &here, const host::call &call, int index, const char *what);
-    [[nodiscard]] const xmlChar *prefix() const noexcept { return prefix_->xml(); }
-    [[nodiscard]] const xmlChar *local() const noexcept { return parts_.local; }
-    [[nodiscard]] const char *whole() const noexcept { return text_.c_str(); }
+    name_argument(const package_call &here, const host::call &call, int index, const char *what) {
+        here.needs(index);
+        if (!copy_plain(call.value(index))) [[unlikely]] {
+            read(here, call.value(index), index, what);
+        }
+    }
+    name_argument(const name_argument &) = delete;
+    name_argument &operator=(const name_argument &) = delete;
+    [[nodiscard]] const xmlChar *prefix() const noexcept {
+        return prefix_ ? prefix_->xml() : nullptr;
+    }
+    [[nodiscard]] const xmlChar *local() const noexcept { return local_; }
+    [[nodiscard]] const char *whole() const noexcept {
+        return text_ ? text_->c_str() : reinterpret_cast<const char *>(room_);
+    }
     [[nodiscard]] full_name in(const xmlChar *uri) const noexcept {
         return {prefix(), local(), uri};
     }
 
   private:
-    needed_text text_;
-    qualified_name parts_;
+    // Copies a short name of ASCII characters without a colon, as nearly all are, and checks it on
+    // the way. False for any other.
+    [[nodiscard]] bool copy_plain(host::datum value) noexcept;
+    void read(const package_call &here, host::datum value, int index, const char *what);
+    const xmlChar *local_ = room_;
+    std::optional<utf8_argument> text_; // of any other name
     std::optional<prefix_text> prefix_;
+    xmlChar room_[64];
 };
 
 // Reports invalid_name.
@@ -60,6 +76,13 @@ class name_argument {
 void require_data(const package_call &here, int index, const text_check &check, const char *what);
 // The same for what a node of that type holds.
 void require_data(const package_call &here, int index, xmlElementType type, const xmlChar *data);
+void require_data(const package_call &here, int index, xmlElementType type, const text_bytes &data);
+inline void require_data(const package_call &here, int index, xmlElementType type,
+                         const data_argument &data) {
+    if (!data.is_plain() || !holds_plain_text(type)) {
+        require_data(here, index, type, data.text());
+    }
+}
 // A namespace URI holds characters of XML. Reports invalid_data.
 void require_uri(const package_call &here, int index, const xmlChar *uri);
 // Reports namespace_error.
@@ -67,7 +90,12 @@ void require_namespace(const package_call &here, int index, namespace_fault faul
                        const name_argument &name, const xmlChar *uri);
 
 // Declarations and what stands in them never change. Reports no_modification_allowed.
-void require_changeable(const package_call &here, int index, const xmlNode *node);
+[[noreturn]] void fail_as_immutable(const package_call &here, int index, const xmlNode *node);
+inline void require_changeable(const package_call &here, int index, const xmlNode *node) {
+    if (is_immutable(node)) [[unlikely]] {
+        fail_as_immutable(here, index, node);
+    }
+}
 // Both belong to the same document. Reports wrong_document about argument `index`, or
 // child_not_allowed when it is a document itself.
 void require_same_document(const package_call &here, int index, const named_node &parent,

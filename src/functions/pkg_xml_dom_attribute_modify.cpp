@@ -56,7 +56,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_attribute_ns) {
     xmlNodePtr const element = as_node(entry.object);
     if (element->type == XML_ELEMENT_NODE && !is_immutable(element)) {
         xmlNsPtr const space = shared_namespace(element->doc, uri.xml(), nullptr);
-        set_attribute_of(family_of(entry), element, space, name.xml(), value.xml());
+        set_attribute_of(family_of(entry), element, space, name.xml(), value.bytes());
     }
     return call.null();
 }

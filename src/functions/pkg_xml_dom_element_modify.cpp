@@ -65,7 +65,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_attribute) {
     xmlNodePtr const element = as_node(entry.object);
     if (element->type == XML_ELEMENT_NODE && !is_immutable(element)) {
         const attribute_name resolved = resolve_name(element, name.xml());
-        set_attribute_of(family_of(entry), element, resolved.space, resolved.name, value.xml());
+        set_attribute_of(family_of(entry), element, resolved.space, resolved.name, value.bytes());
     }
     return call.null();
 }

@@ -121,7 +121,7 @@ PKG_DBE_XML_FUNCTION(xml_dom_create_attribute) {
     }
     xmlDocPtr const document = require_document(entry);
     const utf8_argument name(call.value(1));
-    xml_node_ptr made = new_attribute(document, name.xml(), nullptr);
+    xml_node_ptr made = new_attribute(document, name.xml());
     const host::datum result = mint_handle<XMLDomNodeType::attribute>(entry, made.get());
     made.release();
     return result;

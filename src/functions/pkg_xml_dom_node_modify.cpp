@@ -184,8 +184,8 @@ PKG_DBE_XML_FUNCTION(xml_dom_set_node_value) {
     }
     const utf8_argument value(call.value(1));
     if (is_attribute(node)) {
-        set_attribute_text(family_of(entry), reinterpret_cast<xmlAttrPtr>(node), value.xml(),
-                           false);
+        set_attribute_text(family_of(entry), reinterpret_cast<xmlAttrPtr>(node),
+                           {value.xml(), value.size()}, false);
     } else {
         set_own_content(family_of(entry), node, value.xml());
     }

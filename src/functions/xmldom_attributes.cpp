@@ -125,7 +125,7 @@ host::datum put_attribute(const package_call &here, const named_node &element) {
         here.fail(reports::attribute_in_use, 1, {node_words(attribute.node)}, attribute.node);
     }
     if (attribute.node->parent == element.node) {
-        return here.result(attribute, attribute.node);
+        return here.same(1, attribute);
     }
     xmlAttrPtr const replaced = attribute_like(element.node, as_attribute(attribute));
     attribute_placement place(element.node, as_attribute(attribute));
@@ -147,7 +147,7 @@ host::datum mark_as_id(const package_call &here, const named_node &element, xmlA
     if (attribute == nullptr) {
         here.fail(reports::no_such_attribute, 1, {node_words(element.node), name}, element.node);
     }
-    const host::datum result = here.result(element, element.node);
+    const host::datum result = here.same(0, element);
     make_id(attribute, is_id);
     return result;
 }
@@ -163,24 +163,26 @@ PKG_DBE_XML_FUNCTION(xmldom_set_attribute) {
     const package_call here(call, k_set_attribute);
     const named_node element = changeable_element(here);
     const name_argument name(here, call, 1, k_what);
-    const optional_argument value(call, 2);
-    require_data(here, 2, XML_ATTRIBUTE_NODE, value.or_empty());
-    const host::datum result = here.result(element, element.node);
+    const data_argument value(call, 2);
+    require_data(here, 2, XML_ATTRIBUTE_NODE, value);
+    const host::datum result = here.same(0, element);
     if (names_declaration(name.prefix(), name.local())) {
-        set_declaration(here, element, name, value.xml());
+        set_declaration(here, element, name, optional_argument(call, 2).xml());
         return result;
     }
     family &owner = family_of(*element.entry);
     xmlAttrPtr const found = find_by_name(element, name);
-    if (value.xml() == nullptr) {
+    if (value.is_null()) {
         if (found != nullptr) {
             remove_attribute(owner, found);
         }
     } else if (found != nullptr) {
-        set_value(owner, found, value.xml());
+        set_value(owner, found, value.text());
+    } else if (name.prefix() == nullptr) {
+        add_plain_attribute(element.node, name.local(), value.text());
     } else {
         set_attribute_in(owner, element.node, name.in(uri_of_prefix(here, element, name)),
-                         value.xml());
+                         value.text());
     }
     return result;
 }
@@ -189,19 +191,19 @@ PKG_DBE_XML_FUNCTION(xmldom_set_attribute_ns) {
     const package_call here(call, k_set_attribute_ns);
     const named_node element = changeable_element(here);
     const name_argument name(here, call, 1, k_what);
-    const optional_argument value(call, 2);
+    const data_argument value(call, 2);
     const optional_argument uri(call, 3);
-    require_data(here, 2, XML_ATTRIBUTE_NODE, value.or_empty());
+    require_data(here, 2, XML_ATTRIBUTE_NODE, value);
     require_uri(here, 3, uri.uri());
-    const host::datum result = here.result(element, element.node);
+    const host::datum result = here.same(0, element);
     if (is_xmlns(uri.uri()) && names_declaration(name.prefix(), name.local())) {
-        set_declaration(here, element, name, value.xml());
+        set_declaration(here, element, name, optional_argument(call, 2).xml());
         return result;
     }
     require_namespace(here, 1, check_attribute_name(name.in(uri.uri())), name, uri.uri());
     family &owner = family_of(*element.entry);
-    if (value.xml() != nullptr) {
-        set_attribute_in(owner, element.node, name.in(uri.uri()), value.xml());
+    if (!value.is_null()) {
+        set_attribute_in(owner, element.node, name.in(uri.uri()), value.text());
     } else if (xmlAttrPtr const found = find_attribute(element.node, name.local(), uri.uri())) {
         remove_attribute(owner, found);
     }
@@ -213,7 +215,7 @@ PKG_DBE_XML_FUNCTION(xmldom_remove_attribute) {
     const package_call here(call, k_remove_attribute);
     const named_node element = changeable_element(here);
     const name_argument name(here, call, 1, k_what);
-    const host::datum result = here.result(element, element.node);
+    const host::datum result = here.same(0, element);
     if (names_declaration(name.prefix(), name.local())) {
         set_declaration(here, element, name, nullptr);
     } else if (xmlAttrPtr const found = find_by_name(element, name)) {
@@ -227,7 +229,7 @@ PKG_DBE_XML_FUNCTION(xmldom_remove_attribute_ns) {
     const named_node element = changeable_element(here);
     const name_argument name(here, call, 1, k_what);
     const optional_argument uri(call, 2);
-    const host::datum result = here.result(element, element.node);
+    const host::datum result = here.same(0, element);
     if (is_xmlns(uri.uri())) {
         // The local name of a declaration is its prefix, and "xmlns" that of the default one.
         const bool is_default = same_text(name.local(), "xmlns");
@@ -255,10 +257,10 @@ PKG_DBE_XML_FUNCTION(xmldom_set_value) {
     const package_call here(call, k_set_value);
     const named_node attribute = here.needed_node(0, k_attribute);
     require_changeable(here, 0, attribute.node);
-    const optional_argument value(call, 1);
-    require_data(here, 1, XML_ATTRIBUTE_NODE, value.or_empty());
-    const host::datum result = here.result(attribute, attribute.node);
-    set_value(family_of(*attribute.entry), as_attribute(attribute), value.or_empty());
+    const data_argument value(call, 1);
+    require_data(here, 1, XML_ATTRIBUTE_NODE, value);
+    const host::datum result = here.same(0, attribute);
+    set_value(family_of(*attribute.entry), as_attribute(attribute), value.text());
     return result;
 }
 

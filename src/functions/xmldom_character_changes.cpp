@@ -71,42 +71,40 @@ host::datum splice(const package_call &here, const named_node &node, const byte_
     require_data(here, index, XML_TEXT_NODE, inserted);
     xml_text_ptr data = spliced_data(node.node, range.offset, range.size, inserted);
     require_data(here, index, node.node->type, data.get());
-    const host::datum result = here.result(node, node.node);
+    const host::datum result = here.same(0, node);
     set_data(family_of(*node.entry), node.node, std::move(data));
     return result;
 }
 
-host::datum set_whole_data(const package_call &here, const named_node &node, const xmlChar *data) {
+host::datum set_whole_data(const package_call &here, const named_node &node,
+                           const data_argument &data) {
     require_data(here, 1, node.node->type, data);
-    const host::datum result = here.result(node, node.node);
-    set_data(family_of(*node.entry), node.node, copy_of_text(data));
+    const host::datum result = here.same(0, node);
+    set_data(family_of(*node.entry), node.node, copy_of_text(data.text()));
     return result;
 }
 
 host::datum set_attribute_value(const package_call &here, const named_node &node,
-                                const xmlChar *value) {
+                                const data_argument &value) {
     require_data(here, 1, XML_ATTRIBUTE_NODE, value);
-    const host::datum result = here.result(node, node.node);
-    set_value(family_of(*node.entry), reinterpret_cast<xmlAttrPtr>(node.node), value);
+    const host::datum result = here.same(0, node);
+    set_value(family_of(*node.entry), reinterpret_cast<xmlAttrPtr>(node.node), value.text());
     return result;
 }
 
 // The children of an element or a fragment give way to one text, or to none.
-host::datum set_only_text(const package_call &here, const named_node &node, const xmlChar *text) {
+host::datum set_only_text(const package_call &here, const named_node &node,
+                          const data_argument &text) {
     require_data(here, 1, XML_TEXT_NODE, text);
     placement place(node.node, nullptr, leaving::all_children);
     xml_node_ptr made;
-    if (*text != 0) {
-        const host::tree_scope scope;
-        made.reset(xmlNewDocText(node.node->doc, text));
-        if (made == nullptr || scope.refused()) {
-            report(reports::out_of_memory);
-        }
+    if (!text.is_empty()) {
+        made = new_text(node.node->doc, text.text());
         place.add(made.get());
     }
     require_place(here, 0, node.node, place.check());
     place.prepare();
-    const host::datum result = here.result(node, node.node);
+    const host::datum result = here.same(0, node);
     place.carry_out();
     made.release();
     return result;
@@ -122,38 +120,38 @@ PKG_DBE_XML_FUNCTION(xmldom_set_node_value) {
     const package_call here(call, k_set_node_value);
     const named_node node = here.needed_node(0);
     require_changeable(here, 0, node.node);
-    const optional_argument value(call, 1);
+    const data_argument value(call, 1);
     if (is_attribute(node.node)) {
-        return set_attribute_value(here, node, value.or_empty());
+        return set_attribute_value(here, node, value);
     }
     if (!holds_data(node.node)) {
         here.fail(reports::no_value, 0, {node_words(node.node)}, node.node);
     }
-    return set_whole_data(here, node, value.or_empty());
+    return set_whole_data(here, node, value);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_set_text_content) {
     const package_call here(call, k_set_text_content);
     const named_node node = here.needed_node(0);
     require_changeable(here, 0, node.node);
-    const optional_argument content(call, 1);
+    const data_argument content(call, 1);
     if (is_attribute(node.node)) {
-        return set_attribute_value(here, node, content.or_empty());
+        return set_attribute_value(here, node, content);
     }
     if (holds_data(node.node)) {
-        return set_whole_data(here, node, content.or_empty());
+        return set_whole_data(here, node, content);
     }
     if (node.node->type != XML_ELEMENT_NODE && node.node->type != XML_DOCUMENT_FRAG_NODE) {
         here.fail(reports::no_value, 0, {node_words(node.node)}, node.node);
     }
-    return set_only_text(here, node, content.or_empty());
+    return set_only_text(here, node, content);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_set_data) {
     const package_call here(call, k_set_data);
     const named_node node = data_node(here);
-    const optional_argument data(call, 1);
-    return set_whole_data(here, node, data.or_empty());
+    const data_argument data(call, 1);
+    return set_whole_data(here, node, data);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_append_data) {
@@ -165,7 +163,7 @@ PKG_DBE_XML_FUNCTION(xmldom_append_data) {
         return splice(here, node, {end, 0}, data.or_empty(), 1);
     }
     require_data(here, 1, XML_TEXT_NODE, data.or_empty());
-    const host::datum result = here.result(node, node.node);
+    const host::datum result = here.same(0, node);
     append_data(node.node, data.or_empty());
     return result;
 }
@@ -216,7 +214,7 @@ PKG_DBE_XML_FUNCTION(xmldom_replace_whole_text) {
     xml_text_ptr data = copy_of_text(content.or_empty());
     family &owner = family_of(*text.entry);
     const bool goes = *content.or_empty() == 0;
-    const host::datum result = goes ? here.null() : here.result(text, text.node);
+    const host::datum result = goes ? here.null() : here.same(0, text);
     replace_run(owner, text.node, std::move(data), goes);
     return result;
 }
@@ -225,7 +223,7 @@ PKG_DBE_XML_FUNCTION(xmldom_normalize) {
     const package_call here(call, k_normalize);
     const named_node node = here.needed_node(0);
     require_changeable(here, 0, node.node);
-    const host::datum result = here.result(node, node.node);
+    const host::datum result = here.same(0, node);
     normalize_texts(family_of(*node.entry), node.node);
     return result;
 }

@@ -49,7 +49,7 @@ host::datum clone_document(xmlDocPtr source, bool deep) {
 host::datum copy_into(const package_call &here, const named_node &into, xmlDocPtr target,
                       xmlNodePtr source, bool deep) {
     xml_node_ptr copy = copy_tree(target, source, deep);
-    const host::datum result = here.result(into, copy.get());
+    const host::datum result = here.result_of_new(into, copy.get());
     copy.release();
     return result;
 }
@@ -59,7 +59,7 @@ host::datum adopt_within(const package_call &here, const named_node &node, xmlDo
     if (is_attribute(node.node)) {
         prepare_detachment(reinterpret_cast<const xmlAttr *>(node.node));
     }
-    const host::datum result = here.result(node, node.node);
+    const host::datum result = here.same(1, node);
     if (is_attribute(node.node)) {
         if (node.node->parent != nullptr) {
             detach_attribute(reinterpret_cast<xmlAttrPtr>(node.node));
@@ -148,7 +148,7 @@ PKG_DBE_XML_FUNCTION(xmldom_rename_node) {
     require_uri(here, 2, uri.uri());
     require_name(here, 1, node.node, name, uri.uri());
     require_free_name(here, node.node, name.in(uri.uri()));
-    const host::datum result = here.result(node, node.node);
+    const host::datum result = here.same(0, node);
     rename_in_place(node.node, name.in(uri.uri()));
     return result;
 }
@@ -175,7 +175,7 @@ PKG_DBE_XML_FUNCTION(xmldom_set_prefix) {
                    name.uri == nullptr ? "" : reinterpret_cast<const char *>(name.uri),
                    words_for(fault)});
     }
-    const host::datum result = here.result(node, node.node);
+    const host::datum result = here.same(0, node);
     if (name.uri != nullptr) {
         rename_in_place(node.node, name);
     }

@@ -1,5 +1,6 @@
 // The package xmldom: new nodes, which belong to a document and stand in no tree yet.
 
+#include "edit/character_data.hpp"
 #include "functions/package_changes.hpp"
 #include "libxml/xml.hpp"
 
@@ -32,7 +33,7 @@ constexpr package_function k_create_document_fragment{"xmldom.create_document_fr
 
 // The handle of a new node, which goes when that cannot be made.
 host::datum finish(const package_call &here, const named_node &document, xml_node_ptr made) {
-    const host::datum result = here.result(document, made.get());
+    const host::datum result = here.result_of_new(document, made.get());
     made.release();
     return result;
 }
@@ -54,7 +55,7 @@ void require_no_prefix(const package_call &here, int index, const name_argument 
 
 [[nodiscard]] int size_of(const xmlChar *text) noexcept { return xmlStrlen(text); }
 
-// A node that holds argument 1 as its text; null counts as the empty text.
+// A comment or CDATA section that holds argument 1; null counts as the empty text.
 host::datum create_data_node(host::call &call, const package_function &function,
                              xmlElementType type) {
     const package_call here(call, function);
@@ -65,8 +66,7 @@ host::datum create_data_node(host::call &call, const package_function &function,
     const host::tree_scope scope;
     xmlDocPtr const owner = document_of(document);
     return finish(here, document,
-                  checked(scope, type == XML_TEXT_NODE ? xmlNewDocText(owner, text)
-                                 : type == XML_COMMENT_NODE
+                  checked(scope, type == XML_COMMENT_NODE
                                      ? xmlNewDocComment(owner, text)
                                      : xmlNewCDataBlock(owner, text, size_of(text))));
 }
@@ -79,7 +79,7 @@ PKG_DBE_XML_FUNCTION(xmldom_create_element) {
     const name_argument name(here, call, 1, "an element");
     require_no_prefix(here, 1, name);
     require_namespace(here, 1, check_element_name(name.in(nullptr)), name, nullptr);
-    return finish(here, document, new_element_in(document_of(document), name.in(nullptr)));
+    return finish(here, document, new_element(document_of(document), name.local()));
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_create_element_ns) {
@@ -122,7 +122,11 @@ PKG_DBE_XML_FUNCTION(xmldom_create_attribute_ns) {
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_create_text_node) {
-    return create_data_node(call, k_create_text_node, XML_TEXT_NODE);
+    const package_call here(call, k_create_text_node);
+    const named_node document = here.needed_node(0, k_document);
+    const data_argument data(call, 1);
+    require_data(here, 1, XML_TEXT_NODE, data);
+    return finish(here, document, new_text(document_of(document), data.text()));
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_create_comment) {

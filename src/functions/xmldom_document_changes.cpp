@@ -129,7 +129,7 @@ PKG_DBE_XML_FUNCTION(xmldom_set_xml_version) {
     if (!is_version(wanted)) {
         here.fail(reports::unsupported_version, 1, {reinterpret_cast<const char *>(wanted)});
     }
-    const host::datum result = here.result(document, document.node);
+    const host::datum result = here.same(0, document);
     xmlDocPtr const changed = as_document(document);
     replace_string(changed, changed->version, copy_of_text(wanted));
     return result;
@@ -139,7 +139,7 @@ PKG_DBE_XML_FUNCTION(xmldom_set_xml_version) {
 PKG_DBE_XML_FUNCTION(xmldom_set_xml_standalone) {
     const package_call here(call, k_set_xml_standalone);
     const named_node document = here.needed_node(0, k_document);
-    const host::datum result = here.result(document, document.node);
+    const host::datum result = here.same(0, document);
     as_document(document)->standalone = call.is_null(1) ? -1 : call.boolean(1) ? 1 : 0;
     return result;
 }
@@ -151,7 +151,7 @@ PKG_DBE_XML_FUNCTION(xmldom_set_document_uri) {
     if (uri.xml() != nullptr) {
         require_data(here, 1, check_characters(uri.xml()), "document's URI");
     }
-    const host::datum result = here.result(document, document.node);
+    const host::datum result = here.same(0, document);
     xmlDocPtr const changed = as_document(document);
     replace_string(changed, changed->URL, copy_or_null(uri.xml()));
     return result;
@@ -167,7 +167,7 @@ PKG_DBE_XML_FUNCTION(xmldom_set_charset) {
     if (!is_known_encoding(reinterpret_cast<const char *>(wanted))) {
         here.fail(reports::unsupported_character_set, 1);
     }
-    const host::datum result = here.result(document, document.node);
+    const host::datum result = here.same(0, document);
     xmlDocPtr const changed = as_document(document);
     replace_string(changed, changed->encoding, copy_of_text(wanted));
     return result;
@@ -187,7 +187,7 @@ PKG_DBE_XML_FUNCTION(xmldom_set_doctype) {
     require_data(here, 3, check_public_id(public_id.or_empty()), "public identifier");
     const type_ids ids{reinterpret_cast<const xmlChar *>(name.whole()), system_id.xml(),
                        public_id.xml()};
-    const host::datum result = here.result(document, document.node);
+    const host::datum result = here.same(0, document);
     if (as_document(document)->intSubset != nullptr) {
         rename_document_type(as_document(document), ids);
     } else {
@@ -212,15 +212,14 @@ PKG_DBE_XML_FUNCTION(xmldom_free_document) {
         return call.null();
     }
     const package_call here(call, k_free_document);
-    const XMLHashEntry &known = here.handle(0);
     const named_node document = here.node(0, k_document);
-    const family *const owner = find_family(known);
+    const family *const owner = find_family(*document.entry);
     if (owner != nullptr && owner->main != as_document(document)) {
         here.fail(reports::wrong_node_type, 0,
                   {"a document that was parsed or made", "a copy that was imported and goes with "
                                                          "the document that it was imported into"});
     }
-    xml_release_document(known.key);
+    xml_release_document(document.entry->key);
     return call.null();
 }
 
@@ -228,7 +227,7 @@ PKG_DBE_XML_FUNCTION(xmldom_free_document) {
 PKG_DBE_XML_FUNCTION(xmldom_normalize_document) {
     const package_call here(call, k_normalize_document);
     const named_node document = here.needed_node(0, k_document);
-    const host::datum result = here.result(document, document.node);
+    const host::datum result = here.same(0, document);
     namespace_plan plan(as_document(document));
     plan.fit(document.node, nullptr);
     normalize_texts(family_of(*document.entry), document.node);

@@ -42,25 +42,20 @@ constexpr node_wish k_searched{
 // The element of argument 0 and what is found of it under the name of argument 1, and in the
 // namespace of argument 2 where the function takes one: an attribute, or a declaration that gives
 // it by default.
-class attribute_search {
+template <bool by_namespace> class attribute_search {
   public:
-    attribute_search(host::call &call, const package_function &function, bool by_namespace)
+    attribute_search(host::call &call, const package_function &function)
         : element_(package_call(call, function).node(0, k_element)) {
         if (!element_ || call.is_null(1)) {
             return;
         }
         asked_ = true;
         const utf8_argument name(call.value(1));
-        std::optional<utf8_argument> uri;
-        if (by_namespace && !call.is_null(2)) {
-            uri.emplace(call.value(2));
-        }
-        const attribute_name wanted =
-            by_namespace ? attribute_name(name.xml(), uri ? uri->xml() : BAD_CAST "")
-                         : attribute_name(name.xml(), nullptr);
-        found_ = as_node(wanted.find(element_.node));
-        if (found_ == nullptr) {
-            found_ = declared_attribute(element_.node, name.xml(), uri ? uri->xml() : nullptr);
+        if constexpr (by_namespace) {
+            const optional_argument uri(call, 2);
+            find(name.xml(), uri.or_empty());
+        } else {
+            find(name.xml(), nullptr);
         }
     }
     // False when one of the arguments is null.
@@ -69,13 +64,20 @@ class attribute_search {
     [[nodiscard]] xmlNodePtr found() const noexcept { return found_; }
 
   private:
+    void find(const xmlChar *name, const xmlChar *uri) {
+        found_ = as_node(attribute_name(name, uri).find(element_.node));
+        if (found_ == nullptr && declares_attributes(element_.node->doc)) {
+            found_ = declared_attribute(element_.node, name, uri);
+        }
+    }
     named_node element_;
     xmlNodePtr found_ = nullptr;
     bool asked_ = false;
 };
 
-host::datum attribute_value(host::call &call, const package_function &function, bool by_namespace) {
-    const attribute_search search(call, function, by_namespace);
+template <bool by_namespace>
+host::datum attribute_value(host::call &call, const package_function &function) {
+    const attribute_search<by_namespace> search(call, function);
     if (search.found() == nullptr) {
         return call.null();
     }
@@ -84,14 +86,15 @@ host::datum attribute_value(host::call &call, const package_function &function, 
     return value.bytes == nullptr ? call.null() : text_result(value.bytes, value.size);
 }
 
-host::datum attribute_exists(host::call &call, const package_function &function,
-                             bool by_namespace) {
-    const attribute_search search(call, function, by_namespace);
+template <bool by_namespace>
+host::datum attribute_exists(host::call &call, const package_function &function) {
+    const attribute_search<by_namespace> search(call, function);
     return search.asked() ? host::from_boolean(search.found() != nullptr) : call.null();
 }
 
-host::datum attribute_node(host::call &call, const package_function &function, bool by_namespace) {
-    const attribute_search search(call, function, by_namespace);
+template <bool by_namespace>
+host::datum attribute_node(host::call &call, const package_function &function) {
+    const attribute_search<by_namespace> search(call, function);
     const bool has_node = search.found() != nullptr && is_attribute(search.found());
     return has_node ? own_handle(*search.element().entry, search.found()) : call.null();
 }
@@ -142,26 +145,26 @@ host::datum named_elements_ns(host::call &call, const package_function &function
 
 } // namespace
 
-PKG_DBE_XML_FUNCTION(xmldom_get_attribute) { return attribute_value(call, k_get_attribute, false); }
+PKG_DBE_XML_FUNCTION(xmldom_get_attribute) { return attribute_value<false>(call, k_get_attribute); }
 
 PKG_DBE_XML_FUNCTION(xmldom_get_attribute_ns) {
-    return attribute_value(call, k_get_attribute_ns, true);
+    return attribute_value<true>(call, k_get_attribute_ns);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_has_attribute) {
-    return attribute_exists(call, k_has_attribute, false);
+    return attribute_exists<false>(call, k_has_attribute);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_has_attribute_ns) {
-    return attribute_exists(call, k_has_attribute_ns, true);
+    return attribute_exists<true>(call, k_has_attribute_ns);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_get_attribute_node) {
-    return attribute_node(call, k_get_attribute_node, false);
+    return attribute_node<false>(call, k_get_attribute_node);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_get_attribute_node_ns) {
-    return attribute_node(call, k_get_attribute_node_ns, true);
+    return attribute_node<true>(call, k_get_attribute_node_ns);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_has_attributes) {

@@ -60,8 +60,8 @@ constexpr node_wish k_instruction{type_bits(XML_PI_NODE), "a processing instruct
     return name_result(record == nullptr ? nullptr : record->prefix, node->name);
 }
 
-[[nodiscard]] host::datum name_of(host::call &call, const package_function &function,
-                                  const node_wish &wish) {
+template <const node_wish &wish>
+[[nodiscard]] inline host::datum name_of(host::call &call, const package_function &function) {
     const named_node named = package_call(call, function).node(0, wish);
     return named ? node_name(call, named.node) : call.null();
 }
@@ -105,13 +105,13 @@ constexpr node_wish k_instruction{type_bits(XML_PI_NODE), "a processing instruct
 
 } // namespace
 
-PKG_DBE_XML_FUNCTION(xmldom_get_node_name) { return name_of(call, k_get_node_name, k_any_node); }
+PKG_DBE_XML_FUNCTION(xmldom_get_node_name) { return name_of<k_any_node>(call, k_get_node_name); }
 
-PKG_DBE_XML_FUNCTION(xmldom_get_tag_name) { return name_of(call, k_get_tag_name, k_element); }
+PKG_DBE_XML_FUNCTION(xmldom_get_tag_name) { return name_of<k_element>(call, k_get_tag_name); }
 
-PKG_DBE_XML_FUNCTION(xmldom_get_name) { return name_of(call, k_get_name, k_named); }
+PKG_DBE_XML_FUNCTION(xmldom_get_name) { return name_of<k_named>(call, k_get_name); }
 
-PKG_DBE_XML_FUNCTION(xmldom_get_target) { return name_of(call, k_get_target, k_instruction); }
+PKG_DBE_XML_FUNCTION(xmldom_get_target) { return name_of<k_instruction>(call, k_get_target); }
 
 PKG_DBE_XML_FUNCTION(xmldom_get_node_value) {
     const named_node named = package_call(call, k_get_node_value).node(0);

@@ -5,6 +5,7 @@
 
 #include "functions/package_changes.hpp"
 #include "text/value_array.hpp"
+#include "tree/id_attributes.hpp"
 
 namespace pkg_dbe_xml {
 
@@ -34,15 +35,21 @@ void require_child(const package_call &here, int index, const named_node &parent
 }
 
 // Puts one node, or the children of a fragment, below `parent`; the result is the handle of
-// `shown`.
+// `shown`, which is argument `index`.
 host::datum put(const package_call &here, const named_node &parent, const named_node &child,
-                xmlNodePtr reference, leaving what, const named_node &shown) {
+                xmlNodePtr reference, leaving what, int index, const named_node &shown) {
     require_same_document(here, 1, parent, child);
+    if (what == leaving::nothing && only_needs_links(parent.node, child.node)) {
+        const host::datum result = here.same(index, shown);
+        link_before(parent.node, child.node, reference);
+        note_tree_change(child.node);
+        return result;
+    }
     placement place(parent.node, reference, what);
     place.add(child.node);
     require_place(here, 1, parent.node, place.check());
     place.prepare();
-    const host::datum result = here.result(shown, shown.node);
+    const host::datum result = here.same(index, shown);
     place.carry_out();
     return result;
 }
@@ -72,7 +79,7 @@ host::datum put_all(const package_call &here, const host::call &call, const name
     add_nodes(here, call, parent, place);
     require_place(here, 1, parent.node, place.check());
     place.prepare();
-    const host::datum result = here.result(shown, shown.node);
+    const host::datum result = here.same(0, shown);
     place.carry_out();
     return result;
 }
@@ -92,7 +99,7 @@ PKG_DBE_XML_FUNCTION(xmldom_append_child) {
     const package_call here(call, k_append_child);
     const named_node parent = here.needed_node(0);
     const named_node child = here.needed_node(1);
-    return put(here, parent, child, nullptr, leaving::nothing, child);
+    return put(here, parent, child, nullptr, leaving::nothing, 1, child);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_insert_before) {
@@ -103,7 +110,7 @@ PKG_DBE_XML_FUNCTION(xmldom_insert_before) {
     if (reference) {
         require_child(here, 2, parent, reference);
     }
-    return put(here, parent, child, reference.node, leaving::nothing, child);
+    return put(here, parent, child, reference.node, leaving::nothing, 1, child);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_replace_child) {
@@ -113,7 +120,7 @@ PKG_DBE_XML_FUNCTION(xmldom_replace_child) {
     const named_node old = here.needed_node(2);
     require_child(here, 2, parent, old);
     require_changeable(here, 2, old.node);
-    return put(here, parent, child, old.node, leaving::reference, old);
+    return put(here, parent, child, old.node, leaving::reference, 2, old);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_remove_child) {
@@ -122,7 +129,7 @@ PKG_DBE_XML_FUNCTION(xmldom_remove_child) {
     const named_node old = here.needed_node(1);
     require_child(here, 1, parent, old);
     require_changeable(here, 1, old.node);
-    const host::datum result = here.result(old, old.node);
+    const host::datum result = here.same(1, old);
     remove_from_tree(old.node);
     return result;
 }
@@ -171,7 +178,7 @@ PKG_DBE_XML_FUNCTION(xmldom_remove) {
         here.fail(reports::no_parent, 0, {node_words(node.node)}, node.node);
     }
     require_changeable(here, 0, node.node);
-    const host::datum result = here.result(node, node.node);
+    const host::datum result = here.same(0, node);
     if (node.node->parent != nullptr) {
         remove_from_tree(node.node);
     }

@@ -119,8 +119,17 @@ void write_handle(const XMLHashEntry &entry, std::byte *room) noexcept {
 
 host::datum own_handle(const XMLHashEntry &from, xmlNodePtr node) {
     std::byte *const room = value_room();
-    XMLHashEntry *const known = known_own_entry(node);
-    return finish_value(known != nullptr ? *known : own_entry(from, node), room);
+    if (XMLHashEntry *const known = known_own_entry(node)) {
+        return finish_value(*known, room);
+    }
+    return finish_value(is_document(node) ? own_entry(from, node)
+                                          : mint_own_entry(from, node, own_kind(node)),
+                        room);
+}
+
+host::datum own_handle_of_new(const XMLHashEntry &from, xmlNodePtr node) {
+    std::byte *const room = value_room();
+    return finish_value(mint_own_entry(from, node, own_kind(node)), room);
 }
 
 host::datum own_map(const XMLHashEntry &from, xmlNodePtr element) {

@@ -1,7 +1,8 @@
 // Lists that are found by what they hold.
 //
 // The table has the keys of lists by the hashes of their members. It is never told when a list
-// goes: what it finds is looked at, and what names no list any more is left out when it grows.
+// goes: what it finds is looked at, and what names no list any more makes room for one of the same
+// hash, or is left out when the table grows.
 #include "registry/own_lists.hpp"
 
 #include "registry/dom_map.hpp"
@@ -96,43 +97,59 @@ int compare_member(const void *member, void *state) noexcept {
     return compared.place == size;
 }
 
-// The entry of a known list with these members, null when there is none.
-[[nodiscard]] XMLHashEntry *find_alike(registry &state, const XMLHashEntry &from, xmlListPtr list,
+struct search_result {
+    XMLHashEntry *entry; // of a known list with these members, null when there is none
+    known_list *vacant;  // of a list that is gone and had this hash; null when none was met
+};
+
+[[nodiscard]] search_result find_alike(registry &state, const XMLHashEntry &from, xmlListPtr list,
                                        const list_digest &digest) {
     const known_lists &lists = state.lists;
+    search_result result{nullptr, nullptr};
     if (lists.capacity == 0) {
-        return nullptr;
+        return result;
     }
     const std::size_t mask = lists.capacity - 1;
     for (std::size_t place = digest.hash() & mask; lists.places[place].hash != 0;
          place = (place + 1) & mask) {
-        const known_list &known = lists.places[place];
-        if (known.hash != digest.hash() || known.key.document_id() != from.key.document_id() ||
-            known.key.serial() != from.key.serial()) {
+        known_list &known = lists.places[place];
+        if (known.hash != digest.hash()) {
             continue;
         }
         XMLHashEntry *const entry = find_list(state, known.key);
-        if (entry != nullptr && holds_same(*entry, list, digest.size())) {
-            return entry;
+        if (entry == nullptr) {
+            result.vacant = &known;
+        } else if (known.key.document_id() == from.key.document_id() &&
+                   known.key.serial() == from.key.serial() &&
+                   holds_same(*entry, list, digest.size())) {
+            result.entry = entry;
+            break;
         }
     }
-    return nullptr;
+    return result;
 }
 
 } // namespace
 
 host::datum own_list(const XMLHashEntry &from, xml_list_ptr &list, const list_digest &digest) {
     registry &state = *current_registry();
-    if (const XMLHashEntry *const known = find_alike(state, from, list.get(), digest)) {
-        return get_datum_by_dom_key(known->key);
+    const search_result known = find_alike(state, from, list.get(), digest);
+    if (known.entry != nullptr) {
+        return get_datum_by_dom_key(known.entry->key);
     }
-    reserve_place(state);
+    if (known.vacant == nullptr) {
+        reserve_place(state);
+    }
     const host::datum result = mint_handle<XMLDomNodeType::node_list>(from, list.get());
     list.release(); // the registry's now
     known_list made{digest.hash(), {}};
     std::memcpy(made.key.bytes.data(),
                 reinterpret_cast<const std::byte *>(result) + host::k_long_header, k_key_size);
-    enter(state.lists, made);
+    if (known.vacant != nullptr) {
+        *known.vacant = made;
+    } else {
+        enter(state.lists, made);
+    }
     return result;
 }
 

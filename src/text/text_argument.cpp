@@ -3,7 +3,12 @@
 
 #include "error_reports.hpp"
 
+#include <cstdint>
 #include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace pkg_dbe_xml {
 namespace {
@@ -59,6 +64,95 @@ text_argument &text_argument::to_utf8() {
         size_ = std::strlen(converted);
     }
     return *this;
+}
+
+namespace {
+
+// Whether each of the eight bytes is at least 0x20 and below 0x80.
+[[nodiscard]] bool are_plain(const xmlChar *text) noexcept {
+    constexpr std::uint64_t k_ones = 0x0101010101010101U;
+    std::uint64_t word = 0;
+    std::memcpy(&word, text, sizeof word);
+    return (((word - k_ones * 0x20U) | word) & (k_ones * 0x80U)) == 0;
+}
+
+#ifdef __SSE2__
+// The same of 16 bytes, `count` times.
+template <int count> [[nodiscard]] bool are_plain_blocks(const xmlChar *text) noexcept {
+    __m128i other = _mm_setzero_si128();
+    for (int index = 0; index < count; ++index) {
+        __m128i block;
+        std::memcpy(&block, text + 16 * index, sizeof block);
+        // As signed numbers, bytes from 0x80 on are below 0x20 as well.
+        other = _mm_or_si128(other, _mm_cmplt_epi8(block, _mm_set1_epi8(0x20)));
+    }
+    return _mm_movemask_epi8(other) == 0;
+}
+#endif
+
+} // namespace
+
+bool is_plain(const xmlChar *text, std::size_t size) noexcept {
+    const xmlChar *const end = text + size;
+#ifdef __SSE2__
+    for (; end - text >= 64; text += 64) {
+        if (!are_plain_blocks<4>(text)) {
+            return false;
+        }
+    }
+    for (; end - text >= 16; text += 16) {
+        if (!are_plain_blocks<1>(text)) {
+            return false;
+        }
+    }
+#endif
+    for (; end - text >= 8; text += 8) {
+        if (!are_plain(text)) {
+            return false;
+        }
+    }
+    if (text != end && size >= 8) {
+        return are_plain(end - 8); // some of them once more
+    }
+    for (; text != end; ++text) {
+        if (static_cast<std::uint8_t>(*text - 0x20U) >= 0x60U) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void data_argument::fetch(host::datum value) {
+    const host::varlena *const stored = host::pg_detoast_datum(value);
+    const auto bytes = host::payload(stored);
+    text_ = {reinterpret_cast<const xmlChar *>(bytes.data()), bytes.size()};
+    if (static_cast<const void *>(stored) != reinterpret_cast<const void *>(value)) {
+        fetched_.reset(const_cast<host::varlena *>(stored));
+    }
+    is_null_ = false;
+    is_plain_ = pkg_dbe_xml::is_plain(text_.bytes, text_.size);
+    if (!is_plain_) {
+        convert();
+    }
+}
+
+// Nothing is to be converted where all characters are those of ASCII.
+void data_argument::convert() {
+    const void *const zero = std::memchr(text_.bytes, 0, text_.size);
+    if (zero != nullptr) {
+        text_.size = static_cast<std::size_t>(static_cast<const xmlChar *>(zero) - text_.bytes);
+    }
+    const int encoding = host::mb_get_database_encoding();
+    if (encoding == host::k_utf8) {
+        return;
+    }
+    char *const original = as_characters(text_.bytes);
+    char *const converted =
+        host::mb_do_encoding_conversion(original, text_.size, encoding, host::k_utf8, false);
+    if (converted != original) {
+        fetched_.reset(converted);
+        text_ = {reinterpret_cast<const xmlChar *>(converted), std::strlen(converted)};
+    }
 }
 
 host::datum text_result(const xmlChar *text, std::size_t size) {

@@ -3,11 +3,13 @@
 
 #include "host/call.hpp"
 #include "host/encoding.hpp"
+#include "host/memory.hpp"
 #include "host/text.hpp"
 
 #include <libxml/xmlstring.h>
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -50,6 +52,42 @@ class utf8_argument : private text_argument {
     using text_argument::xml;
 };
 
+// Text in UTF-8 that no zero byte ends, nor holds.
+struct text_bytes {
+    const xmlChar *bytes;
+    std::size_t size;
+};
+
+// Whether a text consists of printable ASCII characters alone, which every encoding of a database
+// shares with UTF-8.
+[[nodiscard]] bool is_plain(const xmlChar *text, std::size_t size) noexcept;
+
+// A text argument in UTF-8 that is to be copied once, to where it stays: its bytes where they lie,
+// if they need no conversion. Ends at a zero byte, if the value should hold one. Null counts as the
+// empty text.
+class data_argument {
+  public:
+    // Fetches the value and converts it; throws what the host raises.
+    data_argument(const host::call &call, int index) {
+        if (!call.is_null(index)) {
+            fetch(call.value(index));
+        }
+    }
+    [[nodiscard]] bool is_null() const noexcept { return is_null_; }
+    [[nodiscard]] bool is_empty() const noexcept { return text_.size == 0; }
+    // Nothing but printable ASCII characters.
+    [[nodiscard]] bool is_plain() const noexcept { return is_plain_; }
+    [[nodiscard]] const text_bytes &text() const noexcept { return text_; }
+
+  private:
+    void fetch(host::datum value);
+    void convert();
+    text_bytes text_{reinterpret_cast<const xmlChar *>(""), 0};
+    std::unique_ptr<void, host::memory_deleter> fetched_; // what the text lies in
+    bool is_null_ = true;
+    bool is_plain_ = true;
+};
+
 // A text result in the database encoding, in the caller's context, from `size` bytes of UTF-8
 // (which end in a zero byte, not counted). Throws: the host's own error for a character that the
 // database encoding does not have.
@@ -66,6 +104,7 @@ class optional_text {
     [[nodiscard]] const xmlChar *xml() const noexcept {
         return text_ ? text_->xml() : reinterpret_cast<const xmlChar *>("");
     }
+    [[nodiscard]] text_bytes bytes() const noexcept { return {xml(), text_ ? text_->size() : 0}; }
 
   private:
     std::optional<utf8_argument> text_;

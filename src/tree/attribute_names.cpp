@@ -3,7 +3,6 @@
 #include "tree/attribute_names.hpp"
 
 #include "tree/node_text.hpp"
-#include "tree/text_compare.hpp"
 
 #include <cstring>
 
@@ -20,31 +19,15 @@ namespace {
 
 } // namespace
 
-bool attribute_name::matches(const xmlNode *attribute) const noexcept {
-    const xmlNs *const record = namespace_of(attribute);
-    if (uri_ != nullptr) {
-        const xmlChar *const uri = record == nullptr ? nullptr : record->href;
-        return same_text(attribute->name, name_) &&
-               (uri == nullptr ? *uri_ == 0 : same_text(uri, uri_));
-    }
-    const xmlChar *const prefix = record == nullptr ? nullptr : record->prefix;
-    if (prefix == nullptr) {
-        return same_text(attribute->name, name_); // the name itself may hold a colon
-    }
+bool attribute_name::matches_with_prefix(const xmlAttr *attribute) const noexcept {
+    const xmlChar *const prefix = attribute->ns->prefix;
     const int size = size_of_prefix(name_);
     return size >= 0 && xmlStrlen(prefix) == size && xmlStrncmp(prefix, name_, size) == 0 &&
            same_text(attribute->name, name_ + size + 1);
 }
 
-xmlAttrPtr attribute_name::find_from(xmlAttrPtr attribute) const noexcept {
-    while (attribute != nullptr && !matches(as_node(attribute))) {
-        attribute = attribute->next;
-    }
-    return attribute;
-}
-
 xmlNodePtr declared_attribute(xmlNodePtr element, const xmlChar *name, const xmlChar *uri) {
-    if (element->doc == nullptr || element->doc->intSubset == nullptr) {
+    if (!declares_attributes(element->doc)) {
         return nullptr;
     }
     // Under a null URI libxml2 would look in all namespaces.

@@ -91,7 +91,7 @@ like 'without a fault its report quotes it' "$(tell "select xml_dom_new_document
     iconv -f latin1 -t utf8)" 'CONTEXT:.*größe'
 for fault in 0 1; do
     like "conversion $fault fails outside of a block" \
-        "$(tell "select fail_conversion_after($fault)" "select xmldom.set_attribute(element::xmldom.element, 'a', 'b') from held")" \
+        "$(tell "select fail_conversion_after($fault)" "select xmldom.set_attribute(element::xmldom.element, E'gr\\xf6\\xdfe', E'\\xfc') from held")" \
         'ERROR:  58030: conversion failed on purpose'
 done
 tell 'select fail_conversion_after(-1)' >/dev/null

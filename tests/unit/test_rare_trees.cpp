@@ -296,11 +296,12 @@ TEST_F(rare_trees, the_value_of_an_attribute_replaces_whatever_stood_there) {
 TEST_F(rare_trees, an_identifier_without_a_document_is_forgotten) {
     parse("<a/>");
     pkg_dbe_xml::family &owner = pkg_dbe_xml::family_of(*trees::entry_of(document));
-    xml_node_ptr loose = pkg_dbe_xml::new_attribute(nullptr, xml("k"), xml("v"));
+    const pkg_dbe_xml::text_bytes value{xml("v"), 1};
+    xml_node_ptr loose = pkg_dbe_xml::new_attribute(nullptr, xml("k"), &value);
     auto *const identifier = reinterpret_cast<xmlAttrPtr>(loose.get());
     EXPECT_EQ(identifier->doc, nullptr);
     identifier->atype = XML_ATTRIBUTE_ID;
-    pkg_dbe_xml::set_attribute_text(owner, identifier, xml("w"), true);
+    pkg_dbe_xml::set_attribute_text(owner, identifier, {xml("w"), 1}, true);
     EXPECT_EQ(text_of(loose.get()), "w");
     pkg_dbe_xml::move_below(root, loose.release());
     EXPECT_EQ(identifier->doc, tree);

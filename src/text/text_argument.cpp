@@ -66,54 +66,32 @@ text_argument &text_argument::to_utf8() {
     return *this;
 }
 
+#ifdef __SSE2__
 namespace {
 
-// Whether each of the eight bytes is at least 0x20 and below 0x80.
-[[nodiscard]] bool are_plain(const xmlChar *text) noexcept {
-    constexpr std::uint64_t k_ones = 0x0101010101010101U;
-    std::uint64_t word = 0;
-    std::memcpy(&word, text, sizeof word);
-    return (((word - k_ones * 0x20U) | word) & (k_ones * 0x80U)) == 0;
+[[nodiscard]] bool is_plain_block(const xmlChar *text) noexcept {
+    __m128i block;
+    std::memcpy(&block, text, sizeof block);
+    // As signed numbers, bytes from 0x80 on are below 0x20 as well.
+    return _mm_movemask_epi8(_mm_cmplt_epi8(block, _mm_set1_epi8(0x20))) == 0;
 }
-
-#ifdef __SSE2__
-// The same of 16 bytes, `count` times.
-template <int count> [[nodiscard]] bool are_plain_blocks(const xmlChar *text) noexcept {
-    __m128i other = _mm_setzero_si128();
-    for (int index = 0; index < count; ++index) {
-        __m128i block;
-        std::memcpy(&block, text + 16 * index, sizeof block);
-        // As signed numbers, bytes from 0x80 on are below 0x20 as well.
-        other = _mm_or_si128(other, _mm_cmplt_epi8(block, _mm_set1_epi8(0x20)));
-    }
-    return _mm_movemask_epi8(other) == 0;
-}
-#endif
 
 } // namespace
+#endif
 
 bool is_plain(const xmlChar *text, std::size_t size) noexcept {
     const xmlChar *const end = text + size;
 #ifdef __SSE2__
-    for (; end - text >= 64; text += 64) {
-        if (!are_plain_blocks<4>(text)) {
-            return false;
+    // 1,000 bytes take 19 ns so, and 290 one by one; an attribute is set to them in 125 ns in all.
+    if (size >= 16) {
+        for (; end - text > 16; text += 16) {
+            if (!is_plain_block(text)) {
+                return false;
+            }
         }
-    }
-    for (; end - text >= 16; text += 16) {
-        if (!are_plain_blocks<1>(text)) {
-            return false;
-        }
+        return is_plain_block(end - 16); // some of them once more
     }
 #endif
-    for (; end - text >= 8; text += 8) {
-        if (!are_plain(text)) {
-            return false;
-        }
-    }
-    if (text != end && size >= 8) {
-        return are_plain(end - 8); // some of them once more
-    }
     for (; text != end; ++text) {
         if (static_cast<std::uint8_t>(*text - 0x20U) >= 0x60U) {
             return false;

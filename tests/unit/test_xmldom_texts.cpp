@@ -56,6 +56,31 @@ TEST_F(package_texts, names_that_xml_has_not) {
 
 // --- data ---------------------------------------------------------------------------------------
 
+// Texts are looked through in blocks: whatever their length, each character of them counts.
+TEST_F(package_texts, every_character_of_a_text_is_looked_at) {
+    for (std::size_t size = 1; size <= 40; ++size) {
+        for (std::size_t place = 0; place < size; ++place) {
+            std::string data(size, 'a');
+            data[place] = '\x1F';
+            EXPECT_REPORT(call(xmldom_set_attribute, root(tree_), "k", data), reports::invalid_data,
+                          "attribute", std::to_string(place + 1), "XML has no such character");
+            data.replace(place, 1, "\t\xC3\xA4\x7F");
+            ASSERT_FALSE(call(xmldom_set_attribute, root(tree_), "k", data).failed());
+            EXPECT_EQ(call(xmldom_get_attribute, root(tree_), "k").text(), data);
+        }
+    }
+}
+
+// A name longer than the room in which names are checked, and one that just fits.
+TEST_F(package_texts, names_of_any_length) {
+    for (const std::size_t size : {1, 62, 63, 64, 65, 127, 128, 129, 1000}) {
+        const std::string name(size, 'n');
+        call(xmldom_set_attribute, root(tree_), name, "v");
+        EXPECT_EQ(call(xmldom_get_attribute, root(tree_), name).text(), "v") << size;
+        EXPECT_EQ(call(xmldom_get_node_name, element(tree_, name)).text(), name) << size;
+    }
+}
+
 TEST_F(package_texts, data_that_could_not_be_read_again) {
     const struct {
         sql::function create;

@@ -73,7 +73,7 @@ TEST_F(package_texts, every_character_of_a_text_is_looked_at) {
 
 // A name longer than the room in which names are checked, and one that just fits.
 TEST_F(package_texts, names_of_any_length) {
-    for (const std::size_t size : {1, 62, 63, 64, 65, 127, 128, 129, 1000}) {
+    for (const std::size_t size : {1U, 62U, 63U, 64U, 65U, 127U, 128U, 129U, 1000U}) {
         const std::string name(size, 'n');
         call(xmldom_set_attribute, root(tree_), name, "v");
         EXPECT_EQ(call(xmldom_get_attribute, root(tree_), name).text(), "v") << size;

@@ -49,6 +49,10 @@ inline constexpr report_row too_deep_to_validate{0, "54001",
     "Relax NG, document type definitions and identifiers are checked with a stack of the server's.",
     "Validate parts of the tree, or use XML Schema.",
     nullptr, false};
+inline constexpr report_row value_too_long_to_validate{0, "54000",
+    "the value of the attribute \"%s\" is too long to validate",
+    "libxml2 counts the bytes of a value in 32 bits, and writes some characters as references.",
+    "Validate a tree without the attribute.", nullptr, false};
 inline constexpr report_row validation_over_budget{0, "54000",
     "validating takes more memory than the settings pkg_dbe_xml.parse_budget_base and "
     "pkg_dbe_xml.parse_budget_factor allow",

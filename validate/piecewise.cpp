@@ -3,6 +3,7 @@
 // So it never sees the tree, which is not for it to write into, and between two pieces the work can
 // be stopped. The text of an element is told at its end, as a whole: libxml2 would otherwise append
 // each piece to a text that it measures anew.
+#include "attribute_values.hpp"
 #include "services.hpp"
 #include "tree_walk.hpp"
 #include "validating.hpp"
@@ -54,7 +55,7 @@ bool lies_ready(const xmlAttr *attribute, std::string_view &value) noexcept {
         return false;
     }
     value = view_of(text->content);
-    return value.find('&') == std::string_view::npos;
+    return value.size() <= k_longest_told_value && value.find('&') == std::string_view::npos;
 }
 
 // Values as libxml2's parser hands them out: it writes an ampersand as a reference. Returns a
@@ -121,9 +122,10 @@ class walk {
     }
 
     unrefused_work work;
-    bool finished = false;           // else it was stopped, or libxml2 failed
-    bool same_twice = false;         // identifiers may be the same
-    const xmlNode *entity = nullptr; // a reference that was found
+    bool finished = false;             // else it was stopped, or libxml2 failed
+    bool same_twice = false;           // identifiers may be the same
+    const xmlNode *entity = nullptr;   // a reference that was found
+    const xmlAttr *too_long = nullptr; // an attribute of that kind
     [[nodiscard]] std::exception_ptr failure() const noexcept { return failure_; }
 
   private:
@@ -135,7 +137,7 @@ class walk {
             }
             if (node->type == XML_ELEMENT_NODE) {
                 begin(node);
-                if (entity != nullptr) {
+                if (entity != nullptr || too_long != nullptr) {
                     return;
                 }
                 if (node->children != nullptr) {
@@ -299,6 +301,10 @@ class walk {
 
     // The value stays where it is only until the next one is put together.
     std::string_view put_value_together(const xmlAttr *attribute) {
+        if (length_of(*attribute, true).told() > k_longest_told_value) {
+            too_long = attribute;
+            return "";
+        }
         const std::size_t start = values_.size();
         if (const xmlNode *const found = append_value(attribute, values_)) {
             entity = found;
@@ -361,6 +367,10 @@ bool validate_by_pieces(const xmlNode *root, const compiled_schema &schema,
         }
         if (task.entity != nullptr) {
             services().report(reports::entity_in_tree, {view_of(task.entity->name)}, {});
+        }
+        if (task.too_long != nullptr) {
+            services().report(reports::value_too_long_to_validate, {view_of(task.too_long->name)},
+                              {});
         }
         if (task.finished || complaints.is_full() || complaints.internal) {
             return task.same_twice;

@@ -10,8 +10,8 @@ namespace pkg_dbe_xml::validation {
 // The complaints about a document or an element, with all below it. `is_own` says that the tree is
 // of this call alone, and may be written into. The nodes that complaints name stand in that tree,
 // or in `copy`, if there is one. Throws when the statement was asked to stop. Reports
-// entity_in_tree, too_deep_to_validate, validation_over_budget, validation_failed, out_of_memory
-// and session_memory_full.
+// entity_in_tree, value_too_long_to_validate, too_deep_to_validate, validation_over_budget,
+// validation_failed, out_of_memory and session_memory_full.
 struct outcome {
     complaint_list complaints;
     xmlDocPtr copy = nullptr; // one of the two below

@@ -2,6 +2,7 @@
 //
 // Relax NG and XML Schema write into the tree, and so they get a copy, unless the tree is of this
 // call alone.
+#include "attribute_values.hpp"
 #include "identifier_tables.hpp"
 #include "services.hpp"
 #include "validating.hpp"
@@ -72,6 +73,10 @@ std::size_t check_attributes(const xmlNode *element) {
             if (piece->type == XML_ENTITY_REF_NODE) {
                 refuse_entity(piece);
             }
+        }
+        if (length_of(*one, false).bytes > k_longest_copied_value) {
+            services().report(reports::value_too_long_to_validate,
+                              {reinterpret_cast<const char *>(one->name)}, {});
         }
     }
     return count;

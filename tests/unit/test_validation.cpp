@@ -15,6 +15,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -240,6 +241,45 @@ TEST_F(validation, copies_elements_with_the_declarations_that_they_use) {
             EXPECT_TRUE(trees::records::of(document) == before);
         }
     }
+    services().free_document(document);
+}
+
+// Values whose length libxml2 cannot count are refused before it sees them. The test makes them out
+// of one text that is there many times.
+TEST_F(validation, refuses_values_that_libxml2_cannot_count) {
+    store("v.xsd", xsd("<xs:element name='a'><xs:complexType><xs:attribute name='b'/>"
+                       "</xs:complexType></xs:element>"));
+    store("v.dtd", "<!ELEMENT a EMPTY><!ATTLIST a b CDATA #IMPLIED>");
+    store("v.rng", "<element name='a' xmlns='http://relaxng.org/ns/structure/1.0'>"
+                   "<attribute name='b'/></element>");
+    char words[512] = "";
+    int line = 0;
+    xmlDocPtr const document = services().parse_text("<a b='1'/>", words, line);
+    std::string ampersands(1U << 20U, '&');
+    const auto validated = [&](const char *location, int pieces) {
+        std::vector<xmlNode> made(static_cast<std::size_t>(pieces));
+        xmlAttrPtr const attribute = xmlDocGetRootElement(document)->properties;
+        xmlNodePtr const text = attribute->children;
+        for (xmlNode &piece : made) {
+            piece = *text;
+            piece.content = reinterpret_cast<xmlChar *>(ampersands.data());
+            piece.next = &piece == &made.back() ? nullptr : &piece + 1;
+        }
+        attribute->children = made.data();
+        const host::call_record call = sql::run_in_call([&] {
+            outcome result;
+            validate_tree(reinterpret_cast<const xmlNode *>(document), false, schema_at(location),
+                          result);
+        });
+        attribute->children = text;
+        return call.report.sqlstate;
+    };
+    EXPECT_EQ(validated("v.xsd", 410), "54000"); // 2,150 million bytes with references
+    EXPECT_EQ(validated("v.dtd", 342), "54000");
+    EXPECT_EQ(validated("v.rng", 342), "54000");
+    EXPECT_EQ(validated("v.xsd", 4), "");
+    EXPECT_EQ(validated("v.dtd", 4), "");
+    EXPECT_EQ(validated("v.rng", 4), "");
     services().free_document(document);
 }
 

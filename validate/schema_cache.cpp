@@ -4,6 +4,7 @@
 #include "schema_store.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -27,7 +28,7 @@ void drop_surplus() {
            (count == 0 || bytes + (*kept)[count]->bytes <= k_most_bytes)) {
         bytes += (*kept)[count++]->bytes;
     }
-    kept->resize(count);
+    kept->erase(kept->begin() + static_cast<std::ptrdiff_t>(count), kept->end());
 }
 
 } // namespace

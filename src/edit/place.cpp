@@ -112,7 +112,8 @@ bool only_needs_links(const xmlNode *parent, const xmlNode *child) {
         return false;
     }
     return child->type != XML_ELEMENT_NODE ||
-           (child->nsDef == nullptr && !has_default_namespace(parent));
+           (child->ns == nullptr && child->nsDef == nullptr && child->properties == nullptr &&
+            !has_default_namespace(parent));
 }
 
 placement::placement(xmlNodePtr parent, xmlNodePtr reference, leaving what)

@@ -43,9 +43,9 @@ struct place_check {
 void link_before(xmlNodePtr parent, xmlNodePtr child, xmlNodePtr reference) noexcept;
 
 // Whether a node can be put below an element and nothing else is to be looked at or to be done than
-// its links: it stands nowhere, has nothing below it and declares nothing, belongs to the same
-// document, which declares no entities, and stays in its namespace there. Throws when the statement
-// was asked to stop.
+// its links: it stands nowhere, has nothing below it, no attributes and no namespace, belongs to
+// the same document, which declares no entities, and meets no default namespace there. Throws when
+// the statement was asked to stop.
 [[nodiscard]] bool only_needs_links(const xmlNode *parent, const xmlNode *child);
 
 // What leaves while nodes are put below a parent.

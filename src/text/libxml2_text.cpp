@@ -2,13 +2,21 @@
 
 #include "host/error.hpp"
 
+#include <algorithm>
+
 namespace pkg_dbe_xml {
 
 extern "C" int receive_from_libxml2(void *receiver, const char *bytes, int size) noexcept {
+    // libxml2 hands over a long value as one.
+    constexpr std::size_t k_piece = std::size_t{1} << 20U;
     auto *const own = static_cast<libxml2_receiver *>(receiver);
     try {
-        host::check_for_interrupts();
-        own->output.append({bytes, static_cast<std::size_t>(size)});
+        std::string_view rest(bytes, static_cast<std::size_t>(size));
+        do {
+            host::check_for_interrupts();
+            own->output.append(rest.substr(0, k_piece));
+            rest.remove_prefix(std::min(rest.size(), k_piece));
+        } while (!rest.empty());
         return size;
     } catch (...) {
         own->failure = std::current_exception();

@@ -417,6 +417,14 @@ void markup_writer::write_leaf(xmlNodePtr node) {
     });
 }
 
+// Whether libxml2 writes what stands between the brackets; it leaves out comments and processing
+// instructions that stand there alone.
+[[nodiscard]] bool has_declarations(const xmlDtd *subset) noexcept {
+    return subset->notations != nullptr || subset->elements != nullptr ||
+           subset->attributes != nullptr || subset->entities != nullptr ||
+           subset->pentities != nullptr;
+}
+
 // libxml2 writes it; what the long-named functions can put into it is checked.
 void markup_writer::write_document_type(xmlNodePtr type) {
     const auto *const subset = reinterpret_cast<const xmlDtd *>(type);
@@ -435,8 +443,20 @@ void markup_writer::write_document_type(xmlNodePtr type) {
     }
     text_output text(INT64_MAX);
     append_node_from_libxml2(text, type, false);
-    check_bounds(type, text.view());
-    output_.append(text.view());
+    if (type->children == nullptr || has_declarations(subset)) {
+        check_bounds(type, text.view());
+        output_.append(text.view());
+        return;
+    }
+    text_output members(INT64_MAX);
+    append_declarations(members, type);
+    const std::string_view head = text.view();
+    check_bounds(type, head);
+    check_bounds(type, members.view());
+    output_.append(head.substr(0, head.size() - 1)); // without its ">"
+    output_.append(" [\n");
+    output_.append(members.view());
+    output_.append("]>");
 }
 
 void markup_writer::write_declaration(const xmlDoc *document) {

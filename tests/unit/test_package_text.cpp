@@ -78,7 +78,10 @@ TEST_F(package_text, comes_out_as_it_went_in) {
           "<a xml:lang=\"de\">gr\xC3\xB6\xC3\x9F"
           "e \xF0\x9F\x98\x80</a>",
           "<a><!----></a>", "<!DOCTYPE a SYSTEM \"s\">\n<a/>",
-          "<!DOCTYPE a [\n<!ENTITY e \"v\">\n]>\n<a/>", "<p:a/>", "<a p:x=\"1\"/>"}) {
+          "<!DOCTYPE a [\n<!ENTITY e \"v\">\n]>\n<a/>",
+          // in a document type without declarations too
+          "<!DOCTYPE a [\n<!--c-->\n]>\n<a/>",
+          "<!DOCTYPE a SYSTEM \"s\" [\n<?p d?>\n<!--c-->\n]>\n<a/>", "<p:a/>", "<a p:x=\"1\"/>"}) {
         const std::string expected =
             std::string_view(text) == "<a></a>" ? std::string("<a/>") : std::string(text);
         EXPECT_EQ(round(text), expected);

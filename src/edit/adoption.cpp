@@ -31,7 +31,7 @@ namespace {
 
 } // namespace
 
-const xmlChar *missing_entity(xmlDocPtr document, const xmlNode *top, bool deep) {
+const xmlChar *missing_entity(xmlDocPtr document, const xmlNode *top) {
     if (is_missing(document, top)) {
         return top->name;
     }
@@ -40,7 +40,7 @@ const xmlChar *missing_entity(xmlDocPtr document, const xmlNode *top, bool deep)
     }
     poll_counter poll;
     for (xmlNodePtr node = const_cast<xmlNodePtr>(top); node != nullptr;
-         node = deep ? next_below(node, top) : nullptr) {
+         node = next_below(node, top)) {
         poll.step();
         if (is_missing(document, node)) {
             return node->name;

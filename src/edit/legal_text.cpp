@@ -2,7 +2,6 @@
 
 #include "edit/legal_text.hpp"
 
-#include "text/text_argument.hpp"
 #include "tree/text_compare.hpp"
 
 #include <array>
@@ -312,13 +311,14 @@ text_check check_characters(const xmlChar *text) noexcept {
     return check_by(rules_for(XML_TEXT_NODE), text, length_of(text));
 }
 
-text_check check_public_id(const xmlChar *text) noexcept {
+text_check check_public_id(const text_bytes &text) noexcept {
     constexpr const char *k_signs = " \n-'()+,./:=?;!*#@$_%";
     std::size_t place = 1;
-    for (; *text != 0; ++text, ++place) {
-        const bool is_allowed = (*text >= 'a' && *text <= 'z') || (*text >= 'A' && *text <= 'Z') ||
-                                (*text >= '0' && *text <= '9') ||
-                                std::strchr(k_signs, *text) != nullptr;
+    const xmlChar *const end = text.bytes + text.size;
+    for (const xmlChar *next = text.bytes; next != end; ++next, ++place) {
+        const bool is_allowed = (*next >= 'a' && *next <= 'z') || (*next >= 'A' && *next <= 'Z') ||
+                                (*next >= '0' && *next <= '9') ||
+                                std::strchr(k_signs, *next) != nullptr;
         if (!is_allowed) {
             return {text_fault::public_id, place};
         }
@@ -326,21 +326,25 @@ text_check check_public_id(const xmlChar *text) noexcept {
     return {};
 }
 
-text_check check_system_id(const xmlChar *text) noexcept {
-    text_check check = check_characters(text);
-    const auto find = [text](char byte) {
-        return reinterpret_cast<const xmlChar *>(
-            std::strchr(reinterpret_cast<const char *>(text), byte));
+text_check check_system_id(const text_bytes &text) noexcept {
+    const auto find = [text](int byte) {
+        return static_cast<const xmlChar *>(std::memchr(text.bytes, byte, text.size));
     };
-    if (const xmlChar *const end = find('\r'); check.passed() && end != nullptr) {
-        check = {text_fault::carriage_return, place_of(text, end)};
+    if (!is_plain(text.bytes, text.size)) {
+        if (const text_check check = check_data(XML_TEXT_NODE, text.bytes, text.size);
+            !check.passed()) {
+            return check;
+        }
+        if (const xmlChar *const end = find('\r')) {
+            return {text_fault::carriage_return, place_of(text.bytes, end)};
+        }
     }
     const xmlChar *const quote = find('"');
-    const xmlChar *const apostrophe = find('\'');
-    if (!check.passed() || quote == nullptr || apostrophe == nullptr) {
-        return check;
+    const xmlChar *const apostrophe = quote == nullptr ? nullptr : find('\'');
+    if (apostrophe == nullptr) {
+        return {};
     }
-    return {text_fault::both_quotes, place_of(text, quote > apostrophe ? quote : apostrophe)};
+    return {text_fault::both_quotes, place_of(text.bytes, quote > apostrophe ? quote : apostrophe)};
 }
 
 text_check check_data(xmlElementType type, const xmlChar *text) noexcept {

@@ -1,8 +1,11 @@
 // What XML allows as a name and as data. What it does not allow is refused wherever a node is made
 // or changed, so that every tree can be written and read again.
 //
-// All texts are UTF-8 and end in a zero byte. Bytes that are no UTF-8 are no characters of XML.
+// All texts are UTF-8, and end in a zero byte where no size is given. Bytes that are no UTF-8 are
+// no characters of XML.
 #pragma once
+
+#include "text/text_argument.hpp"
 
 #include <libxml/tree.h>
 
@@ -59,8 +62,8 @@ struct qualified_name {
 // Characters alone: texts, attribute values, namespace names.
 [[nodiscard]] text_check check_characters(const xmlChar *text) noexcept;
 // What a document type may be identified by.
-[[nodiscard]] text_check check_public_id(const xmlChar *text) noexcept;
-[[nodiscard]] text_check check_system_id(const xmlChar *text) noexcept;
+[[nodiscard]] text_check check_public_id(const text_bytes &text) noexcept;
+[[nodiscard]] text_check check_system_id(const text_bytes &text) noexcept;
 // What a node of this type may hold; other types than texts, CDATA sections, comments and
 // processing instructions are checked as texts.
 [[nodiscard]] text_check check_data(xmlElementType type, const xmlChar *text) noexcept;

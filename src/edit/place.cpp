@@ -100,20 +100,73 @@ void link_before(xmlNodePtr parent, xmlNodePtr child, xmlNodePtr reference) noex
     (reference == nullptr ? parent->last : reference->prev) = child;
 }
 
+namespace {
+
+[[nodiscard]] bool is_any_of(const xmlNode *node, unsigned types) noexcept {
+    return (types >> node->type & 1U) != 0;
+}
+template <class... Type> [[nodiscard]] constexpr unsigned bits_of(Type... type) noexcept {
+    return ((1U << type) | ...);
+}
+constexpr unsigned k_leaves =
+    bits_of(XML_TEXT_NODE, XML_CDATA_SECTION_NODE, XML_PI_NODE, XML_COMMENT_NODE);
+
+// Nothing stands below it, or a single node below which nothing stands.
+[[nodiscard]] bool holds_a_leaf_at_most(const xmlNode *element) noexcept {
+    const xmlNode *const only = element->children;
+    return only == nullptr ||
+           (only->next == nullptr && is_any_of(only, k_leaves) && only->children == nullptr);
+}
+
+[[nodiscard]] bool names_no_namespace(const xmlNode *element) {
+    poll_counter poll;
+    const xmlAttr *attribute = element->properties;
+    while (attribute != nullptr && attribute->ns == nullptr) {
+        poll.step();
+        attribute = attribute->next;
+    }
+    return element->ns == nullptr && element->nsDef == nullptr && attribute == nullptr;
+}
+
+// Whether an element that names no namespace stays in none below `parent`: what a plan would look
+// at for one that leaves declarations, or does not.
+[[nodiscard]] bool stays_in_none(const xmlNode *parent, const xmlNode *element) {
+    return stands_below_declarations(element)
+               ? uri_of(declaration_in_scope(parent, nullptr)) == nullptr
+               : !has_default_namespace(parent);
+}
+
+} // namespace
+
 bool only_needs_links(const xmlNode *parent, const xmlNode *child) {
-    constexpr unsigned k_types = 1U << XML_ELEMENT_NODE | 1U << XML_TEXT_NODE |
-                                 1U << XML_CDATA_SECTION_NODE | 1U << XML_PI_NODE |
-                                 1U << XML_COMMENT_NODE;
     const xmlDoc *const document = parent->doc;
-    if (parent->type != XML_ELEMENT_NODE || (k_types >> child->type & 1U) == 0 ||
-        child->parent != nullptr || child->children != nullptr || child == parent ||
-        child->doc != document || document == nullptr || document->intSubset != nullptr ||
-        document->extSubset != nullptr) {
+    if (parent->type != XML_ELEMENT_NODE || child == parent || child->doc != document ||
+        document == nullptr || document->intSubset != nullptr || document->extSubset != nullptr) {
         return false;
     }
-    return child->type != XML_ELEMENT_NODE ||
-           (child->ns == nullptr && child->nsDef == nullptr && child->properties == nullptr &&
-            !has_default_namespace(parent));
+    if (child->parent != nullptr &&
+        !is_any_of(child->parent, bits_of(XML_ELEMENT_NODE, XML_DOCUMENT_FRAG_NODE))) {
+        return false;
+    }
+    if (child->type != XML_ELEMENT_NODE) {
+        return is_any_of(child, k_leaves) && child->children == nullptr;
+    }
+    return holds_a_leaf_at_most(child) && names_no_namespace(child) && stays_in_none(parent, child);
+}
+
+void move_by_links(xmlNodePtr parent, xmlNodePtr child, xmlNodePtr reference) noexcept {
+    if (child->parent == nullptr) {
+        link_before(parent, child, reference);
+        note_tree_change(child);
+        return;
+    }
+    const host::tree_scope scope;
+    xmlNodePtr const left = take_witness_along(child);
+    note_tree_change(child);
+    xmlUnlinkNode(child);
+    link_before(parent, child, reference);
+    note_tree_change(child);
+    settle_left_tree(left);
 }
 
 placement::placement(xmlNodePtr parent, xmlNodePtr reference, leaving what)

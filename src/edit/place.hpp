@@ -42,11 +42,13 @@ struct place_check {
 // Never throws.
 void link_before(xmlNodePtr parent, xmlNodePtr child, xmlNodePtr reference) noexcept;
 
-// Whether a node can be put below an element and nothing else is to be looked at or to be done than
-// its links: it stands nowhere, has nothing below it, no attributes and no namespace, belongs to
-// the same document, which declares no entities, and meets no default namespace there. Throws when
-// the statement was asked to stop.
+// Whether a node can be put below an element of its document, which declares no entities, and
+// nothing else is to be looked at or to be done than its links: it has nothing below it but a text
+// or the like, neither its name nor its attributes are in a namespace, it declares none, and it
+// meets no default namespace there. Throws when the statement was asked to stop.
 [[nodiscard]] bool only_needs_links(const xmlNode *parent, const xmlNode *child);
+// Puts such a node in front of a child of that parent, not itself; null: at the end. Never throws.
+void move_by_links(xmlNodePtr parent, xmlNodePtr child, xmlNodePtr reference) noexcept;
 
 // What leaves while nodes are put below a parent.
 enum class leaving : std::uint8_t { nothing, reference, all_children };

@@ -14,11 +14,15 @@ namespace pkg_dbe_xml {
 // Reports out_of_memory.
 [[nodiscard]] xml_doc_ptr copy_document(xmlDocPtr target, xmlDocPtr source);
 
+struct copied_tree {
+    xml_node_ptr top;
+    const xmlChar *missing_entity; // the first one referred to that the target does not declare
+};
 // As copy_node copies, but where a name of the copy is not bound to its namespace by what the
 // copied tree declares itself, it is declared as namespace_plan does it, and what is in no
 // namespace stays so. The copy of a fragment is a fragment. Throws when the statement was asked to
 // stop.
-[[nodiscard]] xml_node_ptr copy_tree(xmlDocPtr target, xmlNodePtr source, bool deep);
+[[nodiscard]] copied_tree copy_tree(xmlDocPtr target, xmlNodePtr source, bool deep);
 // A copy of a whole document for a family of its own, as copy_tree copies.
 [[nodiscard]] xml_doc_ptr copy_whole_document(xmlDocPtr source);
 

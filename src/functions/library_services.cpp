@@ -105,7 +105,7 @@ xmlDocPtr copy_for_guest(const xmlNode *tree) {
             report(reports::out_of_memory);
         }
     }
-    xml_node_ptr top = copy_tree(document.get(), source, true);
+    xml_node_ptr top = copy_tree(document.get(), source, true).top;
     xmlNodePtr const root = top.release();
     root->parent = reinterpret_cast<xmlNodePtr>(document.get());
     document->children = document->last = root;

@@ -77,23 +77,13 @@ class package_call {
     // The node of a handle argument; nothing for null. Reports unknown_handle, stale_handle and
     // wrong_node_type.
     [[nodiscard]] named_node node(int index, const node_wish &wish = k_any_node) const {
-        if (frame_.is_null(index)) {
-            return {nullptr, nullptr};
-        }
-        XMLHashEntry &entry = handle(index);
-        if (is_collection(entry)) [[unlikely]] {
-            fail_as_collection(index, wish, entry);
-        }
-        xmlNodePtr const found = as_node(entry.object);
-        if ((type_bits(found->type) & wish.types) == 0) [[unlikely]] {
-            fail_as_type(index, wish, found);
-        }
-        return {&entry, found};
+        return frame_.is_null(index) ? named_node{nullptr, nullptr} : node_there(index, wish);
     }
     // The same of an argument that must not be null; reports null_package_argument too.
-    [[nodiscard]] named_node needed_node(int index, const node_wish &wish = k_any_node) const {
+    [[nodiscard, gnu::always_inline]] named_node
+    needed_node(int index, const node_wish &wish = k_any_node) const {
         needs(index);
-        return node(index, wish);
+        return node_there(index, wish);
     }
     // The entry of a list or of a map; null for null. Reports as above.
     [[nodiscard]] XMLHashEntry *list(int index) const {
@@ -148,6 +138,19 @@ class package_call {
                            const char *function = __builtin_FUNCTION()) const;
 
   private:
+    // In place, it takes 20 instructions less.
+    [[nodiscard, gnu::always_inline]] named_node node_there(int index,
+                                                            const node_wish &wish) const {
+        XMLHashEntry &entry = handle(index);
+        if (is_collection(entry)) [[unlikely]] {
+            fail_as_collection(index, wish, entry);
+        }
+        xmlNodePtr const found = as_node(entry.object);
+        if ((type_bits(found->type) & wish.types) == 0) [[unlikely]] {
+            fail_as_type(index, wish, found);
+        }
+        return {&entry, found};
+    }
     // The entry of a value in any other form than those in which handles are passed; null when
     // there is none. Throws what the host raises while fetching it.
     [[nodiscard]] static XMLHashEntry *look_up_stored_handle(host::datum value);

@@ -5,6 +5,7 @@
 #include "edit/character_data.hpp"
 
 #include <cstdio>
+#include <cstring>
 
 namespace pkg_dbe_xml {
 
@@ -51,6 +52,30 @@ void name_argument::read(const package_call &here, host::datum value, int index,
     if (parts.prefix_size != 0) {
         prefix_.emplace(text.xml(), parts.prefix_size);
     }
+}
+
+bool uri_argument::copy_plain(host::datum value) noexcept {
+    const auto *const stored = reinterpret_cast<const host::varlena *>(value);
+    if (!host::lies_in_memory(stored)) {
+        return false;
+    }
+    const auto bytes = host::payload(stored);
+    if (bytes.size() >= sizeof room_ ||
+        !is_plain(reinterpret_cast<const xmlChar *>(bytes.data()), bytes.size())) {
+        return false;
+    }
+    if (!bytes.empty()) {
+        std::memcpy(room_, bytes.data(), bytes.size());
+        uri_ = room_;
+    }
+    room_[bytes.size()] = 0;
+    return true;
+}
+
+void uri_argument::read(const package_call &here, host::datum value, int index) {
+    const utf8_argument &text = text_.emplace(value);
+    uri_ = *text.xml() == 0 ? nullptr : text.xml();
+    require_uri(here, index, uri_);
 }
 
 void fail_name(const package_call &here, int index, const char *name, const char *what,

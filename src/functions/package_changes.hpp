@@ -65,6 +65,28 @@ class name_argument {
     xmlChar room_[64];
 };
 
+// The URI of a namespace, null for none, which the empty one is too.
+class uri_argument {
+  public:
+    // Reports invalid_data: it holds characters of XML.
+    uri_argument(const package_call &here, const host::call &call, int index) {
+        if (!call.is_null(index) && !copy_plain(call.value(index))) [[unlikely]] {
+            read(here, call.value(index), index);
+        }
+    }
+    uri_argument(const uri_argument &) = delete;
+    uri_argument &operator=(const uri_argument &) = delete;
+    [[nodiscard]] const xmlChar *xml() const noexcept { return uri_; }
+
+  private:
+    // Copies a short one of printable ASCII characters, as nearly all are. False for any other.
+    [[nodiscard]] bool copy_plain(host::datum value) noexcept;
+    void read(const package_call &here, host::datum value, int index);
+    const xmlChar *uri_ = nullptr;
+    std::optional<utf8_argument> text_; // of any other
+    xmlChar room_[64];
+};
+
 // Reports invalid_name.
 [[noreturn]] void fail_name(const package_call &here, int index, const char *name, const char *what,
                             const text_check &check);

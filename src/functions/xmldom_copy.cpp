@@ -31,10 +31,11 @@ void require_portable(const package_call &here, int index, const xmlNode *node) 
 
 // What is written of a reference to an entity that is not declared cannot be read. Reports
 // no_such_entity.
-void require_entities(const package_call &here, int index, xmlDocPtr target, const xmlNode *source,
-                      bool deep) {
-    if (const xmlChar *const name = missing_entity(target, source, deep)) {
-        here.fail(reports::no_such_entity, index, {reinterpret_cast<const char *>(name)}, source);
+void require_entity(const package_call &here, int index, const xmlChar *missing,
+                    const xmlNode *source) {
+    if (missing != nullptr) {
+        here.fail(reports::no_such_entity, index, {reinterpret_cast<const char *>(missing)},
+                  source);
     }
 }
 
@@ -46,11 +47,10 @@ host::datum clone_document(xmlDocPtr source, bool deep) {
     return result;
 }
 
-host::datum copy_into(const package_call &here, const named_node &into, xmlDocPtr target,
-                      xmlNodePtr source, bool deep) {
-    xml_node_ptr copy = copy_tree(target, source, deep);
-    const host::datum result = here.result_of_new(into, copy.get());
-    copy.release();
+// The handle of a new node, which goes when that cannot be made.
+host::datum finish(const package_call &here, const named_node &into, xml_node_ptr made) {
+    const host::datum result = here.result_of_new(into, made.get());
+    made.release();
     return result;
 }
 
@@ -75,7 +75,7 @@ host::datum adopt_within(const package_call &here, const named_node &node, xmlDo
 host::datum adopt_across(const package_call &here, const named_node &document,
                          const named_node &node) {
     family &owner = family_of(*node.entry);
-    xml_node_ptr copy = copy_tree(as_document(document), node.node, true);
+    xml_node_ptr copy = copy_tree(as_document(document), node.node, true).top;
     const host::datum result = here.result(document, copy.get());
     copy.release();
     retire_with_names(owner, node.node);
@@ -113,7 +113,7 @@ PKG_DBE_XML_FUNCTION(xmldom_clone_node) {
         return clone_document(as_document(node), deep);
     }
     require_portable(here, 0, node.node);
-    return copy_into(here, node, node.node->doc, node.node, deep);
+    return finish(here, node, copy_tree(node.node->doc, node.node, deep).top);
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_import_node) {
@@ -122,8 +122,9 @@ PKG_DBE_XML_FUNCTION(xmldom_import_node) {
     const named_node node = here.needed_node(1);
     const bool deep = !call.is_null(2) && call.boolean(2);
     require_portable(here, 1, node.node);
-    require_entities(here, 1, as_document(document), node.node, deep);
-    return copy_into(here, document, as_document(document), node.node, deep);
+    copied_tree copy = copy_tree(as_document(document), node.node, deep);
+    require_entity(here, 1, copy.missing_entity, node.node);
+    return finish(here, document, std::move(copy.top));
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_adopt_node) {
@@ -132,7 +133,7 @@ PKG_DBE_XML_FUNCTION(xmldom_adopt_node) {
     const named_node node = here.needed_node(1);
     require_portable(here, 1, node.node);
     require_changeable(here, 1, node.node);
-    require_entities(here, 1, as_document(document), node.node, true);
+    require_entity(here, 1, missing_entity(as_document(document), node.node), node.node);
     return find_family(*document.entry) == find_family(*node.entry)
                ? adopt_within(here, node, as_document(document))
                : adopt_across(here, document, node);
@@ -144,12 +145,11 @@ PKG_DBE_XML_FUNCTION(xmldom_rename_node) {
     require_changeable(here, 0, node.node);
     const name_argument name(here, call, 1,
                              is_attribute(node.node) ? "an attribute" : "an element");
-    const optional_argument uri(call, 2);
-    require_uri(here, 2, uri.uri());
-    require_name(here, 1, node.node, name, uri.uri());
-    require_free_name(here, node.node, name.in(uri.uri()));
+    const uri_argument uri(here, call, 2);
+    require_name(here, 1, node.node, name, uri.xml());
+    require_free_name(here, node.node, name.in(uri.xml()));
     const host::datum result = here.same(0, node);
-    rename_in_place(node.node, name.in(uri.uri()));
+    rename_in_place(node.node, name.in(uri.xml()));
     return result;
 }
 

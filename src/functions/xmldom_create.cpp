@@ -86,10 +86,9 @@ PKG_DBE_XML_FUNCTION(xmldom_create_element_ns) {
     const package_call here(call, k_create_element_ns);
     const named_node document = here.needed_node(0, k_document);
     const name_argument name(here, call, 1, "an element");
-    const optional_argument uri(call, 2);
-    require_uri(here, 2, uri.uri());
-    require_namespace(here, 1, check_element_name(name.in(uri.uri())), name, uri.uri());
-    return finish(here, document, new_element_in(document_of(document), name.in(uri.uri())));
+    const uri_argument uri(here, call, 2);
+    require_namespace(here, 1, check_element_name(name.in(uri.xml())), name, uri.xml());
+    return finish(here, document, new_element_in(document_of(document), name.in(uri.xml())));
 }
 
 // "xml:lang" and the like need no namespace to be given.
@@ -115,10 +114,9 @@ PKG_DBE_XML_FUNCTION(xmldom_create_attribute_ns) {
     const package_call here(call, k_create_attribute_ns);
     const named_node document = here.needed_node(0, k_document);
     const name_argument name(here, call, 1, "an attribute");
-    const optional_argument uri(call, 2);
-    require_uri(here, 2, uri.uri());
-    require_namespace(here, 1, check_attribute_name(name.in(uri.uri())), name, uri.uri());
-    return finish(here, document, new_attribute_in(document_of(document), name.in(uri.uri())));
+    const uri_argument uri(here, call, 2);
+    require_namespace(here, 1, check_attribute_name(name.in(uri.xml())), name, uri.xml());
+    return finish(here, document, new_attribute_in(document_of(document), name.in(uri.xml())));
 }
 
 PKG_DBE_XML_FUNCTION(xmldom_create_text_node) {

@@ -44,6 +44,9 @@ void replace_string(xmlDocPtr document, Text *&place, xml_text_ptr text) noexcep
 [[nodiscard]] xml_text_ptr copy_or_null(const xmlChar *text) {
     return text == nullptr ? nullptr : copy_of_text(text);
 }
+[[nodiscard]] xml_text_ptr copy_or_null(const data_argument &text) {
+    return text.is_null() ? nullptr : copy_of_text(text.text());
+}
 
 [[nodiscard]] bool is_version(const xmlChar *text) noexcept {
     return same_text(text, "1.0") || same_text(text, "1.1");
@@ -58,33 +61,11 @@ void replace_string(xmlDocPtr document, Text *&place, xml_text_ptr text) noexcep
     return made;
 }
 
-// The name and the identifiers of a document type, of which two may be null.
-struct type_ids {
-    const xmlChar *name;
-    const xmlChar *system_id;
-    const xmlChar *public_id;
-};
-
-void rename_document_type(xmlDocPtr document, const type_ids &ids) {
-    xmlDtdPtr const type = document->intSubset;
-    xml_text_ptr name = copy_of_text(ids.name);
-    xml_text_ptr system_id = copy_or_null(ids.system_id);
-    xml_text_ptr public_id = copy_or_null(ids.public_id);
-    replace_string(document, type->name, std::move(name));
-    replace_string(document, type->SystemID, std::move(system_id));
-    replace_string(document, type->ExternalID, std::move(public_id));
-}
-
-[[nodiscard]] bool is_missing(const xmlChar *wanted, const xmlChar *made) noexcept {
-    return wanted != nullptr && made == nullptr;
-}
-
 // Puts a new document type in front of the root element.
-void add_document_type(xmlDocPtr document, const type_ids &ids) {
+void add_document_type(xmlDocPtr document, const xmlChar *name) {
     const host::tree_scope scope;
-    xmlDtdPtr const type = xmlNewDtd(nullptr, ids.name, ids.public_id, ids.system_id);
-    if (type == nullptr || scope.refused() || is_missing(ids.name, type->name) ||
-        is_missing(ids.public_id, type->ExternalID) || is_missing(ids.system_id, type->SystemID)) {
+    xmlDtdPtr const type = xmlNewDtd(nullptr, name, nullptr, nullptr);
+    if (type == nullptr || scope.refused() || type->name == nullptr) {
         xmlFreeDtd(type);
         report(reports::out_of_memory);
     }
@@ -97,6 +78,20 @@ void add_document_type(xmlDocPtr document, const type_ids &ids) {
     link_before(as_node(document), reinterpret_cast<xmlNodePtr>(type), root);
 }
 
+// Gives the document type its name and its identifiers, of which two may be null.
+void set_document_type(xmlDocPtr document, const xmlChar *name, const data_argument &system_id,
+                       const data_argument &public_id) {
+    xml_text_ptr system_copy = copy_or_null(system_id);
+    xml_text_ptr public_copy = copy_or_null(public_id);
+    if (document->intSubset == nullptr) {
+        add_document_type(document, name);
+    } else {
+        replace_string(document, document->intSubset->name, copy_of_text(name));
+    }
+    replace_string(document, document->intSubset->SystemID, std::move(system_copy));
+    replace_string(document, document->intSubset->ExternalID, std::move(public_copy));
+}
+
 } // namespace
 
 // All arguments may be null: without a root the document is empty.
@@ -107,12 +102,11 @@ PKG_DBE_XML_FUNCTION(xmldom_new_document) {
         xml_node_ptr copy = copy_node(made.get(), doctype.node, true);
         link_before(as_node(made.get()), copy.release(), nullptr);
     }
-    const optional_argument uri(call, 1);
-    require_uri(here, 1, uri.uri());
+    const uri_argument uri(here, call, 1);
     if (!call.is_null(0)) {
         const name_argument name(here, call, 0, "an element");
-        const full_name wanted = name.in(uri.uri());
-        require_namespace(here, 0, check_element_name(wanted), name, uri.uri());
+        const full_name wanted = name.in(uri.xml());
+        require_namespace(here, 0, check_element_name(wanted), name, uri.xml());
         link_before(as_node(made.get()), new_element_in(made.get(), wanted).release(), nullptr);
     }
     const host::datum result = register_document(made.get());
@@ -178,21 +172,16 @@ PKG_DBE_XML_FUNCTION(xmldom_set_doctype) {
     const package_call here(call, k_set_doctype);
     const named_node document = here.needed_node(0, k_document);
     const name_argument name(here, call, 1, "a document type");
-    const optional_argument system_id(call, 2);
-    const optional_argument public_id(call, 3);
-    if (public_id.xml() != nullptr) {
+    const data_argument system_id(call, 2);
+    const data_argument public_id(call, 3);
+    if (!public_id.is_null()) {
         here.needs(2);
     }
-    require_data(here, 2, check_system_id(system_id.or_empty()), "system identifier");
-    require_data(here, 3, check_public_id(public_id.or_empty()), "public identifier");
-    const type_ids ids{reinterpret_cast<const xmlChar *>(name.whole()), system_id.xml(),
-                       public_id.xml()};
+    require_data(here, 2, check_system_id(system_id.text()), "system identifier");
+    require_data(here, 3, check_public_id(public_id.text()), "public identifier");
     const host::datum result = here.same(0, document);
-    if (as_document(document)->intSubset != nullptr) {
-        rename_document_type(as_document(document), ids);
-    } else {
-        add_document_type(as_document(document), ids);
-    }
+    set_document_type(as_document(document), reinterpret_cast<const xmlChar *>(name.whole()),
+                      system_id, public_id);
     return result;
 }
 

@@ -5,7 +5,6 @@
 
 #include "functions/package_changes.hpp"
 #include "text/value_array.hpp"
-#include "tree/id_attributes.hpp"
 
 namespace pkg_dbe_xml {
 
@@ -39,10 +38,11 @@ void require_child(const package_call &here, int index, const named_node &parent
 host::datum put(const package_call &here, const named_node &parent, const named_node &child,
                 xmlNodePtr reference, leaving what, int index, const named_node &shown) {
     require_same_document(here, 1, parent, child);
-    if (what == leaving::nothing && only_needs_links(parent.node, child.node)) {
+    // Planned for, the last child of an element is moved to its end in a third more instructions.
+    if (what == leaving::nothing && reference != child.node &&
+        only_needs_links(parent.node, child.node)) {
         const host::datum result = here.same(index, shown);
-        link_before(parent.node, child.node, reference);
-        note_tree_change(child.node);
+        move_by_links(parent.node, child.node, reference);
         return result;
     }
     placement place(parent.node, reference, what);

@@ -68,10 +68,35 @@ namespace {
                     k_no_result_room);
 }
 
+template <class Head> void write_head(const Head &head, std::byte *room) noexcept {
+    static_assert(k_handle_room == host::k_long_header + sizeof(entry_head));
+    host::set_total_size(reinterpret_cast<host::varlena *>(room), k_handle_size);
+    std::memcpy(room + host::k_long_header, &head, sizeof(entry_head));
+}
+
 // The next call is likely to be about this handle.
 [[nodiscard]] host::datum finish_value(XMLHashEntry &entry, std::byte *room) noexcept {
     recent_entry(*current_registry(), entry.key.node_id()) = &entry;
     write_handle(entry, room);
+    return host::from_pointer(room);
+}
+
+// A new own handle as the result: where the slot of the next node is at hand, as mint_handle makes
+// the others, in 40 instructions less.
+[[nodiscard, gnu::always_inline]] inline host::datum
+mint_own_value(const XMLHashEntry &from, xmlNodePtr node, XMLDomNodeType kind, std::byte *room) {
+    registry &state = *current_registry();
+    document_entry *const document = cached_document(state, from.key.document_id());
+    if (document == nullptr || document->next_slot == nullptr) [[unlikely]] {
+        return finish_value(mint_own_entry(from, node, kind), room);
+    }
+    const std::uint32_t node_id = document->next_node_id;
+    XMLHashEntry &slot = *document->next_slot;
+    take_fresh_node_id(*document);
+    const entry_head head = head_of(document->document_id, node_id, from.key.serial(), kind, true);
+    recent_entry(state, node_id) = &slot;
+    write_head(head, room);
+    fill_slot(state, slot, head, node, "", kind);
     return host::from_pointer(room);
 }
 
@@ -111,25 +136,19 @@ XMLHashEntry &own_entry(const XMLHashEntry &from, xmlNodePtr node) {
     return mint_own_entry(from, node, own_kind(node));
 }
 
-void write_handle(const XMLHashEntry &entry, std::byte *room) noexcept {
-    static_assert(k_handle_room == host::k_long_header + sizeof(entry_head));
-    host::set_total_size(reinterpret_cast<host::varlena *>(room), k_handle_size);
-    std::memcpy(room + host::k_long_header, &entry, sizeof(entry_head));
-}
+void write_handle(const XMLHashEntry &entry, std::byte *room) noexcept { write_head(entry, room); }
 
 host::datum own_handle(const XMLHashEntry &from, xmlNodePtr node) {
     std::byte *const room = value_room();
     if (XMLHashEntry *const known = known_own_entry(node)) {
         return finish_value(*known, room);
     }
-    return finish_value(is_document(node) ? own_entry(from, node)
-                                          : mint_own_entry(from, node, own_kind(node)),
-                        room);
+    return is_document(node) ? finish_value(own_entry(from, node), room)
+                             : mint_own_value(from, node, own_kind(node), room);
 }
 
 host::datum own_handle_of_new(const XMLHashEntry &from, xmlNodePtr node) {
-    std::byte *const room = value_room();
-    return finish_value(mint_own_entry(from, node, own_kind(node)), room);
+    return mint_own_value(from, node, own_kind(node), value_room());
 }
 
 host::datum own_map(const XMLHashEntry &from, xmlNodePtr element) {

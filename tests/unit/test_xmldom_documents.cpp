@@ -87,6 +87,8 @@ TEST_F(package_documents, document_types_that_could_not_be_read_again) {
         {sql::null, "a.dtd", sql::null, "22004"},
         {"a", sql::null, "-//A", "22004"},
         {"a", "\"'", sql::null, "XD005"},
+        {"a", "'http://example.org/types/a.dtd\"", sql::null, "XD005"},
+        {"a", "a\rb", sql::null, "XD005"},
         {"a", "x\x01y", sql::null, "XD005"},
         {"a", "a.dtd", "<", "XD005"},
         {"a", "a.dtd", "\"", "XD005"},
@@ -122,6 +124,24 @@ TEST_F(package_documents, names_of_namespaces_are_written_with_references) {
     EXPECT_TRUE(is_read_again(tree)) << text_of(tree);
     const sql::handle again = call(xmldom_parse_text, text_of(tree), sql::null).handle();
     EXPECT_EQ(call(xmldom_get_namespace_uri, child(root(again), {0})).text(), uri);
+}
+
+// Short ones are copied as they are read, others are not.
+TEST_F(package_documents, names_of_namespaces_of_any_length) {
+    const sql::handle tree = document("<a/>");
+    for (const std::size_t size : {1U, 7U, 8U, 15U, 16U, 17U, 62U, 63U, 64U, 65U, 200U}) {
+        const std::string uri(size, 'u');
+        EXPECT_EQ(call(xmldom_get_namespace_uri, element(tree, "b", uri)).text(), uri);
+        for (const std::size_t place : {std::size_t{0}, size / 2, size - 1}) {
+            std::string wrong = uri;
+            wrong[place] = '\x01';
+            EXPECT_REPORT(call(xmldom_create_element_ns, tree, "b", wrong), reports::invalid_data,
+                          "namespace", std::to_string(place + 1), "XML has no such character");
+        }
+    }
+    EXPECT_TRUE(call(xmldom_get_namespace_uri, element(tree, "b", "")).is_null());
+    const sql::handle none = call(xmldom_create_element_ns, tree, "b", sql::null).handle();
+    EXPECT_TRUE(call(xmldom_get_namespace_uri, none).is_null());
 }
 
 // What a file declares that is never loaded is read, and so it is written.

@@ -76,6 +76,43 @@ TEST_F(package_namespaces, no_namespace_below_a_default_one) {
     EXPECT_TRUE(reads_back(tree));
 }
 
+// Elements that name no namespace themselves, with a text or nothing below them.
+TEST_F(package_namespaces, a_small_element_below_default_namespaces) {
+    const sql::handle tree = document("<p:r xmlns:p='urn:p'><a k='1'>t</a><b/><d xmlns='urn:d'/>"
+                                      "<q:e xmlns:q='urn:q' xmlns='urn:e'/></p:r>");
+    const sql::handle a = child(root(tree), {0});
+    const sql::handle d = child(root(tree), {2});
+    const sql::handle e = child(root(tree), {3});
+    call(xmldom_append_child, root(tree), a); // stays in no namespace
+    call(xmldom_insert_before, root(tree), child(root(tree), {0}), a);
+    EXPECT_EQ(written(tree), "<p:r xmlns:p=\"urn:p\"><d xmlns=\"urn:d\"/>"
+                             "<q:e xmlns:q=\"urn:q\" xmlns=\"urn:e\"/><b/><a k=\"1\">t</a></p:r>");
+    call(xmldom_insert_before, root(tree), a, a); // in front of itself, where it stands
+    call(xmldom_append_child, d, a);
+    EXPECT_EQ(written(d), "<d xmlns=\"urn:d\"><a xmlns=\"\" k=\"1\">t</a></d>");
+    call(xmldom_append_child, e, element(tree, "n"));
+    call(xmldom_append_child, e, child(root(tree), {2}));
+    EXPECT_EQ(written(e), "<q:e xmlns:q=\"urn:q\" xmlns=\"urn:e\"><n xmlns=\"\"/>"
+                          "<b xmlns=\"\"/></q:e>");
+    EXPECT_TRUE(reads_back(tree));
+}
+
+// A small element in a tree that stands in no document, and is freed when nobody needs it.
+TEST_F(package_namespaces, a_small_element_leaves_a_detached_tree) {
+    const sql::handle tree = document("<r><t><a>x</a><b/></t><u/></r>");
+    const sql::handle u = child(root(tree), {1});
+    const sql::handle a = child(root(tree), {0, 0});
+    {
+        const sql::handle t = child(root(tree), {0});
+        call(xmldom_remove, t);
+        call(xml_dom_free_node_returning, t);
+    }
+    EXPECT_EQ(call(xmldom_append_child, u, a).handle(), a);
+    EXPECT_EQ(written(tree), "<r><u><a>x</a></u></r>");
+    EXPECT_TRUE(sql::check_invariants());
+    EXPECT_TRUE(reads_back(tree));
+}
+
 // Each member of an array is fitted into its new place alone, also where it leaves another one that
 // comes to stand beside it.
 TEST_F(package_namespaces, members_that_stood_below_each_other) {
@@ -282,6 +319,77 @@ TEST_F(package_namespaces, copies_are_whole) {
     EXPECT_EQ(written(whole), written(tree));
     EXPECT_NE(whole, tree);
     EXPECT_EQ(written(call(xmldom_clone_node, tree, false).handle()), "");
+}
+
+// What names of a copy need is declared on top of it where that says the same everywhere in it, and
+// else where they stand.
+TEST_F(package_namespaces, copies_declare_what_their_names_need) {
+    const struct {
+        const char *source; // the first child of its root is copied
+        const char *copy;
+    } samples[] = {
+        {"<r xmlns:p='urn:p' xmlns:q='urn:q'><a q:k='1'><p:b/><c p:k='2'/></a></r>",
+         "<a xmlns:q=\"urn:q\" xmlns:p=\"urn:p\" q:k=\"1\"><p:b/><c p:k=\"2\"/></a>"},
+        {"<r xmlns='urn:d' xmlns:p='urn:p'><a><b p:k='1'/></a></r>",
+         "<a xmlns=\"urn:d\" xmlns:p=\"urn:p\"><b p:k=\"1\"/></a>"},
+        {"<r xmlns='urn:d' xmlns:p='urn:p'><p:a><b/><c/></p:a></r>",
+         "<p:a xmlns:p=\"urn:p\"><b xmlns=\"urn:d\"/><c xmlns=\"urn:d\"/></p:a>"},
+        {"<r xmlns='urn:d' xmlns:p='urn:p'><a><p:b/><c xmlns=''><p:d/></c></a></r>",
+         "<a xmlns=\"urn:d\" xmlns:p=\"urn:p\"><p:b/><c xmlns=\"\"><p:d/></c></a>"},
+        {"<r xmlns:p='urn:p'><a><p:b/><c xmlns:p='urn:o'><p:d/></c><p:e/></a></r>",
+         "<a xmlns:p=\"urn:p\"><p:b/><c xmlns:p=\"urn:o\"><p:d/></c><p:e/></a>"},
+        {"<r xmlns:p='urn:p'><a xml:lang='en'><b xml:space='preserve'/></a></r>",
+         "<a xml:lang=\"en\"><b xml:space=\"preserve\"/></a>"},
+    };
+    for (const auto &sample : samples) {
+        const sql::handle other = document("<o xmlns='urn:o'/>");
+        const sql::handle original = child(root(document(sample.source)), {0});
+        for (const sql::handle &copy : {call(xmldom_import_node, other, original, true).handle(),
+                                        call(xmldom_clone_node, original, true).handle()}) {
+            EXPECT_EQ(written(copy), sample.copy);
+            EXPECT_TRUE(reads_back(copy));
+        }
+        const sql::handle copy = call(xmldom_import_node, other, original, true).handle();
+        call(xmldom_append_child, root(other), copy);
+        EXPECT_TRUE(reads_back(other));
+    }
+}
+
+// Names that nothing above them declares, as long-named functions leave them.
+TEST_F(package_namespaces, copies_declare_what_was_never_declared) {
+    const sql::handle tree = document("<r xmlns='urn:d'><a/><b/></r>");
+    const sql::handle plain = call(xml_dom_create_element, tree, "n").handle();
+    call(xml_dom_append_child, call(xml_dom_makenode, child(root(tree), {0})).handle(),
+         call(xml_dom_makenode, plain).handle());
+    const sql::handle a = child(root(tree), {0});
+    EXPECT_EQ(written(call(xmldom_clone_node, a, true).handle()),
+              "<a xmlns=\"urn:d\"><n xmlns=\"\"/></a>");
+    const sql::handle b = child(root(tree), {1});
+    call(xml_dom_set_attribute_ns, b, "k", "1", "urn:k");
+    EXPECT_EQ(written(call(xmldom_clone_node, b, true).handle()),
+              "<b xmlns=\"urn:d\" xmlns:ns1=\"urn:k\" ns1:k=\"1\"/>");
+}
+
+// References in attributes are found as well as those below the node; a copy without what stands
+// below it has none of the latter.
+TEST_F(package_namespaces, entities_of_an_imported_tree_are_declared) {
+    const sql::handle tree =
+        document("<!DOCTYPE r [<!ENTITY e 'ent'>]><r><a><b/></a><c k='v'/></r>");
+    const sql::handle a = child(root(tree), {0});
+    const sql::handle c = child(root(tree), {1});
+    call(xmldom_append_child, child(a, {0}),
+         call(xmldom_create_entity_reference, tree, "e").handle());
+    call(xmldom_append_child, attribute(c, "k"),
+         call(xmldom_create_entity_reference, tree, "e").handle());
+    const sql::handle other = document("<o/>");
+    EXPECT_REPORT(call(xmldom_import_node, other, a, true), reports::no_such_entity, "e");
+    EXPECT_REPORT(call(xmldom_import_node, other, c, false), reports::no_such_entity, "e");
+    EXPECT_REPORT(call(xmldom_import_node, other, child(a, {0, 0})), reports::no_such_entity, "e");
+    EXPECT_REPORT(call(xmldom_adopt_node, other, a), reports::no_such_entity, "e");
+    EXPECT_EQ(written(call(xmldom_import_node, other, a, false).handle()), "<a/>");
+    const sql::handle knowing = document("<!DOCTYPE o [<!ENTITY e 'other'>]><o/>");
+    EXPECT_EQ(written(call(xmldom_import_node, knowing, a, true).handle()), "<a><b>&e;</b></a>");
+    EXPECT_EQ(written(call(xmldom_import_node, knowing, c, true).handle()), "<c k=\"v&e;\"/>");
 }
 
 // Elements in a default namespace whose record is not that of the declaration above them.

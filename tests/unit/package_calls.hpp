@@ -137,6 +137,7 @@ inline const changing_call k_calls[] = {
     PACKAGE_CALL(xmldom_set_id_attribute_node, "hhb", w.of(k_root), w.of(k_attribute), true),
     PACKAGE_CALL(xmldom_create_element, "hn", w.nodes.document, "made"),
     PACKAGE_CALL(xmldom_create_element_ns, "hnu", w.nodes.document, "q:made", "urn:q"),
+    PACKAGE_CALL(xmldom_create_element_ns, "hnu", w.nodes.document, "made", "urn:q"),
     PACKAGE_CALL(xmldom_create_attribute, "hn", w.nodes.document, "made"),
     PACKAGE_CALL(xmldom_create_attribute_ns, "hnu", w.nodes.document, "q:made", "urn:q"),
     PACKAGE_CALL(xmldom_create_text_node, "hd", w.nodes.document, "data"),

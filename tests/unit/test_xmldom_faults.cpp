@@ -53,6 +53,22 @@ bool makes_name(sql::function entry) {
            entry == xmldom_create_processing_instruction;
 }
 
+bool makes_namespace(sql::function entry) {
+    return entry == xmldom_create_element_ns || entry == xmldom_create_attribute_ns ||
+           entry == xmldom_set_attribute_ns || entry == xmldom_rename_node ||
+           entry == xmldom_new_document;
+}
+
+// Whether an argument may hold any letter and the call is still to succeed.
+bool takes_letters(const changing_call &called, std::size_t index) {
+    if (called.entry == xmldom_set_doctype) {
+        return index == 2; // the system identifier
+    }
+    const char kind = called.arguments[index];
+    return kind == 'd' || (kind == 'n' && makes_name(called.entry)) ||
+           (kind == 'u' && makes_namespace(called.entry));
+}
+
 std::vector<sql::value> arguments_of(const changing_call &called, const world &w, variant form,
                                      const std::string &encoding) {
     std::vector<sql::value> arguments = called.good(w);
@@ -64,8 +80,7 @@ std::vector<sql::value> arguments_of(const changing_call &called, const world &w
             if (!other.failed()) { // it was no map
                 arguments[index] = other.handle();
             }
-        } else if (form == variant::beyond_ascii && called.entry != xmldom_set_doctype &&
-                   (kind == 'd' || (kind == 'n' && makes_name(called.entry)))) {
+        } else if (form == variant::beyond_ascii && takes_letters(called, index)) {
             arguments[index] = "mad" + letter;
         }
     }

@@ -175,6 +175,7 @@ struct resting_handles; // src/registry/resting_families.cpp
 struct family {
     xmlDocPtr main;       // null for a family of nodes whose document was released before them
     std::uint32_t shares; // document handles (node id 0) that name `main`
+    bool has_detached;    // there is, or was, a detached tree; never taken back
     document_entry *ids;  // the document ids that belong to the family
     kept_objects<xmlDocPtr> copies; // documents imported into it
     xmlNsPtr namespaces;            // of freed trees, that nodes elsewhere may use

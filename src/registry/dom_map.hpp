@@ -340,11 +340,21 @@ inline void set_names_and_marks(xmlNodePtr node, std::uintptr_t value) noexcept 
 // A root that holds a witness is about to be named, and needs none then.
 void dismiss_witness(xmlNodePtr root) noexcept;
 
+// A node that is needed has come to stand at the top of a tree. To be called wherever that happens:
+// a family that was never told so has no detached trees, and its end reads none of the nodes that
+// handles name and lists hold.
+void note_detached(const xmlNode *root) noexcept;
+// The same of the node that an entry names.
+void note_named_root(const XMLHashEntry &entry) noexcept;
+
 // Chains an entry to the node it names, behind its own entries unless it is one itself, and
 // unchains it. Not for lists.
 void add_name_behind_own(XMLHashEntry &entry, XMLHashEntry &first) noexcept;
 inline void add_name(XMLHashEntry &entry) noexcept {
     xmlNodePtr node = as_node(entry.object);
+    if (node->parent == nullptr) [[unlikely]] {
+        note_named_root(entry);
+    }
     if ((names_and_marks(node) & k_holds_witness) != 0) [[unlikely]] {
         dismiss_witness(node);
     }

@@ -49,7 +49,7 @@ template <class Entry> void take_out(Entry *&first, Entry &entry) noexcept {
     entry.previous_in_family = nullptr;
 }
 
-// For a family whose detached trees are known: not even the nodes are read.
+// For a family whose detached trees are known, or that has none: not even the nodes are read.
 struct nobody_collects {
     void operator()(xmlNodePtr) const noexcept {}
 };
@@ -98,6 +98,7 @@ family &make_family(registry &state, xmlDocPtr main) {
     auto *const owner = static_cast<family *>(
         host::mmgr_memory_alloc_zero(host::u_sess.xmldom_context, sizeof(whole_family)));
     std::unique_ptr<family, host::memory_deleter> guard(owner);
+    owner->has_detached = main == nullptr; // all that it may come to hold
     if (main != nullptr) {
         void *const key = main;
         auto *const entry = static_cast<domkeys_entry *>(host::hash_search(
@@ -180,7 +181,11 @@ void end_family_unless_stopped(registry &state, family &owner) {
 }
 
 void disown_family(family &owner, const document_entry *but, xmlNodePtr &chain) noexcept {
-    disown_all(owner, but, [&chain](xmlNodePtr node) { collect_tree(chain, node); });
+    if (owner.has_detached) {
+        disown_all(owner, but, [&chain](xmlNodePtr node) { collect_tree(chain, node); });
+    } else {
+        disown_all(owner, but, nobody_collects{});
+    }
 }
 
 void free_family(registry &state, family &owner, xmlNodePtr chain) noexcept {

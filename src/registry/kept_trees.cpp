@@ -209,7 +209,10 @@ void retire_alone(xmlNodePtr node, bool &marked) noexcept {
     }
     if (needed == nullptr) {
         free_tree(node);
-    } else if (needed != node) {
+        return;
+    }
+    note_detached(node);
+    if (needed != node) {
         appoint_witness(node, needed);
     }
 }
@@ -226,6 +229,23 @@ XMLHashEntry *first_name(const xmlNode *node) noexcept {
 
 bool is_kept(const xmlNode *node) noexcept {
     return first_name(node) != nullptr || lists_with(node) != 0;
+}
+
+// A tree without a document was detached from the beginning, and its family was told with its name.
+void note_detached(const xmlNode *root) noexcept {
+    if (family *const owner = family_of_document(root->doc)) {
+        owner->has_detached = true;
+    }
+}
+
+void note_named_root(const XMLHashEntry &entry) noexcept {
+    if (is_document(as_node(entry.object))) {
+        return;
+    }
+    // A node can do without a document, its handle cannot.
+    if (family *const owner = find_family(entry)) {
+        owner->has_detached = true;
+    }
 }
 
 void dismiss_witness(xmlNodePtr root) noexcept {
@@ -376,6 +396,7 @@ void unlink_fitted_node(xmlNodePtr node) noexcept {
     xmlNodePtr const left = node->parent == nullptr ? nullptr : take_witness_along(node);
     note_tree_change(node);
     xmlUnlinkNode(node);
+    note_detached(node);
     settle_left_tree(left);
 }
 
@@ -559,6 +580,10 @@ void detached_trees::look_at_members(const XMLHashEntry &list) {
 }
 
 void detached_trees::collect(const family &owner) {
+    if (!owner.has_detached) {
+        host::check_for_interrupts();
+        return;
+    }
     for (document_entry *document = owner.ids; document != nullptr;
          document = document->next_in_family) {
         for_each_slot(*document, [this](XMLHashEntry &entry) {

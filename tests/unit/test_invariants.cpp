@@ -139,6 +139,11 @@ TEST_F(invariants, trees_that_nobody_needs_are_found) {
     EXPECT_EQ(sql::broken_invariants(), "");
 }
 
+TEST_F(invariants, families_that_do_not_know_of_detached_trees_are_found) {
+    expect_found(dbe::find_family(entry_of(loose))->has_detached, false,
+                 "does not know that it has a detached tree");
+}
+
 TEST_F(invariants, wrong_tables_are_found) {
     expect_found(entry_of(loose).key.bytes[12], std::byte{0}, "wrong type or flag");
     expect_found(entry_of(loose).key.bytes[4], std::byte{99}, "not found by its key");

@@ -190,8 +190,10 @@ class releasing : public stopping {
     sql::node_watch watch;
 };
 
+// Where nodes were detached, the trees that are to be freed are looked for through the handles.
 TEST_F(releasing, a_document_with_many_handles) {
     const sql::handle d = document("<r/>");
+    element(d, "loose");
     for (int i = 0; i < k_width; ++i) {
         call(xml_dom_makenode, root(d));
         host::standalone::reset_caller_context();
@@ -199,6 +201,19 @@ TEST_F(releasing, a_document_with_many_handles) {
     EXPECT_GE(
         looks([&] { expect_stopped_then_done([&] { return call(xml_dom_free_document, d); }); }),
         2 * k_width / 4096);
+}
+
+// Elsewhere there is nothing to look for: so many handles and members of lists are not gone over.
+TEST_F(releasing, a_document_that_nothing_has_left) {
+    const sql::handle d = document(wide_tree());
+    const sql::handle list = call(xml_dom_get_child_nodes, root(d)).handle();
+    for (int i = 0; i < k_width; ++i) {
+        call(xml_dom_item, list, i);
+        host::standalone::reset_caller_context();
+    }
+    EXPECT_LE(
+        looks([&] { expect_stopped_then_done([&] { return call(xml_dom_free_document, d); }); }),
+        4);
 }
 
 TEST_F(releasing, the_last_handle_of_a_document) {

@@ -422,6 +422,9 @@ void audit::walk_tree_of(const named &each, const xmlNode *node) {
     if (known_dead(node)) {
         problem(name_of(*each.entry) + " names a node that is not alive, or stands below one");
     } else if (node->parent == nullptr) {
+        if (!each.document->owner->has_detached) {
+            problem("a family does not know that it has a detached tree");
+        }
         detached_.push_back(node);
         walk(node, *each.document->owner);
     }

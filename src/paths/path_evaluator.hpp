@@ -147,7 +147,7 @@ class evaluator {
     }
     [[nodiscard]] bool has_plain_name(const step &taken, test_memory &memory,
                                       const xmlNode *node) const {
-        return has_name(taken, memory, node) && (node->ns == nullptr || *uri_of(node->ns) == 0);
+        return has_name(taken, memory, node) && uri_of(node->ns) == nullptr;
     }
     // The test of a step, or one of the others that it has.
     [[nodiscard]] bool matches_any(const step &taken, test_memory &memory, const xmlNode *node) {

@@ -53,6 +53,19 @@ TEST_F(path_axes, child_and_descendant) {
     EXPECT_EQ(whole("/descendant-or-self::node()/.."), "/ a b c b d e");
 }
 
+// An element of the empty namespace, as xml_dom_create_element_ns makes it, is in none.
+TEST_F(path_axes, an_element_with_an_empty_uri) {
+    const sql::handle made = sql::call(xml_dom_create_element_ns, document_, "f", "").handle();
+    const sql::handle top = sql::call(xml_dom_get_document_element, document_).handle();
+    EXPECT_FALSE(sql::call(xml_dom_append_child, top, made).failed());
+    EXPECT_NE(trees::node_of(made)->ns, nullptr);
+    EXPECT_EQ(whole("/a/f"), "f");
+    EXPECT_EQ(whole("//f"), "f");
+    EXPECT_EQ(whole("/a/*[self::f or self::e]/self::f"), "f");
+    EXPECT_EQ(whole("/a/f[namespace-uri() = '']"), "f");
+    EXPECT_EQ(whole("/a/f | /a/e"), "e f");
+}
+
 TEST_F(path_axes, attribute) {
     EXPECT_EQ(whole("/a/@*"), "@x @y");
     EXPECT_EQ(whole("/a/@y"), "@y");

@@ -38,7 +38,7 @@ void require_child(const package_call &here, int index, const named_node &parent
 host::datum put(const package_call &here, const named_node &parent, const named_node &child,
                 xmlNodePtr reference, leaving what, int index, const named_node &shown) {
     require_same_document(here, 1, parent, child);
-    // Planned for, the last child of an element is moved to its end in a third more instructions.
+    // Checked and planned for in general, a child is moved in twice as many instructions.
     if (what == leaving::nothing && reference != child.node &&
         only_needs_links(parent.node, child.node)) {
         const host::datum result = here.same(index, shown);

@@ -1,35 +1,33 @@
 // Lists that functions of the packages make: a snapshot of nodes in their order.
 #pragma once
 
-#include "error_reports.hpp"
-#include "libxml/xml.hpp"
+#include "growing_array.hpp"
 #include "registry.hpp"
 #include "registry/own_lists.hpp"
-#include "tree/pkg_xml_dom_common.hpp"
 #include "tree/poll_counter.hpp"
-#include "xml_owner.hpp"
 
 namespace pkg_dbe_xml {
 
-// Collects the members of a list that is being made.
+// Collects the members of a list. They become one of libxml2's only if no list is known that holds
+// the same: a call that finds one took twice as long when it made another to compare with.
 class node_collector {
   public:
-    explicit node_collector(xmlListPtr list) noexcept : list_(list) {}
-    // Reports list_not_filled when memory runs out.
+    // Throws when memory runs out or the statement was asked to stop.
     void add(xmlNodePtr node) {
-        if (!xml_list_pushback(node, list_)) {
-            report(reports::list_not_filled);
-        }
+        members_.push_back(node);
         digest_.add(node);
         poll_.step();
     }
     // To be called for each node that is looked at and is no member. Throws when the statement was
     // asked to stop.
     void pass_by() { poll_.step(); }
-    [[nodiscard]] const list_digest &digest() const noexcept { return digest_; }
+    // The list as the result, in the family of `from`; throws and reports as own_list does.
+    [[nodiscard]] host::datum result(const XMLHashEntry &from) const {
+        return own_list(from, members_.begin(), digest_);
+    }
 
   private:
-    xmlListPtr list_;
+    growing_array<xmlNodePtr, 64> members_;
     list_digest digest_;
     poll_counter poll_;
 };
@@ -38,17 +36,9 @@ class node_collector {
 // there is, or else a new one. Reports list_not_made and list_not_filled, and throws what `fill`
 // throws.
 template <class Fill> [[nodiscard]] host::datum list_result(const XMLHashEntry &from, Fill fill) {
-    const host::tree_scope scope;
-    xml_list_ptr list(xmlListCreate(nullptr, nullptr));
-    if (list == nullptr) {
-        report(reports::list_not_made);
-    }
-    node_collector found(list.get());
+    node_collector found;
     fill(found);
-    if (scope.refused()) {
-        report(reports::list_not_filled);
-    }
-    return own_list(from, list, found.digest());
+    return found.result(from);
 }
 
 } // namespace pkg_dbe_xml

@@ -5,9 +5,15 @@
 // hash, or is left out when the table grows.
 #include "registry/own_lists.hpp"
 
+#include "error_reports.hpp"
+#include "libxml/xml.hpp"
 #include "registry/dom_map.hpp"
+#include "tree/pkg_xml_dom_common.hpp"
+#include "tree/poll_counter.hpp"
+#include "xml_owner.hpp"
 
 #include <bit>
+#include <cstring>
 
 namespace pkg_dbe_xml {
 
@@ -68,23 +74,8 @@ void reserve_place(registry &state) {
     lists = grown;
 }
 
-struct comparison {
-    XMLHashEntry &known;
-    std::size_t place;
-};
-
-// xmlListWalker: goes on for as long as the members are the same.
-int compare_member(const void *member, void *state) noexcept {
-    auto &compared = *static_cast<comparison *>(state);
-    if (compared.known.members.index[compared.place] != member) {
-        return 0;
-    }
-    ++compared.place;
-    return 1;
-}
-
 // Whether a known list has these members. Throws when memory runs out.
-[[nodiscard]] bool holds_same(XMLHashEntry &known, xmlListPtr list, std::size_t size) {
+[[nodiscard]] bool holds_same(XMLHashEntry &known, const xmlNodePtr *members, std::size_t size) {
     if (list_size(known) != size) {
         return false;
     }
@@ -92,9 +83,27 @@ int compare_member(const void *member, void *state) noexcept {
         return true;
     }
     static_cast<void>(list_member(known, 0)); // makes the index
-    comparison compared{known, 0};
-    xmlListWalk(list, compare_member, &compared);
-    return compared.place == size;
+    return std::memcmp(known.members.index, members, size * sizeof *members) == 0;
+}
+
+// A list of these members. Reports list_not_made and list_not_filled.
+[[nodiscard]] xml_list_ptr list_of(const xmlNodePtr *members, std::size_t size) {
+    const host::tree_scope scope;
+    xml_list_ptr list(xmlListCreate(nullptr, nullptr));
+    if (list == nullptr) {
+        report(reports::list_not_made);
+    }
+    poll_counter poll;
+    for (std::size_t index = 0; index < size; ++index) {
+        if (!xml_list_pushback(members[index], list.get())) {
+            report(reports::list_not_filled);
+        }
+        poll.step();
+    }
+    if (scope.refused()) {
+        report(reports::list_not_filled);
+    }
+    return list;
 }
 
 struct search_result {
@@ -102,8 +111,8 @@ struct search_result {
     known_list *vacant;  // of a list that is gone and had this hash; null when none was met
 };
 
-[[nodiscard]] search_result find_alike(registry &state, const XMLHashEntry &from, xmlListPtr list,
-                                       const list_digest &digest) {
+[[nodiscard]] search_result find_alike(registry &state, const XMLHashEntry &from,
+                                       const xmlNodePtr *members, const list_digest &digest) {
     const known_lists &lists = state.lists;
     search_result result{nullptr, nullptr};
     if (lists.capacity == 0) {
@@ -121,7 +130,7 @@ struct search_result {
             result.vacant = &known;
         } else if (known.key.document_id() == from.key.document_id() &&
                    known.key.serial() == from.key.serial() &&
-                   holds_same(*entry, list, digest.size())) {
+                   holds_same(*entry, members, digest.size())) {
             result.entry = entry;
             break;
         }
@@ -131,12 +140,14 @@ struct search_result {
 
 } // namespace
 
-host::datum own_list(const XMLHashEntry &from, xml_list_ptr &list, const list_digest &digest) {
+host::datum own_list(const XMLHashEntry &from, const xmlNodePtr *members,
+                     const list_digest &digest) {
     registry &state = *current_registry();
-    const search_result known = find_alike(state, from, list.get(), digest);
+    const search_result known = find_alike(state, from, members, digest);
     if (known.entry != nullptr) {
         return get_datum_by_dom_key(known.entry->key);
     }
+    xml_list_ptr list = list_of(members, digest.size());
     if (known.vacant == nullptr) {
         reserve_place(state);
     }

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "registry.hpp"
-#include "xml_owner.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -27,10 +26,11 @@ class list_digest {
     std::size_t size_ = 0;
 };
 
-// The handle of a list of these members under document id and serial of `from`: that of a list
-// which is known already, or a new one for `list`, which the registry then owns. Throws before
-// anything has changed; reports numbers_used_up.
-[[nodiscard]] host::datum own_list(const XMLHashEntry &from, xml_list_ptr &list,
+// The handle of a list of these members under document id and serial of `from`, as many as `digest`
+// knows of: that of a list which is known already, or of a new one. Throws before anything has
+// changed, when the statement was asked to stop too; reports list_not_made, list_not_filled and
+// numbers_used_up.
+[[nodiscard]] host::datum own_list(const XMLHashEntry &from, const xmlNodePtr *members,
                                    const list_digest &digest);
 
 } // namespace pkg_dbe_xml

@@ -231,6 +231,25 @@ TEST_F(package_documents, an_imported_copy_ends_with_its_document) {
 
 // --- lists --------------------------------------------------------------------------------------
 
+// More nodes than are collected without an allocation.
+TEST_F(package_documents, long_lists_are_found_by_what_they_hold) {
+    for (const int size : {63, 64, 65, 1000}) {
+        std::string text = "<a>";
+        for (int made = 0; made < size; ++made) {
+            text += "<b/>";
+        }
+        const sql::handle a = root(document(text + "</a>"));
+        const sql::handle list = call(xmldom_get_child_nodes, a).handle();
+        EXPECT_EQ(call(xmldom_get_length, list).integer(), size);
+        EXPECT_EQ(call(xmldom_item, list, size - 1).handle(), child(a, {size - 1}));
+        EXPECT_EQ(call(xmldom_get_child_nodes, a).handle(), list);
+        call(xmldom_append_child, a, child(a, {size - 2}));
+        const sql::handle other = call(xmldom_get_child_nodes, a).handle();
+        EXPECT_NE(other, list);
+        EXPECT_EQ(call(xmldom_item, other, size - 1).handle(), child(a, {size - 1}));
+    }
+}
+
 TEST_F(package_documents, a_list_of_the_same_nodes_is_given_again) {
     const sql::handle tree = document("<a><b/><c/></a>");
     const sql::handle a = root(tree);

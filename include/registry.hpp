@@ -103,7 +103,7 @@ enum class XMLDomNodeType : std::uint8_t {
     element = 8,
     named_node_map = 12, // the object is the element's first attribute; of an own map the element
     node = 13,
-    node_list = 14, // the object is an xmlList of nodes
+    node_list = 14, // the object is an xmlList of nodes, or the array of the members
     text = 17
 };
 
@@ -120,7 +120,7 @@ struct XMLHashEntry {
             XMLHashEntry *previous;
         } names;               // the entries that name the same node
         struct {               // node_list
-            xmlNodePtr *index; // the members in order, made when they are first read; or null
+            xmlNodePtr *index; // the members in order; of an xmlList null until first read
             std::size_t size;
         } members;
     };

@@ -66,12 +66,13 @@ PKG_DBE_XML_FUNCTION(xmldom_get_length_of_map) {
     if (map == nullptr) {
         return call.null();
     }
-    poll_counter poll;
+    constexpr std::size_t k_attributes_between_polls = 4096;
     std::size_t length = 0;
     for (const xmlNode *attribute = first_of_map(*map); attribute != nullptr;
          attribute = attribute->next) {
-        ++length;
-        poll.step();
+        if (++length % k_attributes_between_polls == 0) [[unlikely]] {
+            host::check_for_interrupts();
+        }
     }
     return number_result(length);
 }

@@ -206,10 +206,25 @@ inline void forget_recent_entries(registry &state) noexcept {
     }
     return find_released(state, *document, key);
 }
-// Notes the size of the list that an entry has just got, and that it holds its members.
+// The object of a list without members that is no xmlList.
+inline constinit xmlNodePtr no_members[1] = {};
+// Whether a list is an array, as those of the packages are, and no xmlList.
+[[nodiscard]] inline bool is_array(const XMLHashEntry &list) noexcept {
+    return list.object == list.members.index || list.object == no_members;
+}
+// Notes the size of the list that an entry has just got, and that it holds its members: an xmlList,
+// or `no_members`.
 void hold_list(XMLHashEntry &entry) noexcept;
+// Gives the entry of a list without members an array of some, which it owns and holds.
+void hold_array(XMLHashEntry &entry, xmlNodePtr *members, std::size_t size) noexcept;
 // Calls `visit` for each member of a list. It must not throw: libxml2 calls it.
 template <class Visitor> void for_each_member(const XMLHashEntry &entry, Visitor &&visit) noexcept {
+    if (is_array(entry)) {
+        for (std::size_t index = 0; index < entry.members.size; ++index) {
+            visit(entry.members.index[index]);
+        }
+        return;
+    }
     xmlListWalk(
         static_cast<xmlListPtr>(entry.object),
         [](const void *member, void *state) noexcept {
@@ -219,6 +234,11 @@ template <class Visitor> void for_each_member(const XMLHashEntry &entry, Visitor
         },
         &visit);
 }
+// Takes all members from a list, which lets go of none, and frees their index or array.
+void empty_list(XMLHashEntry &entry) noexcept;
+// Frees a list, which lets go of none of its members, and their index; the entry keeps its
+// pointers.
+void free_list(XMLHashEntry &entry) noexcept;
 // What delete_list does, but for letting go of the members that may go: they are put on the chain.
 void delete_list(XMLHashEntry &entry, xmlNodePtr &chain) noexcept;
 // Empties a slot for good (`for_reuse` false) or so that its node id is handed out again. The entry
@@ -347,8 +367,12 @@ void note_detached(const xmlNode *root) noexcept;
 // The same of the node that an entry names.
 void note_named_root(const XMLHashEntry &entry) noexcept;
 
-// Chains an entry to the node it names, behind its own entries unless it is one itself, and
-// unchains it. Not for lists.
+// Whether an entry is the own one of the node that it names, not of the node's map.
+[[nodiscard]] inline bool is_own_of_node(const XMLHashEntry &entry) noexcept {
+    return entry.is_own && entry.kind != XMLDomNodeType::named_node_map;
+}
+// Chains an entry to the node it names, behind its own entries unless it is the node's own itself,
+// and unchains it. Not for lists.
 void add_name_behind_own(XMLHashEntry &entry, XMLHashEntry &first) noexcept;
 inline void add_name(XMLHashEntry &entry) noexcept {
     xmlNodePtr node = as_node(entry.object);
@@ -361,7 +385,7 @@ inline void add_name(XMLHashEntry &entry) noexcept {
     const std::uintptr_t before = names_and_marks(node);
     auto *const first = reinterpret_cast<XMLHashEntry *>(before & ~k_marks);
     if (first != nullptr) {
-        if (first->is_own) {
+        if (first->is_own && !is_own_of_node(entry)) {
             add_name_behind_own(entry, *first);
             return;
         }

@@ -65,9 +65,7 @@ template <class Collect> void disown_entries(document_entry &document, Collect &
             if constexpr (!std::is_same_v<Collect, nobody_collects>) {
                 for_each_member(entry, collect);
             }
-            xmlListClear(static_cast<xmlListPtr>(entry.object));
-            free_of_handles(entry.members.index, index_bytes(entry));
-            entry.members = {};
+            empty_list(entry);
             return;
         }
         collect(as_node(entry.object));

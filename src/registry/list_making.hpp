@@ -33,8 +33,7 @@ class node_collector {
 };
 
 // A list as the result, in the family of `from`, filled by `fill`; the one of the same members that
-// there is, or else a new one. Reports list_not_made and list_not_filled, and throws what `fill`
-// throws.
+// there is, or else a new one. Throws what `fill` and own_list throw.
 template <class Fill> [[nodiscard]] host::datum list_result(const XMLHashEntry &from, Fill fill) {
     node_collector found;
     fill(found);

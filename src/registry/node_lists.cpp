@@ -1,5 +1,6 @@
-// Reading node lists: an xmlList with an index made on first reading, so that reading all members
-// by index costs linear time in all.
+// Node lists: those of the packages are arrays. Those of the long-named functions are xmlLists,
+// with an index made on first reading, so that reading all members by index costs linear time in
+// all.
 #include "registry/dom_map.hpp"
 
 namespace pkg_dbe_xml {
@@ -54,12 +55,37 @@ xmlNodePtr list_member(XMLHashEntry &entry, std::size_t index) {
 }
 
 void hold_list(XMLHashEntry &entry) noexcept {
-    std::size_t size = 0;
-    for_each_member(entry, [&size](xmlNodePtr member) {
-        ++size;
+    entry.members = {};
+    for_each_member(entry, [&entry](xmlNodePtr member) {
+        ++entry.members.size;
         hold_member(member);
     });
-    entry.members = {nullptr, size};
+}
+
+void hold_array(XMLHashEntry &entry, xmlNodePtr *members, std::size_t size) noexcept {
+    entry.object = members;
+    entry.members = {members, size};
+    for (std::size_t index = 0; index < size; ++index) {
+        hold_member(members[index]);
+    }
+}
+
+void empty_list(XMLHashEntry &entry) noexcept {
+    if (is_array(entry)) {
+        free_list(entry);
+        entry.object = no_members;
+    } else {
+        xmlListClear(static_cast<xmlListPtr>(entry.object));
+        free_of_handles(entry.members.index, index_bytes(entry));
+    }
+    entry.members = {};
+}
+
+void free_list(XMLHashEntry &entry) noexcept {
+    if (!is_array(entry)) {
+        xmlListDelete(static_cast<xmlListPtr>(entry.object));
+    }
+    free_of_handles(entry.members.index, index_bytes(entry));
 }
 
 void delete_list(XMLHashEntry &entry) noexcept {
@@ -70,9 +96,8 @@ void delete_list(XMLHashEntry &entry) noexcept {
 
 void delete_list(XMLHashEntry &entry, xmlNodePtr &chain) noexcept {
     for_each_member(entry, [&chain](xmlNodePtr member) { release_member(member, chain); });
-    free_of_handles(entry.members.index, index_bytes(entry));
+    free_list(entry);
     entry.members = {};
-    xmlListDelete(static_cast<xmlListPtr>(entry.object));
     entry.object = nullptr;
 }
 

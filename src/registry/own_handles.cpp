@@ -20,7 +20,7 @@ namespace {
 // else.
 [[nodiscard]] inline XMLHashEntry *known_own_entry(const xmlNode *node) noexcept {
     XMLHashEntry *const first = first_of_names(node);
-    return first != nullptr && first->is_own && !is_map(*first) ? first : nullptr;
+    return first != nullptr && is_own_of_node(*first) ? first : nullptr;
 }
 
 // An own entry of that sort among the first two names of the node.
@@ -103,14 +103,6 @@ mint_own_value(const XMLHashEntry &from, xmlNodePtr node, XMLDomNodeType kind, s
 } // namespace
 
 void add_name_behind_own(XMLHashEntry &entry, XMLHashEntry &first) noexcept {
-    if (entry.is_own && !is_map(entry)) {
-        xmlNodePtr const node = as_node(entry.object);
-        entry.names = {&first, nullptr};
-        first.names.previous = &entry;
-        set_names_and_marks(node, reinterpret_cast<std::uintptr_t>(&entry) |
-                                      (names_and_marks(node) & k_marks));
-        return;
-    }
     XMLHashEntry *last_own = &first;
     if (first.names.next != nullptr && first.names.next->is_own) {
         last_own = first.names.next;

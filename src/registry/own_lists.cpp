@@ -5,15 +5,11 @@
 // hash, or is left out when the table grows.
 #include "registry/own_lists.hpp"
 
-#include "error_reports.hpp"
-#include "libxml/xml.hpp"
 #include "registry/dom_map.hpp"
-#include "tree/pkg_xml_dom_common.hpp"
-#include "tree/poll_counter.hpp"
-#include "xml_owner.hpp"
 
 #include <bit>
 #include <cstring>
+#include <memory>
 
 namespace pkg_dbe_xml {
 
@@ -86,24 +82,23 @@ void reserve_place(registry &state) {
     return std::memcmp(known.members.index, members, size * sizeof *members) == 0;
 }
 
-// A list of these members. Reports list_not_made and list_not_filled.
-[[nodiscard]] xml_list_ptr list_of(const xmlNodePtr *members, std::size_t size) {
-    const host::tree_scope scope;
-    xml_list_ptr list(xmlListCreate(nullptr, nullptr));
-    if (list == nullptr) {
-        report(reports::list_not_made);
+// Frees an array of members that no list owns yet.
+struct array_deleter {
+    std::size_t size = 0;
+    void operator()(xmlNodePtr *members) const noexcept {
+        free_of_handles(members, size * sizeof *members);
     }
-    poll_counter poll;
-    for (std::size_t index = 0; index < size; ++index) {
-        if (!xml_list_pushback(members[index], list.get())) {
-            report(reports::list_not_filled);
-        }
-        poll.step();
+};
+using array_owner = std::unique_ptr<xmlNodePtr[], array_deleter>;
+
+[[nodiscard]] array_owner copy_of(const xmlNodePtr *members, std::size_t size) {
+    array_owner copy(nullptr, {size});
+    if (size != 0) {
+        copy.reset(static_cast<xmlNodePtr *>(
+            allocate_for_handles(host::u_sess.xmldom_context, size * sizeof *members)));
+        std::memcpy(copy.get(), members, size * sizeof *members);
     }
-    if (scope.refused()) {
-        report(reports::list_not_filled);
-    }
-    return list;
+    return copy;
 }
 
 struct search_result {
@@ -147,15 +142,17 @@ host::datum own_list(const XMLHashEntry &from, const xmlNodePtr *members,
     if (known.entry != nullptr) {
         return get_datum_by_dom_key(known.entry->key);
     }
-    xml_list_ptr list = list_of(members, digest.size());
+    array_owner array = copy_of(members, digest.size());
     if (known.vacant == nullptr) {
         reserve_place(state);
     }
-    const host::datum result = mint_handle<XMLDomNodeType::node_list>(from, list.get());
-    list.release(); // the registry's now
+    const host::datum result = mint_handle<XMLDomNodeType::node_list>(from, no_members);
     known_list made{digest.hash(), {}};
     std::memcpy(made.key.bytes.data(),
                 reinterpret_cast<const std::byte *>(result) + host::k_long_header, k_key_size);
+    if (array != nullptr) {
+        hold_array(*find_entry(state, made.key), array.release(), digest.size());
+    }
     if (known.vacant != nullptr) {
         *known.vacant = made;
     } else {

@@ -28,8 +28,7 @@ class list_digest {
 
 // The handle of a list of these members under document id and serial of `from`, as many as `digest`
 // knows of: that of a list which is known already, or of a new one. Throws before anything has
-// changed, when the statement was asked to stop too; reports list_not_made, list_not_filled and
-// numbers_used_up.
+// changed, when memory runs out; reports numbers_used_up and session_memory_full.
 [[nodiscard]] host::datum own_list(const XMLHashEntry &from, const xmlNodePtr *members,
                                    const list_digest &digest);
 

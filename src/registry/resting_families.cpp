@@ -40,8 +40,7 @@ void end_entry(registry &state, XMLHashEntry &entry, xmlNodePtr &chain) noexcept
         return;
     }
     for_each_member(entry, [&chain](xmlNodePtr member) { collect_tree(chain, member); });
-    free_of_handles(entry.members.index, index_bytes(entry));
-    xmlListDelete(static_cast<xmlListPtr>(entry.object));
+    free_list(entry);
 }
 
 void end_piece(registry &state, const document_entry &document, std::size_t piece,

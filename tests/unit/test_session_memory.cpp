@@ -154,6 +154,7 @@ TEST_F(session_memory, a_limit_below_what_is_held_lets_everything_go) {
         held.push_back(first(top));
     }
     const sql::handle list = call(xml_dom_get_child_nodes, top).handle();
+    const sql::handle array = call(xmldom_get_child_nodes, top).handle();
     const sql::handle parser = call(xmlparser_new_parser).handle();
     set_limit(1);
     expect_refused(call(xml_dom_create_text_node, tree, std::string(100, 'x')));
@@ -161,6 +162,9 @@ TEST_F(session_memory, a_limit_below_what_is_held_lets_everything_go) {
     EXPECT_EQ(name(top), "a");
     EXPECT_EQ(call(xml_dom_get_length, list).integer(), 2);
     EXPECT_FALSE(call(xml_dom_free_nodelist, list).failed());
+    EXPECT_EQ(call(xmldom_get_child_nodes, top).handle(), array);
+    EXPECT_FALSE(call(xml_dom_free_nodelist, array).failed());
+    expect_refused(call(xmldom_get_child_nodes, top));
     for (const sql::handle &each : held) {
         EXPECT_FALSE(call(xml_dom_free_node, each).failed());
     }

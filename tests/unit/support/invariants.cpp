@@ -409,6 +409,16 @@ int collect_member(const void *member, void *state) {
     return 1;
 }
 
+// The members of a list, of an xmlList by what libxml2 says.
+void collect_members(const dbe::XMLHashEntry &list, std::vector<const xmlNode *> &members) {
+    members.clear();
+    if (!dbe::is_array(list)) {
+        xmlListWalk(static_cast<xmlListPtr>(list.object), collect_member, &members);
+    } else if (list.members.index != nullptr) {
+        members.assign(list.members.index, list.members.index + list.members.size);
+    }
+}
+
 // The tree in which a node stands that an entry names or has as a member, unless it was walked.
 void audit::walk_tree_of(const named &each, const xmlNode *node) {
     if (place_of(node) != nullptr) {
@@ -440,8 +450,7 @@ void audit::walk_detached_trees() {
             walk_tree_of(each, static_cast<const xmlNode *>(each.entry->object));
             continue;
         }
-        members_.clear();
-        xmlListWalk(static_cast<xmlListPtr>(each.entry->object), collect_member, &members_);
+        collect_members(*each.entry, members_);
         for (const xmlNode *member : members_) {
             walk_tree_of(each, member);
             unsigned *const count = list_counts_.find(member);
@@ -642,8 +651,7 @@ void audit::check_entries() {
 }
 
 void audit::check_list(const dbe::document_entry &document, const dbe::XMLHashEntry &entry) {
-    members_.clear();
-    xmlListWalk(static_cast<xmlListPtr>(entry.object), collect_member, &members_);
+    collect_members(entry, members_);
     if (members_.size() != entry.members.size) {
         problem(name_of(entry) + " has a length other than its list's");
         return;

@@ -112,7 +112,8 @@ template <class... Type> [[nodiscard]] constexpr unsigned bits_of(Type... type) 
 constexpr unsigned k_leaves =
     bits_of(XML_TEXT_NODE, XML_CDATA_SECTION_NODE, XML_PI_NODE, XML_COMMENT_NODE);
 
-// Whether a node with something below it stands above the place below `parent`, or there already.
+// Whether a node stands above the place below `parent`. One that has nothing below it, or stands in
+// that place already, cannot.
 [[nodiscard]] bool is_above(const xmlNode *node, const xmlNode *parent) {
     if (node->children == nullptr || node->parent == parent) {
         return false;
